@@ -1,0 +1,67 @@
+# How everything here is compiled. Each target of ours links ncdm_flags (PRIVATE).
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+foreach(language C CXX)
+  set(CMAKE_${language}_FLAGS_RELEASE "-O2 -g -DNDEBUG")
+  set(CMAKE_${language}_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
+  set(CMAKE_${language}_FLAGS_DEBUG "-O1 -g -fno-omit-frame-pointer")
+endforeach()
+
+find_program(NCDM_CCACHE ccache)
+if(NCDM_CCACHE)
+  foreach(language C CXX)
+    if(NOT CMAKE_${language}_COMPILER_LAUNCHER)
+      set(CMAKE_${language}_COMPILER_LAUNCHER ${NCDM_CCACHE})
+    endif()
+  endforeach()
+endif()
+
+find_package(Threads REQUIRED)
+include(GNUInstallDirs)
+
+add_library(ncdm_flags INTERFACE)
+# clang counts sign conversions as part of -Wconversion in C++, g++ does not.
+target_compile_options(ncdm_flags INTERFACE
+  -Wall -Wextra -Wconversion -Werror
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-sign-conversion>)
+target_compile_definitions(ncdm_flags INTERFACE _GNU_SOURCE)
+
+set(release $<CONFIG:Release,RelWithDebInfo>)
+if(NOT NCDM_SANITIZE)
+  # The fortified calls would hide from the sanitizers what they intercept.
+  target_compile_options(ncdm_flags INTERFACE
+    $<${release}:-U_FORTIFY_SOURCE> $<${release}:-D_FORTIFY_SOURCE=3>
+    $<${release}:-fstack-protector-strong>)
+endif()
+# A target with the property NCDM_LAZY_BINDING is spared -z now.
+target_link_options(ncdm_flags INTERFACE
+  $<${release}:LINKER:-z,relro>
+  $<$<AND:${release},$<NOT:$<BOOL:$<TARGET_PROPERTY:NCDM_LAZY_BINDING>>>>:LINKER:-z,now>)
+
+if(NCDM_SANITIZE)
+  add_compile_options(-fsanitize=${NCDM_SANITIZE} -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${NCDM_SANITIZE})
+endif()
+if(NCDM_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(NCDM_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()

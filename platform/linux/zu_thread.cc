@@ -1,0 +1,363 @@
+// The event-thread library on libevent.
+//
+// libevent watches descriptors and clocks; the order in which tasks run is kept here. A task that
+// libevent reports, or that is due from the start, moves to the master's ready queue, which is
+// sorted by the moment at which its tasks became due and then by the order of scheduling. A turn of
+// the loop takes the whole queue and runs it. So a task that is due can still be cancelled, and a
+// task that schedules another for at once never keeps the descriptors from being served.
+
+#include "zu_thread.h"
+
+#include <errno.h>
+#include <event2/event.h>
+#include <stdint.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <list>
+#include <memory>
+#include <new>
+#include <optional>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+using std::chrono::seconds;
+
+// Longer delays are cut to this one, some 68 years, which no sum overflows.
+constexpr int64_t kLongestDelaySeconds = INT32_MAX;
+
+struct EventFree {
+  void operator()(event* ev) const { event_free(ev); }
+};
+using EventPtr = std::unique_ptr<event, EventFree>;
+
+struct EventBaseFree {
+  void operator()(event_base* base) const { event_base_free(base); }
+};
+using EventBasePtr = std::unique_ptr<event_base, EventBaseFree>;
+
+struct EventConfigFree {
+  void operator()(event_config* config) const { event_config_free(config); }
+};
+
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+struct Task;
+using TaskList = std::list<Task>;
+
+struct Task : zu_thread {
+  TaskList* home = nullptr;  // the list that holds the task; null once it runs
+  TaskList::iterator self;
+  EventPtr ev;
+  Clock::time_point due;
+  uint64_t number = 0;  // of scheduling
+
+  bool RunsBefore(const Task& other) const {
+    return due != other.due ? due < other.due : number < other.number;
+  }
+};
+
+// The poll method: it takes any descriptor, regular files included, and keeps nothing in the kernel
+// that would outlive a descriptor closed under a task or mix it up with its successor. Tasks are
+// one shot, so it also saves the two system calls that re-arming would cost with epoll.
+EventBasePtr NewEventBase() {
+  std::unique_ptr<event_config, EventConfigFree> config(event_config_new());
+  if (!config || event_config_require_features(config.get(), EV_FEATURE_FDS) != 0 ||
+      event_config_set_flag(config.get(), EVENT_BASE_FLAG_PRECISE_TIMER) != 0 ||
+      event_config_set_flag(config.get(), EVENT_BASE_FLAG_IGNORE_ENV) != 0) {
+    return nullptr;
+  }
+  return EventBasePtr(event_base_new_with_config(config.get()));
+}
+
+timeval ToTimeval(microseconds delay) {
+  const auto whole = std::chrono::duration_cast<seconds>(delay);
+  timeval result;
+  result.tv_sec = whole.count();
+  result.tv_usec = static_cast<suseconds_t>((delay - whole).count());
+  return result;
+}
+
+microseconds ToDelay(int64_t sec, int64_t usec) {
+  // The carry cannot overflow: it is smaller than the seconds' limit by far.
+  sec = std::clamp<int64_t>(sec, -kLongestDelaySeconds, kLongestDelaySeconds);
+  sec = std::clamp<int64_t>(sec + usec / 1000000, 0 - kLongestDelaySeconds, kLongestDelaySeconds);
+  return seconds(sec) + microseconds(usec % 1000000);
+}
+
+}  // namespace
+
+struct zu_thread_master {
+ public:
+  static zu_thread_master* Create();
+
+  zu_thread* ScheduleNow(zu_thread_func func, void* arg, int value, const char* name);
+  zu_thread* ScheduleTimer(zu_thread_func func, void* arg, microseconds delay, const char* name);
+  zu_thread* ScheduleDescriptor(zu_thread_func func, void* arg, int fd, short events,
+                                const char* name);
+  static void Cancel(Task& task);
+
+  int Run();
+  int RunOnce(int timeout_ms);
+  void Stop();
+
+ private:
+  explicit zu_thread_master(EventBasePtr base)
+      : base_(std::move(base)), stop_fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+  static void OnTaskEvent(evutil_socket_t, short events, void* arg);
+  static void OnStop(evutil_socket_t fd, short, void*);
+  static void OnTimeout(evutil_socket_t, short, void*) {}
+
+  bool WatchStop();
+  Task* NewTask(zu_thread_func func, void* arg, int value, const char* name);
+  void Discard(Task& task);
+  void MakeReady(Task& task, Clock::time_point due);
+  Clock::time_point ThisTurn();
+  bool Wait(std::optional<microseconds> timeout);
+  int RunReady();
+  int Turn(std::optional<microseconds> timeout);
+  bool TakeStop() { return stop_.exchange(false, std::memory_order_acq_rel); }
+
+  EventBasePtr base_;  // before everything that holds an event of it
+  FileDescriptor stop_fd_;
+  EventPtr stop_event_;
+  EventPtr timeout_event_;
+  TaskList waiting_;  // for libevent, or for ever
+  TaskList ready_;    // sorted, waiting for the next turn
+  TaskList turn_;     // sorted, the rest of the turn that runs
+  std::optional<Clock::time_point> this_turn_;
+  uint64_t last_number_ = 0;
+  bool running_ = false;
+  std::atomic<bool> stop_{false};
+  static_assert(std::atomic<bool>::is_always_lock_free, "stopping is for signal handlers too");
+};
+
+zu_thread_master* zu_thread_master::Create() {
+  EventBasePtr base = NewEventBase();
+  if (!base) return nullptr;
+  std::unique_ptr<zu_thread_master> master(new (std::nothrow) zu_thread_master(std::move(base)));
+  if (!master || !master->WatchStop()) return nullptr;
+  return master.release();
+}
+
+bool zu_thread_master::WatchStop() {
+  if (stop_fd_.get() < 0) return false;
+  stop_event_.reset(
+      event_new(base_.get(), stop_fd_.get(), EV_READ | EV_PERSIST, &OnStop, nullptr));
+  timeout_event_.reset(event_new(base_.get(), -1, 0, &OnTimeout, nullptr));
+  return stop_event_ && timeout_event_ && event_add(stop_event_.get(), nullptr) == 0;
+}
+
+Task* zu_thread_master::NewTask(zu_thread_func func, void* arg, int value, const char* name) {
+  if (!func) return nullptr;
+  try {
+    waiting_.emplace_back();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+  Task& task = waiting_.back();
+  static_cast<zu_thread&>(task) = {this, func, arg, value, name};
+  task.home = &waiting_;
+  task.self = std::prev(waiting_.end());
+  task.number = ++last_number_;
+  return &task;
+}
+
+void zu_thread_master::Discard(Task& task) { task.home->erase(task.self); }
+
+// Almost every task belongs at the end, so the search starts there.
+void zu_thread_master::MakeReady(Task& task, Clock::time_point due) {
+  task.due = due;
+  auto place = ready_.end();
+  while (place != ready_.begin() && task.RunsBefore(*std::prev(place))) --place;
+  ready_.splice(place, *task.home, task.self);
+  task.home = &ready_;
+}
+
+zu_thread* zu_thread_master::ScheduleNow(zu_thread_func func, void* arg, int value,
+                                         const char* name) {
+  Task* task = NewTask(func, arg, value, name);
+  if (task) MakeReady(*task, Clock::now());
+  return task;
+}
+
+zu_thread* zu_thread_master::ScheduleTimer(zu_thread_func func, void* arg, microseconds delay,
+                                           const char* name) {
+  if (delay <= microseconds::zero()) return ScheduleNow(func, arg, 0, name);
+  Task* task = NewTask(func, arg, 0, name);
+  if (!task) return nullptr;
+  task->due = Clock::now() + delay;
+  task->ev.reset(event_new(base_.get(), -1, 0, &OnTaskEvent, task));
+  const timeval timeout = ToTimeval(delay);
+  if (!task->ev || event_add(task->ev.get(), &timeout) != 0) {
+    Discard(*task);
+    return nullptr;
+  }
+  return task;
+}
+
+zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, int fd,
+                                                short events, const char* name) {
+  Task* task = NewTask(func, arg, fd, name);
+  if (!task || fd < 0) return task;
+  task->ev.reset(event_new(base_.get(), fd, events, &OnTaskEvent, task));
+  if (!task->ev || event_add(task->ev.get(), nullptr) != 0) {
+    Discard(*task);
+    return nullptr;
+  }
+  return task;
+}
+
+void zu_thread_master::Cancel(Task& task) {
+  // A task that runs is past cancelling; its record goes when its function returns.
+  if (task.home) task.home->erase(task.self);
+}
+
+void zu_thread_master::OnTaskEvent(evutil_socket_t, short events, void* arg) {
+  Task& task = *static_cast<Task*>(arg);
+  const bool is_timer = (events & EV_TIMEOUT) != 0;
+  task.master->MakeReady(task, is_timer ? task.due : task.master->ThisTurn());
+}
+
+void zu_thread_master::OnStop(evutil_socket_t fd, short, void*) {
+  eventfd_t count;
+  eventfd_read(fd, &count);
+}
+
+// Descriptors found ready together became so at one moment, as far as anybody can tell.
+Clock::time_point zu_thread_master::ThisTurn() {
+  if (!this_turn_) this_turn_ = Clock::now();
+  return *this_turn_;
+}
+
+bool zu_thread_master::Wait(std::optional<microseconds> timeout) {
+  int flags = EVLOOP_ONCE;
+  if (!ready_.empty() || timeout == microseconds::zero()) {
+    flags |= EVLOOP_NONBLOCK;
+  } else if (timeout) {
+    const timeval tv = ToTimeval(*timeout);
+    if (event_add(timeout_event_.get(), &tv) != 0) return false;
+  }
+  const int result = event_base_loop(base_.get(), flags);
+  event_del(timeout_event_.get());
+  this_turn_.reset();
+  return result >= 0;
+}
+
+// Runs what is ready now, and leaves the rest for a later turn when a task stops the loop.
+int zu_thread_master::RunReady() {
+  for (Task& task : ready_) task.home = &turn_;
+  turn_.swap(ready_);
+  int count = 0;
+  while (!turn_.empty() && !stop_.load(std::memory_order_acquire)) {
+    TaskList current;
+    current.splice(current.begin(), turn_, turn_.begin());
+    Task& task = current.front();
+    task.home = nullptr;
+    task.func(&task);
+    ++count;
+  }
+  // What became ready meanwhile is due after all of these.
+  for (Task& task : turn_) task.home = &ready_;
+  ready_.splice(ready_.begin(), turn_);
+  return count;
+}
+
+int zu_thread_master::Turn(std::optional<microseconds> timeout) {
+  return Wait(timeout) ? RunReady() : -1;
+}
+
+int zu_thread_master::Run() {
+  if (running_) return -1;
+  running_ = true;
+  int result = 0;
+  while (result >= 0 && !TakeStop()) result = Turn(std::nullopt);
+  running_ = false;
+  return std::min(result, 0);
+}
+
+int zu_thread_master::RunOnce(int timeout_ms) {
+  if (running_) return -1;
+  if (TakeStop()) return 0;
+  running_ = true;
+  std::optional<microseconds> timeout;
+  if (timeout_ms >= 0) timeout = std::chrono::milliseconds(timeout_ms);
+  const int result = Turn(timeout);
+  TakeStop();
+  running_ = false;
+  return result;
+}
+
+void zu_thread_master::Stop() {
+  const int saved_errno = errno;
+  stop_.store(true, std::memory_order_release);
+  // A full counter has the loop awake already.
+  eventfd_write(stop_fd_.get(), 1);
+  errno = saved_errno;
+}
+
+zu_thread* zu_thread_add_event_withname(zu_thread_master* master, zu_thread_func func, void* arg,
+                                        int value, const char* name) {
+  return master ? master->ScheduleNow(func, arg, value, name) : nullptr;
+}
+
+zu_thread* zu_thread_add_timer(zu_thread_master* master, zu_thread_func func, void* arg,
+                               long seconds) {
+  return zu_thread_add_timer_withname(master, func, arg, seconds, nullptr);
+}
+
+zu_thread* zu_thread_add_timer_withname(zu_thread_master* master, zu_thread_func func, void* arg,
+                                        long seconds, const char* name) {
+  return master ? master->ScheduleTimer(func, arg, ToDelay(seconds, 0), name) : nullptr;
+}
+
+zu_thread* zu_thread_add_timer_timeval(zu_thread_master* master, zu_thread_func func, void* arg,
+                                       const struct timeval* delay) {
+  if (!master || !delay) return nullptr;
+  return master->ScheduleTimer(func, arg, ToDelay(delay->tv_sec, delay->tv_usec), nullptr);
+}
+
+zu_thread* zu_thread_add_read_withname(zu_thread_master* master, zu_thread_func func, void* arg,
+                                       int fd, const char* name) {
+  return master ? master->ScheduleDescriptor(func, arg, fd, EV_READ, name) : nullptr;
+}
+
+zu_thread* zu_thread_add_write(zu_thread_master* master, zu_thread_func func, void* arg, int fd) {
+  return master ? master->ScheduleDescriptor(func, arg, fd, EV_WRITE, nullptr) : nullptr;
+}
+
+void zu_thread_cancel(zu_thread* thread) {
+  if (thread) zu_thread_master::Cancel(static_cast<Task&>(*thread));
+}
+
+zu_thread_master* zu_thread_master_create(void) { return zu_thread_master::Create(); }
+
+int zu_thread_master_run(zu_thread_master* master) { return master ? master->Run() : -1; }
+
+int zu_thread_master_run_once(zu_thread_master* master, int timeout_ms) {
+  return master ? master->RunOnce(timeout_ms) : -1;
+}
+
+void zu_thread_master_stop(zu_thread_master* master) {
+  if (master) master->Stop();
+}
+
+void zu_thread_master_destroy(zu_thread_master* master) { delete master; }
