@@ -1,0 +1,135 @@
+// The NETCONF server's end of the agents' socket.
+//
+// The idea: a Server listens under a root directory (the value that the agents have in TMPDIR) and
+// talks with any number of agents at once. It has no thread of its own: everything happens in
+// RunOnce(), which waits for sockets at most as long as it is told, and in the calls that run it
+// until something is done.
+//
+//   Server server({.root = root});
+//   if (!server.WaitForAgent("interfaces", 10s)) ...
+//   Answer answer = server.Call("interfaces", ReadValues({{.name = "interfaces"}}));
+//   if (!answer.ok()) puts(answer.error.c_str());
+//
+// To embed it in another loop, wait for PollFd() to become readable and call RunOnce(0ms); or set
+// Options::pump when the waiting calls are used and something else (an agent in the same thread)
+// has to run meanwhile.
+//
+// Each agent gets one request at a time; further ones wait for their turn. A request that ran out
+// of time keeps its place until the agent answers or goes away, because an agent that is still
+// writing an answer must not be asked again; what it answers then is dropped.
+//
+// Not thread safe: one thread uses a Server.
+#ifndef NCDM_SERVER_SERVER_H_
+#define NCDM_SERVER_SERVER_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "server/answer.h"
+#include "server/listener.h"
+#include "server/registry.h"
+#include "server/request.h"
+#include "server/trace.h"
+
+namespace ncdm::server {
+
+using Milliseconds = std::chrono::milliseconds;
+
+// What is known of an agent. It is kept when the agent goes away; a new connection of the same name
+// starts afresh.
+struct Agent {
+  std::string name;
+  bool connected = false;
+  bool restarted = false;  // it said that it has run before
+  bool complete = false;   // it said on this connection that its registrations are complete
+  bool settled = false;    // and they are: an agent that comes back says so before it announces any
+  bool unregistered = false;  // it asked to be forgotten
+  unsigned connections = 0;   // so far
+  Registry registry;
+};
+
+using RequestId = std::uint64_t;
+
+class Server {
+ public:
+  struct Options {
+    std::string root{};
+    bool answer_registration = true;    // REG_RSP without fault to each REG_CPLT
+    bool answer_unregistration = true;  // UNREG_CLIENT_RSP to each UNREG_CLIENT
+    Milliseconds timeout{10000};        // of a request that gives none
+    TraceSink trace{};
+    // Run between the steps of the waiting calls, which then wait no longer than 1 ms in each.
+    std::function<void()> pump{};
+    // Asked between steps: true ends a waiting call early.
+    std::function<bool()> interrupted{};
+  };
+
+  // Listens at once. Throws std::runtime_error.
+  explicit Server(Options options);
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  const std::string& socket_path() const;
+
+  // ---- The loop ----
+
+  // Waits at most `timeout` for something to do and does it. True when anything was done.
+  bool RunOnce(Milliseconds timeout);
+  // Runs until `done` says so; false when `timeout` is over before.
+  bool RunUntil(const std::function<bool()>& done, Milliseconds timeout);
+  // Readable when RunOnce has something to do (timeouts of requests apart).
+  int PollFd() const;
+  void set_trace(TraceSink trace);
+
+  // ---- Agents ----
+
+  // By name; those that went away included.
+  std::vector<const Agent*> Agents() const;
+  // Null for a name never seen. Stays valid.
+  const Agent* FindAgent(std::string_view name) const;
+  bool IsConnected(std::string_view name) const;
+  // Until the agent is connected and settled, and has announced some path. When it announces its
+  // paths after it said that it was complete, a Barrier tells where they end. False when `timeout`
+  // is over before.
+  bool WaitForAgent(std::string_view name, Milliseconds timeout);
+  // Closes the agent's connection, as a server that goes away does.
+  void Disconnect(std::string_view name);
+
+  // ---- Requests ----
+
+  // Sends a request and waits for its end.
+  Answer Call(std::string_view agent, Request request);
+  Answer Call(std::string_view agent, Request request, Milliseconds timeout);
+
+  // Sends a request, or queues it behind the agent's current one. It ends in Take(), whatever
+  // happens.
+  RequestId Start(std::string_view agent, Request request, Milliseconds timeout);
+  bool IsDone(RequestId id) const;
+  // The answer of a request that is done, once; nothing for one that is not, or was never there.
+  std::optional<Answer> Take(RequestId id);
+
+  // ---- Below requests ----
+
+  // Sends exactly these bytes, or this frame with the `sid` that stands in it. False when the agent
+  // is not connected.
+  bool SendBytes(std::string_view agent, std::string bytes);
+  bool SendFrame(std::string_view agent, const Frame& frame);
+  // Called with every frame that an agent sends, before it is handled.
+  using FrameHandler = std::function<void(std::string_view agent, const Frame& frame)>;
+  void set_frame_handler(FrameHandler handler);
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace ncdm::server
+
+#endif  // NCDM_SERVER_SERVER_H_
