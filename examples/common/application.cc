@@ -1,0 +1,69 @@
+#include "common/application.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "netconf_dm_agent.h"
+#include "netconf_dm_util.h"
+#include "netconf_dm_yang.h"
+
+namespace {
+
+zu_thread_master* g_loop = nullptr;
+void (*g_each_second)() = nullptr;
+
+void Stop(int) { zu_thread_master_stop(g_loop); }
+
+// A task runs once, so it schedules itself anew.
+int EachSecond(zu_thread* task) {
+  g_each_second();
+  zu_thread_add_timer_withname(task->master, EachSecond, nullptr, 1, "each-second");
+  return 0;
+}
+
+bool AnnounceModule(const char* yang_file) {
+  const std::unique_ptr<char, decltype(&free)> text(nc_dm_get_file_cont(yang_file), free);
+  if (text == nullptr) return false;
+  const std::unique_ptr<nc_dm_yang_doc_t, decltype(&nc_dm_yang_doc_free)> doc(
+      nc_dm_yang_read_doc(text.get()), nc_dm_yang_doc_free);
+  if (doc == nullptr || doc->module_name == nullptr || doc->version == nullptr) return false;
+  return nc_dm_agent_yang_attr_reg(doc->module_name, NC_DM_YANG_ATTR_MODULE_NAME,
+                                   doc->module_name) == 0 &&
+         nc_dm_agent_yang_attr_reg(doc->module_name, NC_DM_YANG_ATTR_REVISION, doc->version) == 0;
+}
+
+int Complain(const Application& application, const char* what) {
+  fprintf(stderr, "%s: %s\n", application.name.c_str(), what);
+  return 1;
+}
+
+}  // namespace
+
+int RunApplication(const Application& application) {
+  if (getenv("TMPDIR") == nullptr) {
+    return Complain(application, "set TMPDIR to the directory that holds the server's socket");
+  }
+  g_loop = zu_thread_master_create();
+  if (g_loop == nullptr) return Complain(application, "no event loop");
+  signal(SIGINT, Stop);
+  signal(SIGTERM, Stop);
+
+  // From here on the library connects, registers and serves by itself, whether or not a server is
+  // there yet.
+  if (nc_dm_agent_init(application.name.c_str(), g_loop, application.register_model, nullptr) !=
+      0) {
+    return Complain(application, "the data model could not be registered");
+  }
+  if (!AnnounceModule(application.yang_file.c_str())) {
+    Complain(application, ("no module name and revision in " + application.yang_file).c_str());
+  }
+  g_each_second = application.each_second;
+  if (g_each_second != nullptr) {
+    zu_thread_add_timer_withname(g_loop, EachSecond, nullptr, 1, "each-second");
+  }
+  zu_thread_master_run(g_loop);
+  zu_thread_master_destroy(g_loop);
+  return 0;
+}
