@@ -58,6 +58,7 @@ typedef int64_t nc_int64;
 #define NC_DM_MAX_PATH_LEN 256   /* characters of a registered path */
 #define NC_DM_VALUE_BUF_SIZE 257 /* bytes of the buffer handed to `get`: 256 characters and a NUL */
 #define NC_DM_MAX_SLOTS 64       /* integer slots, and string slots, of a data block */
+#define NC_DM_MAX_RANGE_PATHS 1048576 /* instance paths that one nc_dm_agent_mul_reg may queue */
 
 /* Value type of a leaf. The comment gives the object that `get` writes and `set` receives. */
 typedef enum nc_dm_val_type {
@@ -230,8 +231,9 @@ NC_DM_API int nc_dm_agent_mode_reg(char *dm_name, nc_dm_val_type_t val_type, int
 
 /*
  * Registers a leaf written with ids or ranges of ids ("a.{1-3}.b", "a.7.b") and queues its instance
- * paths: for "a.{1-3}.b" the schema a.{i}.b and the instances a.1., a.2. and a.3. Arguments as of
- * nc_dm_agent_mode_reg. Returns 0; -1; -4 for a malformed path.
+ * paths: for "a.{1-3}.b" the schema a.{i}.b and the instances a.1., a.2. and a.3. Ranges multiply: a path
+ * that gives more than NC_DM_MAX_RANGE_PATHS instances, or an id above 2147483647, is refused and nothing is
+ * queued. Arguments as of nc_dm_agent_mode_reg. Returns 0; -1; -4 for a malformed path.
  */
 NC_DM_API int nc_dm_agent_mul_reg(char *dm_name, nc_dm_val_type_t val_type, int flag,
                                   nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,

@@ -455,6 +455,9 @@ typedef struct nc_dm_stub_reg {
   nc_dm_node_src_t src; /* of REG_OBJ */
   char *name;           /* a path, or the client's name; owned */
   void *other;          /* nc_dm_yang_attr_t of REG_YANG_ATTR, owned */
+
+  /* Behind the record proper: queued by a re-registration, so that the next one takes its place. */
+  bool repeated;
 } nc_dm_stub_reg_t;
 
 /* The pending registrations, first in first out. */
