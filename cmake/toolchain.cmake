@@ -65,3 +65,9 @@ if(NCDM_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
+
+# For shared libraries. clang resolves their sanitizer calls only in the program.
+set(NCDM_NO_UNDEFINED LINKER:--no-undefined)
+if(NCDM_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  set(NCDM_NO_UNDEFINED "")
+endif()

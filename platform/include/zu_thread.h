@@ -5,7 +5,8 @@
  * the agent does after its start is a task on that master: a socket that became readable or
  * writable, a timer, or an event that shall run soon. The first half of this header is the contract
  * for whoever brings the agent to a new platform: the record `zu_thread` and the seven operations
- * that the agent calls. The second half, the loop, is the Linux port's own; the agent never calls it.
+ * that the agent calls. The second half, the loop, is the Linux port's own; the agent never calls
+ * it.
  *
  * Tasks
  *   A task runs at most once: scheduling it again is the business of its function. A task whose
@@ -17,10 +18,11 @@
  *   Each scheduling operation returns the task's handle, or null when it cannot schedule (no
  *   memory, no master, no function, a descriptor that cannot be watched). After null nothing is
  *   scheduled, the function is never called and there is nothing to release.
- *   A handle is valid until the task's function has been entered or the task is cancelled, whichever
- *   comes first. From then on it may not be passed to zu_thread_cancel; a caller that keeps handles
- *   forgets its handle first thing in the task's function, and after each cancellation. The record
- *   itself stays readable while the function runs, and is the platform's to release afterwards.
+ *   A handle is valid until the task's function has been entered or the task is cancelled,
+ * whichever comes first. From then on it may not be passed to zu_thread_cancel; a caller that keeps
+ * handles forgets its handle first thing in the task's function, and after each cancellation. The
+ * record itself stays readable while the function runs, and is the platform's to release
+ * afterwards.
  *
  * Threads
  *   All operations are called on the thread that runs the master's loop, or before the loop starts.

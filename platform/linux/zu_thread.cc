@@ -160,8 +160,7 @@ zu_thread_master* zu_thread_master::Create() {
 
 bool zu_thread_master::WatchStop() {
   if (stop_fd_.get() < 0) return false;
-  stop_event_.reset(
-      event_new(base_.get(), stop_fd_.get(), EV_READ | EV_PERSIST, &OnStop, nullptr));
+  stop_event_.reset(event_new(base_.get(), stop_fd_.get(), EV_READ | EV_PERSIST, &OnStop, nullptr));
   timeout_event_.reset(event_new(base_.get(), -1, 0, &OnTimeout, nullptr));
   return stop_event_ && timeout_event_ && event_add(stop_event_.get(), nullptr) == 0;
 }

@@ -261,7 +261,8 @@ void printk_syslog_ext(int level, const char* module, const char* kind, log_prin
   va_end(args);
   // A byte of value 0 printed as "%c" is a part of the text.
   ncdm_test::LogCapture::Get().Append(
-      {level, module, kind, type, length < 0 ? "" : std::string(text, static_cast<size_t>(length))});
+      {level, module, kind, type,
+       length < 0 ? "" : std::string(text, static_cast<size_t>(length))});
   if (length >= 0) free(text);
 }
 

@@ -1,8 +1,8 @@
 // Doubles of the platform: the seven zu_thread operations, the log and the flash home directory.
 //
 // Each is one object for the process, put back to its initial state before each test. The library's
-// own state is not touched by that: a fixture that leaves tasks behind has to clear the handles that
-// the library keeps.
+// own state is not touched by that: a fixture that leaves tasks behind has to clear the handles
+// that the library keeps.
 #ifndef TESTS_SUPPORT_FAKE_PLATFORM_H_
 #define TESTS_SUPPORT_FAKE_PLATFORM_H_
 

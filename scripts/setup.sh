@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# Installs what building and testing need, where it is missing. Run or source it:
+#   scripts/setup.sh [GROUP...]
+# Groups of further packages: lint, fuzz, coverage, plot, profile.
+
+# Which packages a group stands for. "a|b" is the first of them that the system offers.
+ncdm_group_packages() {
+  case $1 in
+    base)
+      echo g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev \
+        libevent-dev libcli11-dev nlohmann-json3-dev libedit-dev \
+        'libyang2-tools|libyang3-tools|libyang-tools|yang-tools' git python3
+      ;;
+    lint) echo clang-format clang-tidy cppcheck ;;
+    fuzz) echo clang llvm 'libclang-rt-14-dev|libclang-rt-dev' ;;
+    coverage) echo gcovr ;;
+    plot) echo gnuplot-nox ;;
+    profile) echo valgrind ;;
+    *)
+      echo "setup: no group of packages is called $1" >&2
+      return 1
+      ;;
+  esac
+}
+
+ncdm_is_installed() {
+  local status
+  status=$(dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null) || return 1
+  [[ $status == *installed* && $status != *not-installed* ]]
+}
+
+ncdm_any_installed() {
+  local name
+  for name in ${1//|/ }; do
+    ncdm_is_installed "$name" && return 0
+  done
+  return 1
+}
+
+ncdm_first_offered() {
+  local name
+  for name in ${1//|/ }; do
+    if apt-cache show "$name" >/dev/null 2>&1; then
+      echo "$name"
+      return 0
+    fi
+  done
+  echo "setup: the system offers no package $1" >&2
+  return 1
+}
+
+ncdm_as_root() {
+  if [[ $(id -u) == 0 ]]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "setup: need to be root, or sudo, for: $*" >&2
+    return 1
+  fi
+}
+
+ncdm_setup() {
+  local group packages package missing=() names=()
+  if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+    echo "setup: this is no Debian system; taking what is installed" >&2
+    return 0
+  fi
+  for group in base "$@"; do
+    packages=$(ncdm_group_packages "$group") || return 1
+    for package in $packages; do
+      ncdm_any_installed "$package" || missing+=("$package")
+    done
+  done
+  ((${#missing[@]})) || return 0
+
+  echo "setup: missing ${missing[*]}"
+  echo "setup: apt-get update"
+  ncdm_as_root apt-get update -qq || return 1
+  for package in "${missing[@]}"; do
+    names+=("$(ncdm_first_offered "$package")") || return 1
+  done
+  echo "setup: apt-get install ${names[*]}"
+  ncdm_as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${names[@]}"
+}
+
+# Run rather than sourced?
+if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
+  ncdm_setup "$@"
+fi
