@@ -40,8 +40,6 @@
 extern "C" {
 #endif
 
-#pragma GCC visibility push(default)
-
 /* The event loop. Opaque: the agent only passes it on. */
 typedef struct zu_thread_master zu_thread_master;
 
@@ -61,6 +59,8 @@ struct zu_thread {
   int value;                /* the descriptor or the value given at scheduling; 0 for a timer */
   const char* name;         /* the name given at scheduling, or null; not copied */
 };
+
+#pragma GCC visibility push(default)
 
 /*
  * Runs `func` once soon: in the loop's next turn, after everything that was due before.

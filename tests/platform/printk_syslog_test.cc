@@ -120,11 +120,11 @@ TEST_F(PrintkSyslogTest, KeepsErrno) {
 
 TEST_F(PrintkSyslogTest, TextsOfSeveralThreadsStayWhole) {
   const ncdm_test::ScopedEnv env("NC_DM_LOG", "stderr");
-  constexpr int kLines = 200;
+  constexpr size_t kLines = 200;
   testing::internal::CaptureStderr();
   const auto speak = [](char letter) {
     const std::string line(40, letter);
-    for (int i = 0; i < kLines; ++i) {
+    for (size_t i = 0; i < kLines; ++i) {
       printk_syslog_ext(7, "M", "K", LOG_TYPE_DEBUG, "%s %s\n", line.c_str(), line.c_str());
     }
   };
