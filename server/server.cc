@@ -6,22 +6,23 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <deque>
 #include <limits>
 #include <map>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
+#include "server/connection.h"
+#include "server/listener.h"
+
 namespace ncdm::server {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kListenerKey = 0;
 constexpr std::size_t kEventsAtOnce = 32;
 constexpr Milliseconds kPumpStep{1};
 constexpr Milliseconds kInterruptStep{200};
+constexpr Milliseconds kLongStep{1000};
 
 bool IsAnswer(std::int32_t type) {
   return type == NC_DM_MSG_TYPE_FAULT || type == NC_DM_MSG_TYPE_EDIT_RSP ||
@@ -30,46 +31,35 @@ bool IsAnswer(std::int32_t type) {
 
 std::string Title(std::string_view agent) { return "agent '" + std::string(agent) + "'"; }
 
-Answer Failure(Outcome outcome, std::string error) {
-  Answer answer;
-  answer.outcome = outcome;
-  answer.error = std::move(error);
-  return answer;
-}
-
+// Rounded up, so that a deadline has passed when the wait for it is over.
 int ToEpollTimeout(Clock::duration duration) {
-  // Rounded up, so that a deadline has passed when the wait for it is over.
   const auto timeout = std::chrono::ceil<Milliseconds>(duration).count();
   return static_cast<int>(
       std::clamp<Milliseconds::rep>(timeout, 0, std::numeric_limits<int>::max()));
 }
 
-struct WaitingRequest {
-  RequestId id = 0;
-  Request request;
-  Clock::time_point deadline;
-};
+// Counts one level while it lives.
+class Level {
+ public:
+  explicit Level(int* depth) : depth_(depth) { ++*depth_; }
+  ~Level() { --*depth_; }
+  Level(const Level&) = delete;
+  Level& operator=(const Level&) = delete;
 
-// The request that an agent is serving. `id` is 0 once nobody waits for the answer any more.
-struct ActiveRequest {
-  RequestId id;
-  std::int32_t first_sid;
-  std::int32_t last_sid;
-  Clock::time_point deadline;
-  AnswerAssembler assembler;
+ private:
+  int* depth_;
 };
 
 struct Peer {
-  Peer(std::uint64_t peer_key, Connection accepted)
-      : key(peer_key), connection(std::move(accepted)) {}
+  Peer(std::uint64_t peer_key, Connection accepted, RequestQueue::FinishFunction finish)
+      : key(peer_key), connection(std::move(accepted)), requests(std::move(finish)) {}
 
   std::uint64_t key;
   Connection connection;
+  RequestQueue requests;
   Agent* agent = nullptr;  // once it gave its name
   bool closed = false;     // waits to be removed
   bool waits_to_write = false;
-  std::optional<ActiveRequest> active;
-  std::deque<WaitingRequest> waiting;
 
   std::string_view name() const { return agent == nullptr ? "" : std::string_view(agent->name); }
 };
@@ -96,17 +86,19 @@ class Server::Implementation {
   void set_frame_handler(FrameHandler handler) { frame_handler_ = std::move(handler); }
 
   bool RunOnce(Milliseconds timeout) {
-    ++depth_;
-    std::array<epoll_event, kEventsAtOnce> events{};
-    const int count = epoll_wait(poller_.get(), events.data(), static_cast<int>(events.size()),
-                                 ToEpollTimeout(NextWait(timeout)));
-    for (int i = 0; i < count; ++i) {
-      HandleEvent(events[static_cast<std::size_t>(i)]);
+    bool worked = false;
+    {
+      const Level level(&depth_);
+      std::array<epoll_event, kEventsAtOnce> events{};
+      const int count = epoll_wait(poller_.get(), events.data(), static_cast<int>(events.size()),
+                                   ToEpollTimeout(NextWait(timeout)));
+      for (int i = 0; i < count; ++i) {
+        HandleEvent(events[static_cast<std::size_t>(i)]);
+      }
+      worked = ExpireRequests() || count > 0;
     }
-    const bool expired = ExpireRequests();
-    --depth_;
     Sweep();
-    return count > 0 || expired;
+    return worked;
   }
 
   // One step of a waiting call.
@@ -147,12 +139,14 @@ class Server::Implementation {
     const RequestId id = ++last_request_;
     Peer* peer = FindPeer(name);
     if (peer == nullptr) {
-      done_[id] = Failure(Outcome::kDisconnected, Title(name) + " is not connected");
+      Answer& answer = done_[id];
+      answer.outcome = Outcome::kDisconnected;
+      answer.error = Title(name) + " is not connected";
     } else if (request.frames.empty()) {
       done_[id] = Answer{};
     } else {
-      peer->waiting.push_back({id, std::move(request), Clock::now() + timeout});
-      SendNext(peer);
+      peer->requests.Add(id, std::move(request), Clock::now() + timeout);
+      SendRequests(peer);
     }
     return id;
   }
@@ -170,17 +164,9 @@ class Server::Implementation {
   }
 
   // Nobody waits for this request any more.
-  void Abandon(RequestId id, std::string_view why) {
+  void Abandon(RequestId id, const std::string& why) {
     for (auto& [key, peer] : peers_) {
-      if (peer.active && peer.active->id == id) {
-        peer.active->id = 0;
-        done_[id] = Failure(Outcome::kTimeout, std::string(why));
-        return;
-      }
-      const auto request = std::ranges::find(peer.waiting, id, &WaitingRequest::id);
-      if (request != peer.waiting.end()) {
-        peer.waiting.erase(request);
-        done_[id] = Failure(Outcome::kTimeout, std::string(why));
+      if (peer.requests.Abandon(id, why)) {
         return;
       }
     }
@@ -221,14 +207,20 @@ class Server::Implementation {
     Clock::duration wait = timeout;
     const Clock::time_point now = Clock::now();
     for (const auto& [key, peer] : peers_) {
-      if (peer.active && peer.active->id != 0) {
-        wait = std::min<Clock::duration>(wait, peer.active->deadline - now);
-      }
-      for (const WaitingRequest& request : peer.waiting) {
-        wait = std::min<Clock::duration>(wait, request.deadline - now);
+      if (const auto deadline = peer.requests.NextDeadline()) {
+        wait = std::min<Clock::duration>(wait, *deadline - now);
       }
     }
     return wait;
+  }
+
+  bool ExpireRequests() {
+    const Clock::time_point now = Clock::now();
+    bool expired = false;
+    for (auto& [key, peer] : peers_) {
+      expired = peer.requests.Expire(now, Title(peer.name())) || expired;
+    }
+    return expired;
   }
 
   void HandleEvent(const epoll_event& event) {
@@ -255,7 +247,8 @@ class Server::Implementation {
   void AddPeer(Connection connection) {
     const std::uint64_t key = ++last_key_;
     const int fd = connection.fd();
-    peers_.try_emplace(key, key, std::move(connection));
+    peers_.try_emplace(key, key, std::move(connection),
+                       [this](RequestId id, Answer answer) { done_[id] = std::move(answer); });
     Watch(fd, key, EPOLLIN, EPOLL_CTL_ADD);
   }
 
@@ -293,18 +286,9 @@ class Server::Implementation {
     Trace(*peer, [&] { return "* " + what; });
     peer->closed = true;
     if (peer->agent != nullptr) {
-      peer->agent->connected = false;
-      peer->agent->complete = false;
-      peer->agent->settled = false;
+      EndConnection(peer->agent);
     }
-    const std::string error = Title(peer->name()) + " " + what;
-    if (peer->active) {
-      Finish(peer->active->id, Failure(outcome, error + " before it answered"));
-      peer->active.reset();
-    }
-    for (const WaitingRequest& request : std::exchange(peer->waiting, {})) {
-      Finish(request.id, Failure(outcome, error + " before the request was sent"));
-    }
+    peer->requests.EndAll(outcome, Title(peer->name()) + " " + what);
   }
 
   // Removes what was closed, once nothing up the stack refers to it.
@@ -324,6 +308,18 @@ class Server::Implementation {
   void SendFrame(Peer* peer, const Frame& frame) {
     Trace(*peer, [&] { return RenderFrame(Direction::kToAgent, frame); });
     Send(peer, EncodeFrame(frame));
+  }
+
+  void SendRequests(Peer* peer) {
+    for (;;) {
+      const std::vector<Frame> frames = peer->requests.TakeNext(&next_sid_);
+      if (frames.empty()) {
+        return;
+      }
+      for (const Frame& frame : frames) {
+        SendFrame(peer, frame);
+      }
+    }
   }
 
   void UpdateInterest(Peer* peer) {
@@ -346,7 +342,8 @@ class Server::Implementation {
 
   void HandleFrame(Peer* peer, const Frame& frame) {
     // The name comes first, so that its own line carries it.
-    if (frame.head.type == NC_DM_MSG_TYPE_REG_NAME) {
+    const bool is_name = frame.head.type == NC_DM_MSG_TYPE_REG_NAME;
+    if (is_name) {
       NamePeer(peer, DecodeAnnouncement(frame));
     } else if (peer->agent == nullptr) {
       throw ProtocolError("a message before the name");
@@ -354,14 +351,16 @@ class Server::Implementation {
     Trace(*peer, [&] { return RenderFrame(Direction::kFromAgent, frame); });
     if (frame_handler_) {
       frame_handler_(peer->name(), frame);
-      if (peer->closed) {
-        return;
-      }
+    }
+    if (is_name || peer->closed) {
+      return;
     }
     if (IsAnswer(frame.head.type)) {
-      HandleAnswer(peer, frame);
+      peer->requests.Accept(frame);
+      SendRequests(peer);
     } else {
-      HandleAnnouncement(peer, frame);
+      TakeAnnouncement(peer->agent, frame);
+      AnswerAnnouncement(peer, frame.head.type);
     }
   }
 
@@ -372,144 +371,21 @@ class Server::Implementation {
     if (!announcement.name || announcement.name->empty()) {
       throw ProtocolError("an empty name");
     }
+    // An agent that reconnects may be here before the end of its old connection was read.
     if (Peer* previous = FindPeer(*announcement.name)) {
       Close(previous, Outcome::kDisconnected, "connected anew");
     }
-    Agent& agent = agents_[*announcement.name];
-    const unsigned connections = agent.connections + 1;
-    agent.registry.Clear();
-    agent.name = *announcement.name;
-    agent.connected = true;
-    agent.restarted = (announcement.attributes & kRestarted) != 0;
-    agent.complete = false;
-    agent.settled = false;
-    agent.unregistered = false;
-    agent.connections = connections;
-    peer->agent = &agent;
+    peer->agent = &agents_[*announcement.name];
+    BeginConnection(peer->agent, announcement);
   }
 
-  static std::string Path(const Announcement& announcement) {
-    if (!announcement.name || announcement.name->empty()) {
-      throw ProtocolError("a registration without a path");
-    }
-    return *announcement.name;
-  }
-
-  void HandleAnnouncement(Peer* peer, const Frame& frame) {
-    Agent* agent = peer->agent;
-    switch (frame.head.type) {
-      case NC_DM_MSG_TYPE_REG_NAME:
-        break;
-      case NC_DM_MSG_TYPE_REG: {
-        const Announcement announcement = DecodeAnnouncement(frame);
-        agent->registry.Add(Path(announcement), announcement.attributes);
-        agent->unregistered = false;
-        break;
-      }
-      case NC_DM_MSG_TYPE_UNREG:
-        agent->registry.Remove(Path(DecodeAnnouncement(frame)));
-        break;
-      case NC_DM_MSG_TYPE_REG_YANG_ATTR: {
-        const YangAnnouncement announcement = DecodeYangAnnouncement(frame);
-        agent->registry.SetYangAttribute(announcement.module, announcement.type,
-                                         announcement.value);
-        break;
-      }
-      case NC_DM_MSG_TYPE_REG_CPLT:
-        agent->complete = true;
-        agent->settled = agent->settled || agent->registry.path_count() > 0;
-        if (options_.answer_registration) {
-          SendFrame(peer, RegistrationAnswer(NC_DM_FAULT_CODE_OK));
-        }
-        break;
-      case NC_DM_MSG_TYPE_UNREG_CLIENT:
-        agent->registry.Clear();
-        agent->unregistered = true;
-        if (options_.answer_unregistration) {
-          SendFrame(peer, UnregistrationAnswer());
-        }
-        break;
-      default:
-        throw ProtocolError("a message of type " + std::to_string(frame.head.type) +
-                            " that agents do not send");
+  void AnswerAnnouncement(Peer* peer, std::int32_t type) {
+    if (type == NC_DM_MSG_TYPE_REG_CPLT && options_.answer_registration) {
+      SendFrame(peer, RegistrationAnswer(NC_DM_FAULT_CODE_OK));
+    } else if (type == NC_DM_MSG_TYPE_UNREG_CLIENT && options_.answer_unregistration) {
+      SendFrame(peer, UnregistrationAnswer());
     }
   }
-
-  // ---- Requests ----
-
-  void SendNext(Peer* peer) {
-    while (!peer->active && !peer->waiting.empty()) {
-      WaitingRequest next = std::move(peer->waiting.front());
-      peer->waiting.pop_front();
-      const std::int32_t first_sid = TakeSids(next.request.frames.size());
-      std::int32_t sid = first_sid;
-      for (Frame& frame : next.request.frames) {
-        frame.head.sid = sid++;
-        SendFrame(peer, frame);
-      }
-      if (next.request.answer == AnswerKind::kNothing) {
-        Finish(next.id, Answer{});
-      } else {
-        peer->active.emplace(ActiveRequest{next.id, first_sid, sid - 1, next.deadline,
-                                           AnswerAssembler(next.request.answer)});
-      }
-    }
-  }
-
-  std::int32_t TakeSids(std::size_t count) {
-    if (count > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max() - next_sid_)) {
-      next_sid_ = 1;
-    }
-    return std::exchange(next_sid_, next_sid_ + static_cast<std::int32_t>(count));
-  }
-
-  void HandleAnswer(Peer* peer, const Frame& frame) {
-    if (!peer->active) {
-      return;
-    }
-    ActiveRequest& active = *peer->active;
-    if (frame.head.sid == active.last_sid) {
-      if (active.assembler.Accept(frame)) {
-        Finish(active.id, std::move(active.assembler.answer()));
-        peer->active.reset();
-        SendNext(peer);
-      }
-    } else if (frame.head.type == NC_DM_MSG_TYPE_FAULT && frame.head.sid >= active.first_sid &&
-               frame.head.sid < active.last_sid) {
-      active.assembler.NoteFault(frame);
-    }
-  }
-
-  bool ExpireRequests() {
-    const Clock::time_point now = Clock::now();
-    bool expired = false;
-    for (auto& [key, peer] : peers_) {
-      if (peer.active && peer.active->id != 0 && peer.active->deadline <= now) {
-        Finish(std::exchange(peer.active->id, 0),
-               Failure(Outcome::kTimeout, Title(peer.name()) + " did not answer in time"));
-        expired = true;
-      }
-      const auto is_late = [&](const WaitingRequest& request) { return request.deadline <= now; };
-      for (const WaitingRequest& request : peer.waiting) {
-        if (is_late(request)) {
-          Finish(request.id,
-                 Failure(Outcome::kTimeout,
-                         Title(peer.name()) + " did not answer an earlier request in time"));
-          expired = true;
-        }
-      }
-      std::erase_if(peer.waiting, is_late);
-    }
-    return expired;
-  }
-
-  void Finish(RequestId id, Answer answer) {
-    if (id != 0) {
-      done_[id] = std::move(answer);
-    }
-  }
-
-  static constexpr std::int32_t kRestarted = 128;
 
   Options options_;
   FrameHandler frame_handler_;
@@ -570,7 +446,7 @@ bool Server::WaitForAgent(std::string_view name, Milliseconds timeout) {
     return agent != nullptr && agent->connected && agent->complete &&
            agent->registry.path_count() > 0;
   };
-  while (RunUntil(has_announced, left())) {
+  while (RunUntil(has_announced, left()) && !implementation_->Interrupted()) {
     Agent* agent = implementation_->FindAgent(name);
     if (agent->settled) {
       return true;
@@ -578,6 +454,8 @@ bool Server::WaitForAgent(std::string_view name, Milliseconds timeout) {
     const unsigned connection = agent->connections;
     if (Call(name, Barrier(), left()).ok() && agent->connections == connection) {
       agent->settled = true;
+    } else if (left() <= Milliseconds::zero()) {
+      return false;
     }
   }
   return false;
@@ -591,13 +469,13 @@ Answer Server::Call(std::string_view agent, Request request) {
 
 Answer Server::Call(std::string_view agent, Request request, Milliseconds timeout) {
   const RequestId id = Start(agent, std::move(request), timeout);
+  // The request's own deadline ends this.
   while (!IsDone(id)) {
     if (implementation_->Interrupted()) {
       implementation_->Abandon(id, "interrupted");
-      break;
+    } else {
+      implementation_->Step(kLongStep);
     }
-    // The request's own deadline ends this.
-    implementation_->Step(Milliseconds(1000));
   }
   return *Take(id);
 }

@@ -31,30 +31,15 @@
 #include <string_view>
 #include <vector>
 
+#include "server/agent.h"
 #include "server/answer.h"
-#include "server/listener.h"
-#include "server/registry.h"
 #include "server/request.h"
+#include "server/request_queue.h"
 #include "server/trace.h"
 
 namespace ncdm::server {
 
 using Milliseconds = std::chrono::milliseconds;
-
-// What is known of an agent. It is kept when the agent goes away; a new connection of the same name
-// starts afresh.
-struct Agent {
-  std::string name;
-  bool connected = false;
-  bool restarted = false;  // it said that it has run before
-  bool complete = false;   // it said on this connection that its registrations are complete
-  bool settled = false;    // and they are: an agent that comes back says so before it announces any
-  bool unregistered = false;  // it asked to be forgotten
-  unsigned connections = 0;   // so far
-  Registry registry;
-};
-
-using RequestId = std::uint64_t;
 
 class Server {
  public:

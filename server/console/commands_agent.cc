@@ -1,0 +1,147 @@
+// Commands about agents, and those that only send a short message.
+#include "server/console/commands.h"
+#include "server/names.h"
+
+namespace ncdm::console {
+namespace {
+
+using server::Agent;
+
+std::string StateText(const Agent& agent) {
+  if (!agent.connected) {
+    return "gone";
+  }
+  if (agent.unregistered) {
+    return "unregistered";
+  }
+  return agent.complete && agent.registry.path_count() > 0 ? "ready" : "connected";
+}
+
+// The agent that a command about what is known of it means: it need not be connected any more.
+const Agent& KnownAgent(Session& session, const Arguments& arguments) {
+  const std::string* name = AgentOption(arguments);
+  if (!arguments.positional.empty()) {
+    if (name != nullptr) {
+      throw CommandError("the agent is named twice");
+    }
+    name = &arguments.positional.front();
+  }
+  const Agent* gone = name == nullptr ? nullptr : session.server().FindAgent(*name);
+  if (gone != nullptr && !gone->connected) {
+    return *gone;
+  }
+  return *session.server().FindAgent(session.ReadyAgent(name));
+}
+
+Json WordList(const std::string& joined) {
+  Json words = Json::array();
+  std::size_t begin = 0;
+  while (begin < joined.size()) {
+    const std::size_t comma = std::min(joined.find(',', begin), joined.size());
+    words.push_back(joined.substr(begin, comma - begin));
+    begin = comma + 1;
+  }
+  return words;
+}
+
+}  // namespace
+
+void RunAgents(Session& session, const Arguments& /*arguments*/) {
+  session.server().RunOnce(server::Milliseconds(0));
+  Json document = Json::array();
+  Table table{{"agent", "state", "paths", "modules"}, {}};
+  for (const Agent* agent : session.server().Agents()) {
+    const std::size_t modules = agent->registry.yang_attributes().size();
+    document.push_back({{"agent", agent->name},
+                        {"state", StateText(*agent)},
+                        {"restarted", agent->restarted},
+                        {"connections", agent->connections},
+                        {"paths", agent->registry.path_count()},
+                        {"modules", modules}});
+    table.rows.push_back({agent->name, StateText(*agent),
+                          std::to_string(agent->registry.path_count()), std::to_string(modules)});
+  }
+  if (session.output().json()) {
+    session.output().Print(document);
+  } else if (table.rows.empty()) {
+    session.output().Line("no agent has connected yet");
+  } else {
+    session.output().Print(table);
+  }
+}
+
+void RunWait(Session& session, const Arguments& arguments) {
+  const auto timeout = arguments.positional.size() > 1 ? ParseSeconds(arguments.positional[1])
+                                                       : session.options().timeout;
+  session.WaitUntilReady(arguments.positional.front(), timeout);
+  PrintOk(session);
+}
+
+void RunUse(Session& session, const Arguments& arguments) {
+  if (arguments.positional.empty()) {
+    session.set_used_agent("");
+  } else {
+    session.set_used_agent(session.ConnectedAgent(&arguments.positional.front()));
+  }
+  PrintOk(session);
+}
+
+void RunPaths(Session& session, const Arguments& arguments) {
+  Json document = Json::array();
+  for (const server::RegisteredPath& path : KnownAgent(session, arguments).registry.Paths()) {
+    const std::string attributes = server::PathAttributeNames(path.attributes);
+    if (session.output().json()) {
+      document.push_back({{"path", path.path}, {"attributes", WordList(attributes)}});
+    } else {
+      session.output().Line(attributes.empty() ? path.path : path.path + "  " + attributes);
+    }
+  }
+  if (session.output().json()) {
+    session.output().Print(document);
+  }
+}
+
+void RunModules(Session& session, const Arguments& arguments) {
+  Json document = Json::array();
+  for (const server::YangAttribute& attribute :
+       KnownAgent(session, arguments).registry.yang_attributes()) {
+    const std::string kind = server::YangAttributeName(attribute.type);
+    if (session.output().json()) {
+      document.push_back(
+          {{"module", attribute.module}, {"attribute", kind}, {"value", attribute.value}});
+    } else {
+      session.output().Line(attribute.module + "  " + kind + " = " + attribute.value);
+    }
+  }
+  if (session.output().json()) {
+    session.output().Print(document);
+  }
+}
+
+void RunShow(Session& session, const Arguments& arguments) {
+  session.Call(session.ConnectedAgent(AgentOption(arguments)),
+               server::Confirmed(server::ShowTree()));
+  PrintOk(session);
+}
+
+void RunDebug(Session& session, const Arguments& arguments) {
+  const std::string& state = arguments.positional[0];
+  if (state != "on" && state != "off") {
+    throw CommandError("debug is switched on or off, not '" + state + "'");
+  }
+  const auto bits = server::DebugBitsFromText(arguments.positional[1]);
+  if (!bits) {
+    throw CommandError("'" + arguments.positional[1] +
+                       "' is no number and none of error, info, packet and timing");
+  }
+  session.Call(session.ConnectedAgent(AgentOption(arguments)),
+               server::Confirmed(server::SwitchDebug(*bits, state == "on")));
+  PrintOk(session);
+}
+
+void RunCommit(Session& session, const Arguments& arguments) {
+  session.Call(session.ConnectedAgent(AgentOption(arguments)), server::Confirmed(server::Commit()));
+  PrintOk(session);
+}
+
+}  // namespace ncdm::console

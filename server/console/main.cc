@@ -1,0 +1,267 @@
+// ncdm-console: the NETCONF server's side of the protocol as a tool, for people and for scripts.
+#include <poll.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "server/console/commands.h"
+#include "server/console/line_editor.h"
+#include "server/console/line_source.h"
+#include "server/console/session.h"
+#include "server/names.h"
+
+namespace ncdm::console {
+namespace {
+
+constexpr int kSuccess = 0;
+constexpr int kCommandFailed = 1;
+constexpr int kUsageError = 2;
+
+constexpr double kScriptWait = 5;
+constexpr double kInteractiveWait = 2;
+
+// Set by signals: SIGINT ends the command that is running, the others the console.
+volatile std::sig_atomic_t g_interrupted = 0;
+volatile std::sig_atomic_t g_terminated = 0;
+
+void OnSignal(int number) {
+  g_interrupted = 1;
+  if (number != SIGINT) {
+    g_terminated = 1;
+  }
+}
+
+void CatchSignals() {
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    sigaction(number, &action, nullptr);
+  }
+}
+
+struct Settings {
+  std::string root;
+  std::vector<std::string> expressions;
+  std::string script;
+  bool json = false;
+  bool trace = false;
+  bool keep_going = false;
+  double timeout = 10;
+  double wait = -1;  // by the way the console runs
+
+  bool interactive() const {
+    return expressions.empty() && script.empty() && isatty(STDIN_FILENO) != 0;
+  }
+};
+
+server::Milliseconds FromSeconds(double seconds) {
+  return server::Milliseconds(static_cast<server::Milliseconds::rep>(seconds * 1000));
+}
+
+std::string HistoryFile() {
+  const char* home = std::getenv("HOME");
+  return home == nullptr ? "" : std::string(home) + "/.ncdm_console_history";
+}
+
+class Console {
+ public:
+  Console(server::Server& server, const Settings& settings)
+      : server_(server),
+        settings_(settings),
+        output_(std::cout, settings.json),
+        session_(server, output_, SessionOptions(settings)) {}
+
+  int Run() {
+    const std::unique_ptr<LineSource> source = OpenSource();
+    int result = kSuccess;
+    while (!session_.finished() && g_terminated == 0) {
+      const std::optional<std::string> line = source->Next();
+      if (!line) {
+        break;
+      }
+      g_interrupted = g_terminated;
+      if (!RunLine(*line, source->Place())) {
+        result = kCommandFailed;
+        if (!settings_.interactive() && !settings_.keep_going) {
+          break;
+        }
+      }
+    }
+    if (settings_.interactive()) {
+      return kSuccess;
+    }
+    return g_interrupted != 0 || g_terminated != 0 ? kCommandFailed : result;
+  }
+
+ private:
+  static Session::Options SessionOptions(const Settings& settings) {
+    const double wait = settings.wait >= 0       ? settings.wait
+                        : settings.interactive() ? kInteractiveWait
+                                                 : kScriptWait;
+    return {FromSeconds(settings.timeout), FromSeconds(wait)};
+  }
+
+  std::unique_ptr<LineSource> OpenSource() {
+    if (!settings_.expressions.empty()) {
+      return std::make_unique<ExpressionSource>(settings_.expressions);
+    }
+    if (!settings_.script.empty()) {
+      auto file = std::make_unique<std::ifstream>(settings_.script);
+      if (!*file) {
+        throw std::runtime_error("cannot read the script '" + settings_.script + "'");
+      }
+      return std::make_unique<FileSource>(std::move(file), settings_.script);
+    }
+    if (settings_.interactive()) {
+      return std::make_unique<LineEditor>(
+          LineEditor::Callbacks{[this](int fd) { return WaitForTerminal(fd); },
+                                [this] { return Prompt(); },
+                                [this](std::string_view line) { return CompleteLine(line); }},
+          HistoryFile());
+    }
+    return std::make_unique<DescriptorSource>(STDIN_FILENO, "standard input",
+                                              [this](int fd) { return WaitForInput(fd); });
+  }
+
+  bool RunLine(const std::string& line, const std::string& place) {
+    try {
+      Execute(session_, line);
+      std::cout.flush();
+      return true;
+    } catch (const CommandError& error) {
+      std::cout.flush();
+      ReportError(error, place);
+      return false;
+    }
+  }
+
+  void ReportError(const CommandError& error, const std::string& place) const {
+    if (settings_.json) {
+      Json document{{"error", error.what()}};
+      if (!place.empty()) {
+        document["place"] = place;
+      }
+      if (error.fault()) {
+        document["fault"] = server::FaultCodeName(error.fault()->code);
+        document["path"] = error.fault()->path;
+      }
+      std::cerr << JsonText(document) << '\n';
+    } else {
+      std::cerr << (place.empty() ? "" : place + ": ") << error.what() << '\n';
+    }
+  }
+
+  std::string Prompt() const {
+    return session_.used_agent().empty() ? "ncdm> " : "ncdm(" + session_.used_agent() + ")> ";
+  }
+
+  Completion CompleteLine(std::string_view line) {
+    std::vector<std::string> agents;
+    for (const server::Agent* agent : server_.Agents()) {
+      agents.push_back(agent->name);
+    }
+    return Complete(line, session_.CurrentSchema(), agents);
+  }
+
+  // Serves the agents until the descriptor can be read; false at a signal.
+  bool WaitForInput(int fd) {
+    for (;;) {
+      if (g_interrupted != 0) {
+        return false;
+      }
+      pollfd descriptors[] = {{fd, POLLIN, 0}, {server_.PollFd(), POLLIN, 0}};
+      if (poll(descriptors, std::size(descriptors), -1) < 0) {
+        continue;
+      }
+      if (descriptors[1].revents != 0) {
+        server_.RunOnce(server::Milliseconds(0));
+      }
+      if (descriptors[0].revents != 0) {
+        return true;
+      }
+    }
+  }
+
+  // SIGINT at the prompt is no reason to end.
+  bool WaitForTerminal(int fd) {
+    while (!WaitForInput(fd)) {
+      if (g_terminated != 0) {
+        return false;
+      }
+      g_interrupted = 0;
+    }
+    return true;
+  }
+
+  server::Server& server_;
+  const Settings& settings_;
+  Output output_;
+  Session session_;
+};
+
+void AddOptions(CLI::App* app, Settings* settings) {
+  app->add_option("--root", settings->root,
+                  "Directory of the sockets: the value that the agents have in TMPDIR")
+      ->envname("TMPDIR")
+      ->required();
+  app->add_option("-e,--execute", settings->expressions, "Command to carry out; may be repeated")
+      ->allow_extra_args(false);
+  app->add_option("--script", settings->script, "File of commands, one a line")
+      ->excludes("--execute");
+  app->add_flag("--json", settings->json, "Print results as JSON, one document a command");
+  app->add_flag("--trace", settings->trace, "Print every message on standard error");
+  app->add_flag("--keep-going", settings->keep_going, "Go on after a command that failed");
+  app->add_option("--timeout", settings->timeout, "Seconds that a request may take")
+      ->check(CLI::Range(0.0, 1e6))
+      ->capture_default_str();
+  app->add_option("--wait", settings->wait,
+                  "Seconds that a command waits for its agent to connect; 5, and 2 at a terminal")
+      ->check(CLI::Range(0.0, 1e6));
+}
+
+int Main(int argc, char** argv) {
+  std::setlocale(LC_CTYPE, "");
+  if (MB_CUR_MAX == 1) {
+    std::setlocale(LC_CTYPE, "C.UTF-8");  // what is typed may be UTF-8 whatever the environment says
+  }
+  Settings settings;
+  CLI::App app(
+      "The NETCONF server's end of the agents' socket.\n"
+      "Without -e and --script, commands come from standard input; help lists them.",
+      "ncdm-console");
+  AddOptions(&app, &settings);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kSuccess : kUsageError;
+  }
+  CatchSignals();
+  try {
+    server::Server::Options options;
+    options.root = settings.root;
+    options.interrupted = [] { return g_interrupted != 0; };
+    if (settings.trace) {
+      options.trace = [](std::string_view agent, std::string_view line) {
+        std::cerr << (agent.empty() ? "?" : agent) << ' ' << line << '\n';
+      };
+    }
+    server::Server server(std::move(options));
+    return Console(server, settings).Run();
+  } catch (const std::exception& error) {
+    std::cerr << "ncdm-console: " << error.what() << '\n';
+    return kUsageError;
+  }
+}
+
+}  // namespace
+}  // namespace ncdm::console
+
+int main(int argc, char** argv) { return ncdm::console::Main(argc, argv); }
