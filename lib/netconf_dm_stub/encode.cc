@@ -1,0 +1,158 @@
+// Bodies of what the agent sends, built in place in the zeroed message that the caller brings.
+// Nothing is allocated. The log lines stand where their fields do.
+#include <algorithm>
+#include <cstring>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_util/enum_number.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
+
+namespace {
+
+using nc::Refuse;
+
+// The body of a message as it grows.
+class BodyWriter {
+ public:
+  explicit BodyWriter(nc_dm_msg_t* message) : message_(message) {}
+
+  void Int32(nc_int32 value) { nc_dm_put_int32(message_->buf, &length_, value); }
+  void Int64(nc_int64 value) { nc_dm_put_int64(message_->buf, &length_, value); }
+
+  // A null text is an empty one.
+  void Text(char* text) {
+    nc_dm_lv_str(message_->buf, &length_, text,
+                 text == nullptr ? 0 : static_cast<int>(strlen(text)));
+  }
+  void Text(char* text, size_t longest) {
+    nc_dm_lv_str(message_->buf, &length_, text, static_cast<int>(strnlen(text, longest)));
+  }
+
+  // Leaves room for an integer that is known only later.
+  int Reserve() {
+    const int position = length_;
+    Int32(0);
+    return position;
+  }
+  void Fill(int position, nc_int32 value) { nc_dm_put_int32(message_->buf, &position, value); }
+
+  int Finish(nc_dm_msg_type_t type, nc_int32 flag = 0) {
+    message_->head.type = type;
+    message_->head.flag = flag;
+    message_->head.len = length_;
+    return 0;
+  }
+
+ private:
+  nc_dm_msg_t* message_;
+  int length_ = 0;
+};
+
+int RefuseMessage() { return Refuse("Input parameter dm_msg is invalid!\n"); }
+
+// The client's name, and paths to register and to forget, differ in the type alone.
+int EncodeName(nc_dm_msg_type_t type, nc_dm_msg_t* dm_msg, nc_dm_stub_reg_t* name) {
+  if (dm_msg == nullptr) return RefuseMessage();
+  if (name == nullptr) return Refuse("Input parameter name is invalid!\n");
+  BodyWriter body(dm_msg);
+  body.Int32(name->attr);
+  if (name->name == nullptr) return body.Finish(type);
+  body.Text(name->name);
+  return body.Finish(type, NC_DM_MSG_FLAG_NAME);
+}
+
+void WriteIds(BodyWriter* body, const nc_dm_id_array_t& ids) {
+  const nc_int32 count = std::clamp(ids.cnt, 0, NC_DM_MAX_DEPTH);
+  body->Int32(count);
+  for (nc_int32 i = 0; i < count; ++i) body->Int64(ids.id[i]);
+}
+
+}  // namespace
+
+int nc_dm_agent_encode_reg_name(nc_dm_msg_t* dm_msg, nc_dm_stub_reg_t* name) {
+  return EncodeName(NC_DM_MSG_TYPE_REG_NAME, dm_msg, name);
+}
+
+int nc_dm_agent_encode_reg(nc_dm_msg_t* dm_msg, nc_dm_stub_reg_t* name) {
+  return EncodeName(NC_DM_MSG_TYPE_REG, dm_msg, name);
+}
+
+int nc_dm_agent_encode_unreg(nc_dm_msg_t* dm_msg, nc_dm_stub_reg_t* name) {
+  return EncodeName(NC_DM_MSG_TYPE_UNREG, dm_msg, name);
+}
+
+int nc_dm_agent_encode_reg_yang_attr(nc_dm_msg_t* dm_msg, nc_dm_yang_attr_t* yang_attr) {
+  if (dm_msg == nullptr) return RefuseMessage();
+  if (yang_attr == nullptr) return Refuse("Input parameter yang_attr is invalid!\n");
+  const nc_int32 type = nc::EnumNumber(yang_attr->type);
+  if (type != NC_DM_YANG_ATTR_MODULE_NAME && type != NC_DM_YANG_ATTR_REVISION) {
+    return Refuse("Input unknown yang attribute type!\n");
+  }
+  BodyWriter body(dm_msg);
+  body.Int32(type);
+  body.Text(yang_attr->module_name);
+  body.Text(yang_attr->attr);
+  return body.Finish(NC_DM_MSG_TYPE_REG_YANG_ATTR);
+}
+
+int nc_dm_agent_encode_reg_cplt(nc_dm_msg_t* dm_msg) {
+  if (dm_msg == nullptr) return RefuseMessage();
+  return BodyWriter(dm_msg).Finish(NC_DM_MSG_TYPE_REG_CPLT);
+}
+
+int nc_dm_agent_encode_fault(nc_dm_msg_t* dm_msg, nc_dm_fault_t* fault) {
+  if (dm_msg == nullptr) return RefuseMessage();
+  if (fault == nullptr) return Refuse("Input parameter reg is invalid!\n");
+  BodyWriter body(dm_msg);
+  body.Int32(nc::EnumNumber(fault->fault_code));
+  body.Text(fault->path, NC_DM_MAX_PATH_LEN);
+  return body.Finish(NC_DM_MSG_TYPE_FAULT);
+}
+
+int nc_dm_agent_encode_edit_rsp(nc_dm_msg_t* dm_msg, nc_dm_stub_edit_rsp_t* edit_rsp) {
+  if (dm_msg == nullptr || edit_rsp == nullptr) return Refuse("Input parameter is invalid!\n");
+  BodyWriter body(dm_msg);
+  body.Int32(edit_rsp->pkt_type);
+  body.Int64(edit_rsp->inst);
+  NC_DM_LOG_PACKET("instance=%d\n", static_cast<int>(edit_rsp->inst));
+  body.Int32(edit_rsp->status);
+  NC_DM_LOG_PACKET("status=%d\n", edit_rsp->status);
+  return body.Finish(NC_DM_MSG_TYPE_EDIT_RSP);
+}
+
+int nc_dm_agent_encode_filter_rsp(nc_dm_msg_t* dm_msg, nc_dm_stub_filter_rsp_t* filter_rsp) {
+  if (dm_msg == nullptr || filter_rsp == nullptr) return Refuse("Input parameter is invalid!\n");
+  BodyWriter body(dm_msg);
+  nc_int32 flag = 0;
+  body.Int32(filter_rsp->pkt_type);
+  if (filter_rsp->name != nullptr) {
+    flag |= NC_DM_MSG_FLAG_NAME;
+    body.Text(filter_rsp->name);
+    NC_DM_LOG_PACKET("dm_name:%s.\n", filter_rsp->name);
+  }
+  if (filter_rsp->val != nullptr) {
+    flag |= NC_DM_MSG_FLAG_VALUE;
+    body.Text(filter_rsp->val);
+    NC_DM_LOG_PACKET("dm_value:%s.\n", filter_rsp->val);
+  }
+  return body.Finish(NC_DM_MSG_TYPE_FILTER_RSP, flag);
+}
+
+int nc_dm_agent_encode_getid_rsp(nc_dm_msg_t* dm_msg, nc_dm_stub_getid_rsp_t* getid_rsp) {
+  if (dm_msg == nullptr || getid_rsp == nullptr) return Refuse("Input parameter is invalid!\n");
+  BodyWriter body(dm_msg);
+  body.Int32(getid_rsp->pkt_type);
+  if (getid_rsp->id_array_list == nullptr) return body.Finish(NC_DM_MSG_TYPE_GETID_RSP);
+  // The count is that of the arrays written, so that the body is sound whatever the list says of
+  // itself.
+  const int count_position = body.Reserve();
+  nc_int32 count = 0;
+  for (const auto& node : nc::Records<nc_dm_id_array_node_t>(&getid_rsp->id_array_list->head)) {
+    WriteIds(&body, node.id_array);
+    ++count;
+  }
+  body.Fill(count_position, count);
+  return body.Finish(NC_DM_MSG_TYPE_GETID_RSP, NC_DM_MSG_FLAG_IDS);
+}

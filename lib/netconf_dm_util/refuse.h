@@ -1,0 +1,16 @@
+// A failure in one breath: its line in the log and its result.
+#ifndef NETCONF_DM_UTIL_REFUSE_H_
+#define NETCONF_DM_UTIL_REFUSE_H_
+
+#include "netconf_dm_util/log.h"
+
+namespace nc {
+
+inline int Refuse(const char* message) {
+  NC_DM_LOG_ERROR("%s", message);
+  return -1;
+}
+
+}  // namespace nc
+
+#endif  // NETCONF_DM_UTIL_REFUSE_H_
