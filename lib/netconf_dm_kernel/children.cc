@@ -43,11 +43,10 @@ Siblings SiblingsOf(const list_head* siblings) {
 
 // ---- Chains ----
 
-// The last instance of a chain that must not be used any more.
-Node broken_chain{};
-
-bool IsBroken(const Tree& tree) { return tree.last_inst == &broken_chain; }
 bool HasInstances(const Tree& tree) { return tree.first_inst != nullptr; }
+
+// A last instance without a first one marks a chain that must not be used any more.
+bool IsBroken(const Tree& tree) { return !HasInstances(tree) && tree.last_inst != nullptr; }
 Node* ModeOf(const Tree& tree) { return static_cast<Node*>(tree.data); }
 
 void BreakAllChains(Node* parent) {
@@ -309,6 +308,23 @@ NamedChildren SameNamed(const list_head* siblings, const char* name) {
   return range;
 }
 
+NameWalk::NameWalk(const list_head* siblings)
+    : siblings_(const_cast<list_head*>(siblings)), link_(siblings_->next) {
+  if (!IsEmpty(siblings_)) index_ = IndexOfLong(SiblingsOf(siblings_));
+}
+
+Node* NameWalk::Next() {
+  while (index_ != nullptr && slot_ < index_->capacity) {
+    if (Node* first = index_->slots[slot_++].first) return first;
+  }
+  while (index_ == nullptr && link_ != siblings_) {
+    Node& node = *Cursor(link_);
+    link_ = link_->next;
+    if (node.node_name != nullptr && FindChild(siblings_, node.node_name) == &node) return &node;
+  }
+  return nullptr;
+}
+
 Node* FindChild(const list_head* siblings, const char* name) {
   size_t passed = 0;
   for (Node& node : Records<Node>(siblings)) {
@@ -391,7 +407,7 @@ Tree* SetModeNode(Node* mode) {
 
 void BreakChain(Tree* tree) {
   tree->first_inst = nullptr;
-  tree->last_inst = &broken_chain;
+  tree->last_inst = reinterpret_cast<Node*>(tree);
 }
 
 Tree* UnlinkChild(Node* node) {

@@ -1,33 +1,28 @@
 // How everybody reaches a node's children.
 //
 // A sibling list is `sub_lst` of a node, or `dm_root` of the tree. It may hold a million instances
-// of one list, and the schema nodes and the instances of other lists before, between and behind
-// them. So nobody who looks for a name walks it:
+// of one list, with schema nodes and instances of other lists before, between and behind them. So
+// nobody who looks for a name walks it:
 //
 //   nc_dm_agent_node_t* leaf = nc::FindSchemaChild(&entry->sub_lst, "mtu");
-//   for (auto& node : nc::SameNamed(&parent->sub_lst, "interface")) ...  // schema node, then
-//   instances
+//   for (auto& node : nc::SameNamed(&parent->sub_lst, "interface")) ...  // the list, its entries
 //
-// Each function gives exactly what a walk of the whole list would give, in list order (normally:
-// the mode node, then its instances in order of creation). Only a loop that wants every child,
-// whatever its name, uses nc::Records<nc_dm_agent_node_t>(siblings).
+// Each function gives exactly what a walk of the whole list would give, in list order: normally the
+// mode node, then its instances in order of creation. Only a loop that wants every child, whatever
+// its name, uses nc::Records<nc_dm_agent_node_t>(siblings).
 //
 // What makes it fast:
-//   - The instances of one list are chained from the instance tree of their name
-//   (nc_dm_bin_tree_t::first_inst),
-//     so that a walk over one list never meets another's instances.
-//   - A schema node, and the top level, whose list is longer than a few nodes gets a hash index by
-//   name when it is
-//     first searched: nc_dm_agent_node_t::shortcut.children.
-//   - In an instance the schema children come first, so the search for one stops at the first
-//   chained instance.
-// None of these is needed for a correct answer. Where memory is short there is no index; a chain
-// that cannot stand for the list walk (a second node of the name that is no instance, ids that are
-// not unique, nodes that were linked without this interface) is marked broken, and the list is
-// walked.
+//   - The instances of one list are chained from the instance tree of their name, see first_inst of
+//     nc_dm_bin_tree_t, so that a walk over one list never meets the instances of another.
+//   - The children of a schema node, and the top level, get a hash index by name when they are
+//     searched and found to be many, see shortcut.children of nc_dm_agent_node_t.
+//   - In an instance, whose room for an index the chain takes, the schema children come first, so
+//     that a search for one stops at the first chained instance.
+// None of them is needed for a correct answer. Where memory is short there is no index. A chain
+// that cannot stand for the walk (two nodes of the name that are no instances, ids that are not
+// unique, nodes that were linked by other means) is marked broken for good, and the list is walked.
 //
-// Callers hold the tree's lock. A pointer to `name` must stay valid as long as the range that was
-// made with it.
+// Callers hold the tree's lock. `name` must stay valid as long as the range made with it.
 #ifndef NETCONF_DM_KERNEL_CHILDREN_H_
 #define NETCONF_DM_KERNEL_CHILDREN_H_
 
@@ -40,8 +35,7 @@
 
 namespace nc {
 
-// ---- Kinds
-// ------------------------------------------------------------------------------------------------
+// ---- Kinds ----
 
 inline bool IsInstance(const nc_dm_agent_node_t& node) {
   return node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT ||
@@ -63,8 +57,7 @@ inline bool HasName(const nc_dm_agent_node_t& node, const char* name) {
   return node.node_name != nullptr && std::strcmp(node.node_name, name) == 0;
 }
 
-// ---- Searching
-// --------------------------------------------------------------------------------------------
+// ---- Searching ----
 
 // The children of one name, in list order. The body of a loop may append to the list; it must not
 // remove the current node.
@@ -126,6 +119,22 @@ class NamedChildren {
 
 NamedChildren SameNamed(const list_head* siblings, const char* name);
 
+// The first children of all names, one after the other, in no particular order. The loop must not
+// change the list.
+//
+//   for (nc::NameWalk walk(&parent->sub_lst); auto* first = walk.Next();) ...
+class NameWalk {
+ public:
+  explicit NameWalk(const list_head* siblings);
+  nc_dm_agent_node_t* Next();
+
+ private:
+  list_head* siblings_;
+  nc_dm_child_index* index_ = nullptr;  // what is walked: the slots of an index,
+  size_t slot_ = 0;
+  list_head* link_ = nullptr;  // or the list
+};
+
 // The first child of a name, whatever its kind; or null.
 nc_dm_agent_node_t* FindChild(const list_head* siblings, const char* name);
 
@@ -142,8 +151,7 @@ nc_dm_bin_tree_t* FindInstanceTree(nc_dm_agent_node_t* parent, const char* name)
 // Number of children. Constant time where the list has an index, otherwise a walk.
 size_t CountChildren(const nc_dm_agent_node_t* node);
 
-// ---- Changing: for those who create and remove nodes
-// ----------------------------------------------------------
+// ---- Changing: for those who create and remove nodes ----
 
 // Appends a node that stands in no instance tree's chain: a schema node, or an instance registered
 // by its number. `node->parent` is set; `siblings` is its `sub_lst`, or another list.

@@ -46,4 +46,37 @@ uint32_t* CounterOf(nc_dm_node_type_t node_type) {
   return kind < std::size(counters) ? counters[kind] : nullptr;
 }
 
+bool CountNode(const nc_dm_agent_node_t& node) {
+  uint32_t* counter = CounterOf(node.node_type);
+  if (counter == nullptr) {
+    NC_DM_LOG_ERROR("Unknown node type!\n");
+    return false;
+  }
+  ++*counter;
+  ++g_nc_agent_dm.total_node;
+  return true;
+}
+
+void CopyAttributes(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* node) {
+  node->val_type = source.val_type;
+  node->flag = source.flag;
+  node->index = source.index;
+  node->set = source.set;
+  node->get = source.get;
+  node->create = source.create;
+  node->NC_DM_DELETE = source.NC_DM_DELETE;
+  node->get_attr = source.get_attr;
+  node->exe_cmd = source.exe_cmd;
+}
+
+void OfferExeCmd(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& leaf) {
+  if (parent->exe_cmd == nullptr) parent->exe_cmd = leaf.exe_cmd;
+}
+
+void TakeEntryCallbacks(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& key_leaf) {
+  parent->create = key_leaf.create;
+  parent->NC_DM_DELETE = key_leaf.NC_DM_DELETE;
+  parent->get_attr = key_leaf.get_attr;
+}
+
 }  // namespace nc

@@ -33,7 +33,19 @@ NodePtr NewNode(const char* name);
 // The tree's counter of a kind of node, or null for an unknown kind.
 uint32_t* CounterOf(nc_dm_node_type_t node_type);
 
-// A leaf that identifies the entries of its list.
+// Adds a new node to the counters. False for an unknown kind, which is logged.
+bool CountNode(const nc_dm_agent_node_t& node);
+
+// What a registration says of a leaf, and a schema node of its copies.
+void CopyAttributes(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* node);
+
+// A parent applies its leaves' slots through the first leaf's exe_cmd.
+void OfferExeCmd(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& leaf);
+
+// A list's entries are created, deleted and found through the callbacks of a key leaf.
+void TakeEntryCallbacks(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& key_leaf);
+
+// Does it identify the entries of its list.
 inline bool IsKeyLeaf(const nc_dm_agent_node_t& node) {
   return node.node_type == NC_DM_NODE_TYPE_LEAF &&
          (node.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0;
