@@ -54,6 +54,7 @@ struct Settings {
   bool json = false;
   bool trace = false;
   bool keep_going = false;
+  bool echo = false;
   double timeout = 10;
   double wait = -1;  // by the way the console runs
 
@@ -132,6 +133,9 @@ class Console {
   }
 
   bool RunLine(const std::string& line, const std::string& place) {
+    if (settings_.echo) {
+      std::cout << "> " << line << std::endl;
+    }
     try {
       Execute(session_, line);
       std::cout.flush();
@@ -219,6 +223,7 @@ void AddOptions(CLI::App* app, Settings* settings) {
   app->add_flag("--json", settings->json, "Print results as JSON, one document a command");
   app->add_flag("--trace", settings->trace, "Print every message on standard error");
   app->add_flag("--keep-going", settings->keep_going, "Go on after a command that failed");
+  app->add_flag("--echo", settings->echo, "Print each command before it runs");
   app->add_option("--timeout", settings->timeout, "Seconds that a request may take")
       ->check(CLI::Range(0.0, 1e6))
       ->capture_default_str();
