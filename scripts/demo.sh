@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Shows the library at work: two applications and the server's console, on this machine's own data.
+#   scripts/demo.sh                 runs the whole demonstration and cleans up
+#   scripts/demo.sh --interactive   the same, and leaves you at the console's prompt
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/setup.sh
+
+interactive=false
+case "${1:-}" in
+  "") ;;
+  --interactive) interactive=true ;;
+  *) sed -n '2,4s/^# *//p' scripts/demo.sh >&2; exit 2 ;;
+esac
+
+ncdm_setup
+if [[ ! -f build/build.ninja ]]; then
+  echo "demo: configuring (preset default, in build/)"
+  cmake --preset default
+fi
+echo "demo: building the library, the console and the examples"
+cmake --build --preset default --target ncdm-console interfaces-demo vlans-demo
+
+root=$(mktemp -d)
+declare -A pids=()
+
+stop() { # NAME SIGNAL: ends a process that was started below, and waits for it
+  local pid=${pids[$1]:-}
+  [[ -n $pid ]] || return 0
+  unset "pids[$1]"
+  kill "-$2" "$pid" 2>/dev/null || true
+  wait "$pid" 2>/dev/null || true
+}
+
+clean_up() {
+  local name
+  for name in "${!pids[@]}"; do stop "$name" TERM; done
+  rm -rf "$root"
+}
+trap clean_up EXIT
+
+say() { printf '\n== %s\n' "$*"; }
+
+start() { # NAME PROGRAM [ARGUMENT...]
+  local name=$1
+  shift
+  TMPDIR=$root "$@" &
+  pids[$name]=$!
+}
+
+console() { # COMMAND...: a console of its own, which is the server while it runs
+  local command arguments=()
+  for command in "$@"; do arguments+=(-e "$command"); done
+  build/bin/ncdm-console --root "$root" --echo "${arguments[@]}"
+}
+
+say "Two applications start; there is no server yet, so they try each second"
+start interfaces build/bin/interfaces-demo
+start vlans build/bin/vlans-demo --config "$root/vlans.json"
+
+say "The server's console starts: what has been registered, and what the machine looks like"
+interface=$(ls /sys/class/net | head -n 1)
+console "wait interfaces-demo 10" "wait vlans-demo 10" "agents" "paths interfaces-demo" "use interfaces-demo" \
+  "get interfaces.interface --table" "find interfaces.interface.name $interface" "get system"
+
+say "Another console is killed while the applications are connected to it"
+build/bin/ncdm-console --root "$root" -e "wait interfaces-demo 10" -e "wait nobody 60" \
+  >"$root/console.log" 2>&1 &
+pids[console]=$!
+for _ in $(seq 100); do
+  [[ -s $root/console.log ]] && break
+  sleep 0.1
+done
+cat "$root/console.log"
+stop console KILL
+
+say "It starts again: the applications come back by themselves. Now for configuration"
+console "wait interfaces-demo 10" "wait vlans-demo 10" "use vlans-demo" \
+  "create vlans.vlan[id=10] name=office mtu=1500" \
+  "set vlans.vlan[id=10].tagged-port eth1" \
+  "create routes.route[prefix=192.0.2.0/24] next-hop=198.51.100.1 metric=5" \
+  "set system.location \"rack 4\"" \
+  "get vlans" "get routes" "get system"
+
+say "What is wrong is refused: a value that is no number, one that the switch does not take, a second creation"
+for command in "merge vlans.vlan[id=10] mtu=large" "merge vlans.vlan[id=10] mtu=20" "create vlans.vlan[id=10] name=again"; do
+  if console "wait vlans-demo 10" "use vlans-demo" "$command"; then
+    echo "demo: this should have been refused" >&2
+    exit 1
+  fi
+done
+
+say "Delete, and commit what remains"
+console "wait vlans-demo 10" "use vlans-demo" "create vlans.vlan[id=20] name=guests" \
+  "delete vlans.vlan[id=10]" "get vlans.vlan --table" "commit"
+for _ in $(seq 50); do
+  [[ -s $root/vlans.json ]] && break
+  sleep 0.1
+done
+cat "$root/vlans.json"
+
+say "The application restarts; its configuration is still there"
+stop vlans TERM
+start vlans build/bin/vlans-demo --config "$root/vlans.json"
+console "wait vlans-demo 10" "use vlans-demo" "get vlans.vlan --table" "get routes" "get system"
+
+if $interactive; then
+  say "The applications run on; help lists the console's commands, quit ends the demonstration"
+  build/bin/ncdm-console --root "$root"
+fi
+say "Done"
