@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/call_timer.h"
 #include "netconf_dm_kernel/children.h"
-#include "netconf_dm_kernel/edit_shared.h"
 #include "netconf_dm_kernel/leaf_value.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

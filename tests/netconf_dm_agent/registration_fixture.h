@@ -1,0 +1,106 @@
+// What the tests of the registration calls start from: a started library with an empty tree and
+// nothing pending.
+#ifndef TESTS_NETCONF_DM_AGENT_REGISTRATION_FIXTURE_H_
+#define TESTS_NETCONF_DM_AGENT_REGISTRATION_FIXTURE_H_
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "support/debug_mask.h"
+#include "support/fake_platform.h"
+#include "support/model_app.h"
+#include "support/pending_records.h"
+
+namespace ncdm_test {
+
+class RegistrationTest : public testing::Test {
+ protected:
+  RegistrationTest() {
+    EXPECT_THAT(PendingTexts(), testing::IsEmpty());
+    info().agent_init = true;
+    info().agent_pid = static_cast<pid_t>(syscall(SYS_gettid));
+    g_nc_dm_agent_manage = {};
+    g_nc_dm_agent_manage.master = FakePlatform::Master();
+  }
+  ~RegistrationTest() override {
+    FreePendingRecords();
+    for (auto& attr : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
+      nc::Unlink(&attr.lst);
+      nc_dm_agent_free_yang_attr(&attr);
+      free(&attr);
+    }
+    info().agent_init = false;
+    info().agent_tree_init = true;
+    info().agent_pid = 0;
+    info().data_commit = nullptr;
+    info().unreg_rsp_handler = nullptr;
+    info().local_dm_reg_over = false;
+    g_nc_dm_agent_manage = {};
+  }
+
+  static int ModeReg(std::string path, int flag = 0, int index = 0,
+                     nc_dm_val_type_t type = NC_DM_VAL_TYPE_STRING) {
+    return nc_dm_agent_mode_reg(path.data(), type, flag, index, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr);
+  }
+  static int PathReg(std::string path, int flag = 0) {
+    return nc_dm_agent_path_reg(path.data(), NC_DM_VAL_TYPE_STRING, flag, 0, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, nullptr);
+  }
+  static int MulReg(std::string path, int flag = 0) {
+    return nc_dm_agent_mul_reg(path.data(), NC_DM_VAL_TYPE_STRING, flag, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr);
+  }
+  static int Reg(std::string path) { return nc_dm_agent_reg(path.data()); }
+  static int CliReg(std::string path, nc_dm_node_src_t src) {
+    return nc_dm_agent_cli_reg(path.data(), src);
+  }
+  static int Unreg(std::string path) { return nc_dm_agent_unreg(path.data()); }
+  static int HashReg(std::string path, unsigned int limit_num) {
+    return nc_dm_agent_reg_hash_tab(path.data(), limit_num);
+  }
+
+  // Queues an instance path, and applies it to the tree. The result of the latter.
+  static int Apply(const std::string& path, nc_dm_node_src_t src = NC_DM_NODE_SRC_NONE) {
+    EXPECT_EQ(CliReg(path, src), 0);
+    return ApplyFirstPending();
+  }
+  static int ApplyRemoval(const std::string& path) {
+    EXPECT_EQ(Unreg(path), 0);
+    return ApplyFirstPending();
+  }
+
+  // The log's lines: errors as "E text", information as "I text".
+  static std::vector<std::string> LogLines() {
+    std::vector<std::string> lines;
+    for (const std::string& text : LogCapture::Get().Texts()) {
+      const bool is_error = text.starts_with(kErrorPrefix);
+      const size_t prefix = is_error ? kErrorPrefix.size() : kInfoPrefix.size();
+      lines.push_back((is_error ? "E" : "I") + text.substr(prefix));
+    }
+    return lines;
+  }
+  static std::vector<std::string> ErrorLines() {
+    std::vector<std::string> lines = LogLines();
+    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("E "); });
+    return lines;
+  }
+
+  static nc_dm_mng_info_t& info() { return g_nc_dm_mng_info; }
+  static LogCapture& log() { return LogCapture::Get(); }
+
+  DebugMask mask{NC_DM_DBG_ERROR | NC_DM_DBG_INFO};
+  ModelApp app;
+};
+
+}  // namespace ncdm_test
+
+#endif  // TESTS_NETCONF_DM_AGENT_REGISTRATION_FIXTURE_H_
