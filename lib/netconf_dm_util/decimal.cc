@@ -1,0 +1,59 @@
+// Decimal numbers in texts: the test, and the number that leads a longer text.
+
+#include "netconf_dm_util/decimal.h"
+
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include "netconf_dm_util.h"
+#include "netconf_dm_util/log.h"
+
+namespace {
+
+constexpr size_t kMaxNumberLen = 256;
+
+// A number out of range becomes the nearest limit, as in a conversion to a 32-bit long; but errno
+// stays, because a date with such a field is accepted and must not make the next value look out of
+// range. A lone '-' is 0.
+nc_int32 ClampedInt32(std::string_view decimal) {
+  decimal = nc::TrimBlanks(decimal);
+  nc_int32 value = 0;
+  const auto result = std::from_chars(decimal.data(), decimal.data() + decimal.size(), value);
+  if (result.ec != std::errc::result_out_of_range) return value;
+  using Limits = std::numeric_limits<nc_int32>;
+  return decimal.front() == '-' ? Limits::min() : Limits::max();
+}
+
+}  // namespace
+
+bool nc_dm_is_str_num(const char* str) { return str != nullptr && nc::IsDecimal(str); }
+
+int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* parsed_num,
+                        nc_int32* parse_len) {
+  if (parse_str == nullptr || parse_tag == nullptr || parsed_num == nullptr ||
+      parse_len == nullptr) {
+    NC_DM_LOG_ERROR("parse string first number parmeter invalid!\n");
+    return -1;
+  }
+  NC_DM_LOG_INFO("parse string first number, str:%s; tag:%s.\n", parse_str, parse_tag);
+  const char* tag = strstr(parse_str, parse_tag);
+  if (tag == nullptr) {
+    NC_DM_LOG_ERROR("parse number fail!\n");
+    return -1;
+  }
+  const std::string_view number(parse_str, static_cast<size_t>(tag - parse_str));
+  *parse_len = static_cast<nc_int32>(number.size());
+  if (number.size() > kMaxNumberLen) {
+    NC_DM_LOG_ERROR("parsed length of parse_tag is too long!\n");
+    return -1;
+  }
+  if (!nc::IsDecimal(number)) {
+    NC_DM_LOG_ERROR("parsed is not number!\n");
+    return -1;
+  }
+  *parsed_num = ClampedInt32(number);
+  ++*parse_len;
+  return 0;
+}

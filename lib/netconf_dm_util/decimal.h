@@ -1,0 +1,33 @@
+// Decimal numbers as paths and values write them.
+#ifndef NETCONF_DM_UTIL_DECIMAL_H_
+#define NETCONF_DM_UTIL_DECIMAL_H_
+
+#include <algorithm>
+#include <string_view>
+
+namespace nc {
+
+// Whatever the locale: vertical tab and form feed are no blanks.
+constexpr bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr std::string_view TrimBlanks(std::string_view text) {
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// Digits without a leading zero, or '-' and whatever digits follow, none included; blanks around
+// them.
+constexpr bool IsDecimal(std::string_view text) {
+  text = TrimBlanks(text);
+  if (text.empty()) return false;
+  if (text.size() >= 2 && text.front() == '0') return false;
+  if (text.front() == '-') text.remove_prefix(1);
+  return std::all_of(text.begin(), text.end(), IsDigit);
+}
+
+}  // namespace nc
+
+#endif  // NETCONF_DM_UTIL_DECIMAL_H_
