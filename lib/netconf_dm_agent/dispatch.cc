@@ -1,0 +1,69 @@
+// From a received message to its handler, and from a handler's failure to the FAULT that answers
+// it.
+
+#include <cerrno>
+
+#include "netconf_dm_agent/frame.h"
+#include "netconf_dm_agent/response.h"
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_util/log.h"
+
+namespace {
+
+struct MessageKind {
+  nc_dm_msg_type_t type;
+  const char* event;  // for the log
+  int (*handle)(int fd, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault);
+};
+
+constexpr MessageKind kMessageKinds[] = {
+    {NC_DM_MSG_TYPE_EDIT, "edit 'Edit'", nc_dm_agent_handle_msg_edit},
+    {NC_DM_MSG_TYPE_FILTER, "receive 'Filter'", nc_dm_agent_handle_msg_filter},
+    {NC_DM_MSG_TYPE_GETID, "receive 'Getid'", nc_dm_agent_handle_msg_getid},
+    {NC_DM_MSG_TYPE_REG_RSP, "receive 'Register Response'", nc_dm_agent_handle_msg_reg_rsp},
+    {NC_DM_MSG_TYPE_UNREG_CLIENT_RSP, "receive 'Unregister Response'",
+     nc_dm_agent_handle_msg_unreg_client_rsp},
+    {NC_DM_MSG_TYPE_DBG, "receive 'Debug'", nc_dm_agent_handle_msg_dbg},
+    {NC_DM_MSG_TYPE_SHOW, "receive 'Show'", nc_dm_agent_handle_msg_show},
+};
+
+// The datastore of the request in hand. A number that names no datastore is none.
+class [[nodiscard]] CurrentDatastore {
+ public:
+  explicit CurrentDatastore(nc_int32 ds_type) {
+    const bool known = ds_type >= NC_DM_DATASTORE_ERROR && ds_type <= NC_DM_DATASTORE_SDN;
+    g_nc_dm_mng_info.curr_dstype =
+        known ? static_cast<nc_dm_ds_type_t>(ds_type) : NC_DM_DATASTORE_ERROR;
+  }
+  ~CurrentDatastore() { g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_RUNNING; }
+  CurrentDatastore(const CurrentDatastore&) = delete;
+  CurrentDatastore& operator=(const CurrentDatastore&) = delete;
+};
+
+int Dispatch(int fd, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
+  for (const MessageKind& kind : kMessageKinds) {
+    if (in_msg->head.type != kind.type) continue;
+    NC_DM_LOG_INFO("'%s' client %s message.\n", g_nc_dm_mng_info.agent_name, kind.event);
+    return kind.handle(fd, in_msg, fault);
+  }
+  NC_DM_LOG_ERROR("'%s' client receive Unknown message type!\n", g_nc_dm_mng_info.agent_name);
+  fault->fault_code = NC_DM_FAULT_CODE_MSGTYPE;
+  return -1;
+}
+
+}  // namespace
+
+int nc_dm_agent_handle_msg(int fd, nc_dm_msg_t* in_msg) {
+  if (in_msg == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter in_msg is invalid!\n");
+    return -1;
+  }
+  const CurrentDatastore datastore(in_msg->head.ds_type);
+  // A number that an earlier request was refused for leaves errno set, and the conversions look at
+  // it.
+  errno = 0;
+  nc_dm_fault_t fault = {};
+  if (Dispatch(fd, in_msg, &fault) == 0) return 0;
+  nc::SendBuffer buf;
+  return nc::SendFault(fd, buf.bytes, in_msg->head.sid, &fault);
+}

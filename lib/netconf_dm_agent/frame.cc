@@ -1,0 +1,124 @@
+// Frames on the socket: a head of 24 bytes, then a body of the length that the head gives.
+
+#include "netconf_dm_agent/frame.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <span>
+
+#include "netconf_dm_util/frame_dump.h"
+#include "netconf_dm_util/log.h"
+
+namespace {
+
+constexpr int kMaxBodyLen = NC_DM_RECV_BUF_SIZE - NC_DM_MSG_HEAD_SIZE;
+
+static_assert(sizeof(nc_dm_msg_head_t) == NC_DM_MSG_HEAD_SIZE);
+static_assert(offsetof(nc_dm_mng_info_t, recv_msg_buf) % alignof(nc_dm_msg_t) == 0);
+static_assert(offsetof(nc_dm_mng_info_t, send_msg_buf) % alignof(nc_dm_msg_t) == 0);
+
+// Leading bytes of the receive buffer that may be other than 0. Frames are small and the buffer is
+// not, so that only these are cleared between frames.
+size_t g_dirty_len = NC_DM_RECV_BUF_SIZE;
+
+nc_dm_msg_t* ClearRecvBuffer() {
+  char* buf = g_nc_dm_mng_info.recv_msg_buf;
+  memset(buf, 0, g_dirty_len);
+  g_dirty_len = 0;
+  return reinterpret_cast<nc_dm_msg_t*>(buf);
+}
+
+bool IsAccepted(nc_int32 type) {
+  constexpr nc_dm_msg_type_t kAccepted[] = {NC_DM_MSG_TYPE_REG_RSP, NC_DM_MSG_TYPE_EDIT,
+                                            NC_DM_MSG_TYPE_FILTER,  NC_DM_MSG_TYPE_DBG,
+                                            NC_DM_MSG_TYPE_GETID,   NC_DM_MSG_TYPE_UNREG_CLIENT_RSP,
+                                            NC_DM_MSG_TYPE_SHOW,    NC_DM_MSG_TYPE_FILTER_RSP};
+  for (nc_dm_msg_type_t accepted : kAccepted) {
+    if (type == accepted) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+nc_dm_msg_t* nc_dm_agent_init_in_msg(void) {
+  // The caller may write anywhere in what it gets.
+  g_dirty_len = NC_DM_RECV_BUF_SIZE;
+  memset(g_nc_dm_mng_info.recv_msg_buf, 0, NC_DM_RECV_BUF_SIZE);
+  return reinterpret_cast<nc_dm_msg_t*>(g_nc_dm_mng_info.recv_msg_buf);
+}
+
+int nc_dm_agent_send(int fd, nc_dm_msg_t* out_msg) {
+  if (out_msg == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter out_msg is invalid!\n");
+    return -1;
+  }
+  nc_dm_agent_dbg_print_send_msg(out_msg);
+  const int len = NC_DM_MSG_HEAD_SIZE + out_msg->head.len;
+  const int written = nc_dm_write(fd, reinterpret_cast<char*>(out_msg), len);
+  if (written < len) {
+    NC_DM_LOG_ERROR("Failed to write data, len=%d, write len=%d!\n", len, written);
+    return nc::kLinkBroken;
+  }
+  return 0;
+}
+
+int nc_dm_agent_get_msg(int fd, nc_dm_msg_t* in_msg) {
+  if (in_msg == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter in_msg is invalid!\n");
+    return -1;
+  }
+  if (!IsAccepted(in_msg->head.type)) {
+    NC_DM_LOG_ERROR("Unkown message type!\n");
+    return -1;
+  }
+  const int received = nc_dm_read(fd, in_msg->buf, in_msg->head.len);
+  if (received == in_msg->head.len) return 0;
+  if (received == 0) {
+    NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
+  } else {
+    NC_DM_LOG_ERROR("Failed to receive message, received %d, errno = %d, %s.\n", received, errno,
+                    strerror(errno));
+  }
+  return nc::kLinkBroken;
+}
+
+int nc_dm_agent_recv(int fd) {
+  nc_dm_msg_t* in_msg = ClearRecvBuffer();
+  const nc_dm_msg_head_t& head = in_msg->head;
+
+  g_dirty_len = NC_DM_MSG_HEAD_SIZE;
+  const int received = nc_dm_read(fd, g_nc_dm_mng_info.recv_msg_buf, NC_DM_MSG_HEAD_SIZE);
+  if (received == 0) {
+    NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
+    return nc::kLinkBroken;
+  }
+  if (received != NC_DM_MSG_HEAD_SIZE) {
+    NC_DM_LOG_ERROR("failed to receive message, received %d, errno = %d, %s\n", received, errno,
+                    strerror(errno));
+    return nc::kLinkBroken;
+  }
+  NC_DM_LOG_INFO("%s client recieve message type=%d, sid=%d, entry_cnt=%d, ds_type=%d, len=%d\n",
+                 g_nc_dm_mng_info.agent_name, head.type, head.sid, head.entry_cnt, head.ds_type,
+                 head.len);
+  if (head.len > kMaxBodyLen) {
+    NC_DM_LOG_ERROR("The length of in msg have reach max! in_msg->head.len=%d\n", head.len);
+    return nc::kLinkBroken;
+  }
+  if (head.len > 0) g_dirty_len += static_cast<size_t>(head.len);
+
+  const int result = nc_dm_agent_get_msg(fd, in_msg);
+  return result == 0 ? nc_dm_agent_handle_msg(fd, in_msg) : result;
+}
+
+void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len) {
+  if ((g_nc_dm_agent_dbg & NC_DM_DBG_PACKET) == 0) return;
+  const int len = std::clamp(msg_len, 0, NC_DM_RECV_BUF_SIZE);
+  const std::span bytes(g_nc_dm_mng_info.recv_msg_buf, static_cast<size_t>(len));
+  NC_DM_SYSLOG("Message: ");
+  nc::DumpBytes(bytes);
+  for (const char byte : bytes) NC_DM_SYSLOG("%c", byte);
+  NC_DM_SYSLOG("\n\n");
+}
