@@ -6,6 +6,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/children.h"
+#include "netconf_dm_kernel/instance_insert.h"
 #include "netconf_dm_kernel/node_record.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -85,15 +86,7 @@ bool EnterInHashTable(Node* node, const Node& mode) {
 }
 
 void InsertEntry(Tree* tree, nc_dm_bin_tree_node_t* entry) {
-  if (tree->root_byid == nullptr) {
-    tree->root_byid = entry;
-    return;
-  }
-  nc_dm_agent_insert_bin_tree_node(tree->root_byid, entry);
-  const bool is_inserted = entry->parent != nullptr;
-  if (!is_inserted) nc::BreakChain(tree);  // the id is there already
-  nc_dm_bin_tree_node_t* root = nc_dm_agent_adjust_bin_tree(tree->root_byid, 1);
-  if (root != nullptr) tree->root_byid = root;
+  if (!nc::InsertInstance(tree, entry)) nc::BreakChain(tree);  // the id is there already
 }
 
 bool EnterInTree(Node* node, Tree* tree) {
