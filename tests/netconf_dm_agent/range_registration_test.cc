@@ -301,5 +301,17 @@ TEST_F(RangeRegistrationTest, ReportsWhereExpansionFailed) {
                                         "E Failed to register instance path 'a.1.'!\n"));
 }
 
+TEST_F(RangeRegistrationTest, ReportsTheLevelBelowThatFailed) {
+  char path[336] = {};
+  const std::string start(330, 'x');
+  start.copy(path, start.size());
+  char names[3][NC_DM_MAX_PATH_LEN + 1] = {"", "b.", "c"};
+  nc_int64 ranges[2][2] = {{9, 9}, {10, 10}};
+  EXPECT_EQ(nc_dm_agent_assemble_reg(path, names, ranges, 0, 2), -1);
+  EXPECT_THAT(InstancePaths(), ElementsAre(start + "9.")) << "what was queued stays queued";
+  EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to register instance path '" + start + "9.b.'!\n",
+                                        "E Failed to assemble instance path: 1!\n"));
+}
+
 }  // namespace
 }  // namespace ncdm_test
