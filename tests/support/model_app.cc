@@ -240,7 +240,9 @@ nc_int64 ModelApp::Called(int leaf, ModelCall call) {
   const ModelLeaf& registered = leaves_.at(static_cast<size_t>(leaf));
   call.leaf = LastName(registered.path);
   if (!TakesBlock(call.callback) && call.callback != Callback::kGet) {
-    call.value = ValueText(registered.type, call.buffer);
+    const bool takes_key =
+        call.callback != Callback::kSet && registered.key_type != NC_DM_VAL_TYPE_UNKNOWN;
+    call.value = ValueText(takes_key ? registered.key_type : registered.type, call.buffer);
   }
   calls_.push_back(call);
   const auto found = answers_.find({call.callback, call.leaf});

@@ -59,11 +59,14 @@ using Answer = std::function<nc_int64(const ModelCall&)>;
 
 // A leaf to register.
 struct ModelLeaf {
-  std::string path;
+  std::string path = {};
   nc_dm_val_type_t type = NC_DM_VAL_TYPE_STRING;
   int flag = 0;
   int index = 0;
   unsigned callbacks = 0;
+  // What `create` and `delete` are handed when that is not the leaf's own value: a list takes them
+  // from its last key, and hands over its first.
+  nc_dm_val_type_t key_type = NC_DM_VAL_TYPE_UNKNOWN;
 };
 
 // The application. It owns the tree: made empty with it, emptied behind it. One at a time.
@@ -100,13 +103,13 @@ class ModelApp {
 
 // An edit as the server sends it.
 struct ModelEdit {
-  std::string name;
+  std::string name = {};
   const char* val = nullptr;
   nc_int32 op = NC_DM_OP_NONE;
   nc_int32 defop = NC_DM_DEFOP_UNSET;
   nc_int32 erropt = 0;
   nc_int32 flag = 0;
-  Ids ids;
+  Ids ids = {};
 };
 
 // A request's edits, as the decoder makes them.
