@@ -1,0 +1,456 @@
+// A long random stream of requests over the socket, beside a plain model of what the answers and
+// the data should be.
+//
+// NCDM_RANDOM_REQUESTS gives another number of requests a seed, NCDM_RANDOM_SEED another seed.
+
+#include <cstdlib>
+#include <random>
+
+#include "device_app.h"
+#include "gmock/gmock.h"
+#include "harness.h"
+#include "reference_model.h"
+
+namespace ncdm_test {
+namespace {
+
+using namespace ncdm::server;  // NOLINT: requests and answers
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kRequests = 4000;
+#else
+constexpr int kRequests = 20000;
+#endif
+constexpr int kRequestsBetweenComparisons = 250;
+
+int NumberFrom(const char* variable, int otherwise) {
+  const char* text = std::getenv(variable);
+  return text == nullptr ? otherwise : std::atoi(text);
+}
+
+// Makes requests that mostly concern what the model has.
+class Generator {
+ public:
+  Generator(unsigned seed, const ReferenceModel* model) : random_(seed), model_(model) {
+    for (const LeafSpec& spec : kLeaves) {
+      const Schema* leaf = model->FindSchema(spec.path);
+      leaves_.push_back(leaf);
+      const Schema* list = leaf->EnclosingList();
+      if (list != nullptr && std::ranges::count(lists_, list) == 0) lists_.push_back(list);
+    }
+  }
+
+  ModelRequest Next() {
+    ModelRequest request;
+    const int kind = Below(100);
+    if (kind < 35) {
+      request = Entry();
+    } else if (kind < 70) {
+      request = Subtree();
+    } else if (kind < 90) {
+      request = Read();
+    } else {
+      request = Find();
+    }
+    if (Chance(12)) request.datastore = NC_DM_DATASTORE_SDN;
+    return request;
+  }
+
+ private:
+  int Below(int bound) { return std::uniform_int_distribution<int>(0, bound - 1)(random_); }
+  bool Chance(int percent) { return Below(100) < percent; }
+  template <typename T>
+  const T& OneOf(const std::vector<T>& all) {
+    return all[static_cast<std::size_t>(Below(static_cast<int>(all.size())))];
+  }
+
+  // ---- Values ----
+
+  std::string Word(const char* prefix, int count) { return prefix + std::to_string(Below(count)); }
+
+  // A key of a list, or an element of a leaf-list.
+  std::string Key(const Schema& leaf) {
+    const bool is_text = IsTextType(leaf.leaf.type);
+    if (Chance(6)) {
+      return std::string(OneOf<std::string_view>(
+          is_text ? std::vector{kRefusedText, kZeroText, kLockedText}
+                  : std::vector{kRefusedNumber, kZeroNumber, kLockedNumber}));
+    }
+    return is_text ? Word("n", 8) : std::to_string(1 + Below(6));
+  }
+
+  std::string ValidValue(const Schema& leaf) {
+    switch (leaf.leaf.type) {
+      case NC_DM_VAL_TYPE_BOOL:
+        return OneOf<std::string>({"true", "false", "1", "0"});
+      case NC_DM_VAL_TYPE_SHORT:
+        return OneOf<std::string>({"-32768", "-1", "0", "7", "32767"});
+      case NC_DM_VAL_TYPE_USHORT:
+        return OneOf<std::string>({"0", "8", "65535"});
+      case NC_DM_VAL_TYPE_INT:
+        return OneOf<std::string>({"-2147483648", "-5", "0", "99", "2147483647"});
+      case NC_DM_VAL_TYPE_UINT:
+        return OneOf<std::string>({"0", "1500", "9000", "4294967295"});
+      case NC_DM_VAL_TYPE_LONGLONG:
+        return OneOf<std::string>({"-9223372036854775808", "0", "12345678901"});
+      case NC_DM_VAL_TYPE_ULONGLONG:
+        return OneOf<std::string>({"0", "100000000000", "18446744073709551615"});
+      default:
+        return Chance(5) ? std::string(static_cast<std::size_t>(Below(256)), 'x') : Word("v", 20);
+    }
+  }
+
+  // `alone`: a number may be out of range. Behind such a one no number of the same request is
+  // taken, which is a matter of its own.
+  std::optional<std::string> Value(const Schema& leaf, bool alone) {
+    const bool is_text = IsTextType(leaf.leaf.type);
+    const int kind = Below(100);
+    if (kind < 4) return std::nullopt;
+    if (kind < 9) return std::string(is_text ? kRefusedText : kRefusedNumber);
+    if (kind < 14 && !is_text) {
+      return alone && Chance(50) ? std::string("99999999999999999999") : std::string("abc");
+    }
+    return ValidValue(leaf);
+  }
+
+  // ---- Places ----
+
+  // The ids of an instance of a list: mostly of one that is there.
+  Ids InstanceIds(const Schema* list) {
+    if (list == nullptr) return {};
+    Ids ids = InstanceIds(list->EnclosingList());
+    const std::vector<std::int64_t> there = model_->InstancesAt(*list, ids);
+    const int kind = Below(100);
+    if (kind < 92 && !there.empty()) {
+      ids.push_back(OneOf(there));
+    } else if (kind < 98) {
+      ids.push_back(DeviceId(list->path, Key(*list->keys.at(0))));
+    } else {
+      ids.push_back(OneOf<std::int64_t>({0, -3, 1, 77}));
+    }
+    return ids;
+  }
+
+  // The ids of the lists around a place, now and then too few or too many.
+  Ids IdsAround(const Schema* list) {
+    Ids ids = InstanceIds(list);
+    if (Chance(2) && !ids.empty()) ids.pop_back();
+    if (Chance(2)) ids.push_back(1 + Below(3));
+    return ids;
+  }
+
+  // A path as the server may write it.
+  std::string Name(const Schema& at) {
+    if (!Chance(20)) return at.path;
+    std::vector<const Schema*> way;
+    for (const Schema* up = &at; up->parent != nullptr; up = up->parent) way.push_back(up);
+    std::string name;
+    for (auto up = way.rbegin(); up != way.rend(); ++up) {
+      if (!name.empty()) name += '.';
+      name += (*up)->name;
+      if ((*up)->kind == Schema::Kind::kList) name += ".{i}";
+    }
+    return name;
+  }
+
+  // ---- Requests ----
+
+  struct Op {
+    Operation operation;
+    DefaultOperation default_operation;
+    ErrorOption error_option;
+  };
+
+  Op Operations() {
+    Op op{Operation::kMerge, DefaultOperation::kUnset, ErrorOption::kUnset};
+    const int kind = Below(100);
+    if (kind < 42) {
+      op.operation = Operation::kMerge;
+    } else if (kind < 56) {
+      op.operation = Operation::kCreate;
+    } else if (kind < 60) {
+      op.operation = Operation::kReplace;
+    } else if (kind < 75) {
+      op.operation = Operation::kDelete;
+    } else if (kind < 84) {
+      op.operation = Operation::kRemove;
+    } else if (kind < 98) {
+      op.operation = Operation::kNone;
+      op.default_operation = static_cast<DefaultOperation>(Below(5));
+    } else {
+      op.operation = static_cast<Operation>(9);
+    }
+    op.error_option = static_cast<ErrorOption>(Below(4));
+    return op;
+  }
+
+  EditElement Edit(const Schema& at, const Ids& ids, const Op& op,
+                   std::optional<std::string> value) {
+    return {.name = Name(at),
+            .value = std::move(value),
+            .ids = ids,
+            .operation = op.operation,
+            .default_operation = op.default_operation,
+            .error_option = op.error_option};
+  }
+
+  ModelRequest Entry() {
+    ModelRequest request{.kind = ModelRequest::Kind::kEntry};
+    const Schema& list = *OneOf(lists_);
+    const Ids ids = Chance(3) ? InstanceIds(&list) : IdsAround(list.EnclosingList());
+    const Op op = Operations();
+    request.as_command = Chance(list.has_command ? 30 : 10);
+    for (const Schema* key : list.keys) {
+      EditElement& edit = request.edits.emplace_back(Edit(*key, ids, op, Key(*key)));
+      edit.key = key->leaf.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE);
+      if (Chance(2)) edit.value = "abc";
+    }
+    // The list's own callbacks are not asked for more than the key.
+    if (request.as_command && !list.has_command) return request;
+    const int extra = list.has_command ? Below(4) : Chance(20) ? 1 : 0;
+    for (int i = 0; i < extra; ++i) {
+      const Schema& leaf = *OneOf(list.children);
+      if (leaf.kind != Schema::Kind::kLeaf) continue;
+      Op own = op;
+      own.error_option = static_cast<ErrorOption>(Below(4));
+      if (Chance(5)) own = Operations();
+      EditElement edit = Edit(leaf, ids, own, Value(leaf, false));
+      if (Chance(3)) edit.name = list.path + ".bogus";
+      request.edits.push_back(std::move(edit));
+    }
+    if (Chance(1)) request.edits.clear();
+    return request;
+  }
+
+  EditElement SubtreeEdit(const Schema& leaf, const Ids& ids, const Op& op, bool alone) {
+    if (leaf.kind == Schema::Kind::kLeafList) {
+      EditElement edit = Edit(leaf, ids, op, Key(leaf));
+      // An element may be named by its id.
+      if (Chance(10) && op.operation == Operation::kDelete) {
+        edit.ids.push_back(DeviceId(leaf.path, *edit.value));
+        edit.value.reset();
+      }
+      return edit;
+    }
+    return Edit(leaf, ids, op, Value(leaf, alone));
+  }
+
+  ModelRequest Subtree() {
+    ModelRequest request{.kind = ModelRequest::Kind::kSubtree};
+    if (Chance(5)) {
+      request.edits.push_back(OddEdit());
+      return request;
+    }
+    const bool is_together = Chance(60);
+    const int count = Chance(40) ? 1 : 2 + Below(4);
+    const Schema* leaf = OneOf(leaves_);
+    Ids ids = IdsAround(leaf->EnclosingList());
+    Op op = Operations();
+    for (int i = 0; i < count; ++i) {
+      request.edits.push_back(SubtreeEdit(*leaf, ids, op, count == 1));
+      if (is_together) {
+        const Schema* sibling = OneOf(leaf->parent->children).get();
+        if (sibling->kind == Schema::Kind::kLeaf || sibling->kind == Schema::Kind::kLeafList) {
+          leaf = sibling;
+        }
+        if (Chance(30)) op = Operations();
+      } else {
+        leaf = OneOf(leaves_);
+        ids = IdsAround(leaf->EnclosingList());
+        op = Operations();
+      }
+    }
+    return request;
+  }
+
+  // Containers, lists, and names that are not there.
+  EditElement OddEdit() {
+    const Op op = Operations();
+    const int kind = Below(100);
+    if (kind < 3) return Edit(*model_->FindSchema(OneOf<std::string>({"net", "sys"})), {}, op, {});
+    if (kind < 45) {
+      const Schema* container = model_->FindSchema(
+          OneOf<std::string>({"sys.clock", "sys.ntp", "net.user.prefs", "net.user.prefs"}));
+      return Edit(*container, IdsAround(container->EnclosingList()), op, {});
+    }
+    const Schema& leaf = *OneOf(leaves_);
+    const Ids ids = IdsAround(leaf.EnclosingList());
+    EditElement edit = Edit(leaf, ids, op, ValidValue(leaf));
+    if (kind < 60) {
+      edit.name = leaf.parent->path + ".bogus";
+    } else if (kind < 70) {
+      edit.name += ".more";
+    } else if (kind < 80) {
+      edit.name = "bogus." + edit.name;
+    } else if (kind < 90) {
+      edit.name = "net..user";
+    } else if (leaf.EnclosingList() != nullptr) {
+      edit.name = leaf.EnclosingList()->path;
+    }
+    return edit;
+  }
+
+  ReadElement ReadPlace() {
+    const Schema* at = OneOf(leaves_);
+    while (at->parent->parent != nullptr && Chance(40)) at = at->parent;
+    ReadElement read;
+    const bool is_list = at->kind == Schema::Kind::kList;
+    const Ids whole = InstanceIds(is_list ? at : at->EnclosingList());
+    const auto keep = Chance(50) ? whole.size() : static_cast<std::size_t>(Below(4));
+    read.ids = Ids(whole.begin(),
+                   whole.begin() + static_cast<std::ptrdiff_t>(std::min(keep, whole.size())));
+    if (Chance(3)) read.ids.push_back(5);
+    read.name = Name(*at);
+    if (Chance(2)) read.name += ".more";
+    if (Chance(1)) read.name = "bogus";
+    if (Chance(1)) read.name = ".net";
+    return read;
+  }
+
+  ModelRequest Read() {
+    ModelRequest request{.kind = ModelRequest::Kind::kRead};
+    const int count = Chance(60) ? 1 : 1 + Below(4);
+    for (int i = 0; i < count; ++i) {
+      request.reads.push_back(ReadPlace());
+      if (Chance(8)) request.reads.back().value = Word("given", 3);
+    }
+    if (count == 1 && Chance(50)) request.kind = ModelRequest::Kind::kReadOne;
+    if (Chance(1)) {
+      request.kind = ModelRequest::Kind::kRead;
+      request.reads.clear();
+    }
+    return request;
+  }
+
+  ModelRequest Find() {
+    ModelRequest request{.kind = ModelRequest::Kind::kFind};
+    const int count = Chance(75) ? 1 : 2;
+    for (int i = 0; i < count; ++i) {
+      const Schema& leaf = *OneOf(leaves_);
+      ReadElement read{.name = Name(leaf)};
+      read.value = SomeValue(leaf);
+      if (Chance(40)) {
+        const Ids ids = InstanceIds(leaf.EnclosingList());
+        read.ids = Ids(ids.begin(), ids.begin() + Below(static_cast<int>(ids.size()) + 1));
+      }
+      if (Chance(2)) read.value.reset();
+      if (Chance(2)) read.name = leaf.parent->path;
+      if (Chance(1)) read.name = "a..b";
+      request.reads.push_back(std::move(read));
+    }
+    return request;
+  }
+
+  // A value that the leaf has somewhere, mostly.
+  std::string SomeValue(const Schema& leaf) {
+    std::vector<std::string> there;
+    for (const auto& [path, text] : model_->data()) {
+      // Numbers are ids in these paths.
+      std::string plain;
+      for (const std::string& name : Names(path)) {
+        if (!std::isdigit(static_cast<unsigned char>(name[0]))) {
+          plain += (plain.empty() ? "" : ".") + name;
+        }
+      }
+      if (plain == leaf.path) there.push_back(text);
+    }
+    return there.empty() || Chance(5) ? ValidValue(leaf) : OneOf(there);
+  }
+
+  std::mt19937 random_;
+  const ReferenceModel* model_;
+  std::vector<const Schema*> leaves_;
+  std::vector<const Schema*> lists_;
+};
+
+class RandomModelTest : public testing::TestWithParam<unsigned> {
+ protected:
+  // The same for the application and the model.
+  void Put() {
+    const auto entry = [&](const std::string& list, const Ids& ids, const std::string& keys,
+                           nc_dm_node_src_t src) {
+      app_.PutEntry(list, ids, keys, src);
+      model_.PutEntry(list, ids, keys, src);
+    };
+    const auto value = [&](const std::string& leaf, const Ids& ids, const std::string& text) {
+      app_.PutValue(leaf, ids, text);
+      model_.PutValue(leaf, ids, text);
+    };
+    const auto element = [&](const std::string& leaf_list, const Ids& ids, const std::string& text,
+                             nc_dm_node_src_t src) {
+      app_.PutElement(leaf_list, ids, text, src);
+      model_.PutElement(leaf_list, ids, text, src);
+    };
+    value("sys.name", {}, "router");
+    element("sys.ntp.server", {3}, "ntp", NC_DM_NODE_SRC_CLI);
+    element("sys.dns", {9}, "dns", NC_DM_NODE_SRC_NONE);
+    entry("net.user", {1}, "root", NC_DM_NODE_SRC_CLI_ALW);
+    value("net.user.uid", {1}, "0");
+    element("net.user.group", {1, 5}, "wheel", NC_DM_NODE_SRC_NONE);
+    entry("net.user.key", {1, 1}, "1", NC_DM_NODE_SRC_CLI);
+    entry("net.user.key.use", {1, 1, 8}, "login", NC_DM_NODE_SRC_NONE);
+    value("net.user.key.use.count", {1, 1, 8}, "3");
+    entry("net.user", {2}, "n1", NC_DM_NODE_SRC_CLI);
+    entry("net.port", {4}, "n2", NC_DM_NODE_SRC_CLI_ALW);
+    value("net.port.mtu", {4}, "1500");
+    entry("net.port.acl", {4, 6}, "n3/2", NC_DM_NODE_SRC_NONE);
+    entry("net.route", {7}, "n4", NC_DM_NODE_SRC_CLI);
+    element("net.route.via", {7, 2}, "n5", NC_DM_NODE_SRC_CLI_ALW);
+  }
+
+  void CompareEverything() {
+    EXPECT_EQ(app_.Contents(), model_.data());
+    EXPECT_EQ(g_nc_agent_dm.total_node, model_.total_nodes());
+    EXPECT_EQ(g_nc_agent_dm.total_mobject, model_.total_entries());
+    EXPECT_EQ(g_nc_agent_dm.total_mleaf, model_.total_elements());
+    for (const auto datastore : {NC_DM_DATASTORE_RUNNING, NC_DM_DATASTORE_SDN}) {
+      const ModelRequest request{.kind = ModelRequest::Kind::kRead,
+                                 .datastore = datastore,
+                                 .reads = {{.name = "sys"}, {.name = "net"}}};
+      EXPECT_EQ(model_.Run(request).Compare(device_.Call(request.Build())), "");
+    }
+  }
+
+  DeviceApp app_;
+  ReferenceModel model_;
+  Device device_;
+};
+
+TEST_P(RandomModelTest, AgreesWithTheModel) {
+  const auto seed =
+      static_cast<unsigned>(NumberFrom("NCDM_RANDOM_SEED", static_cast<int>(GetParam())));
+  const int requests = NumberFrom("NCDM_RANDOM_REQUESTS", kRequests);
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Put();
+  device_.StartServer();
+  ASSERT_EQ(device_.StartAgent(DeviceApp::RegisterModel), 0);
+  ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
+  CompareEverything();
+
+  Generator generator(seed, &model_);
+  int succeeded = 0;
+  for (int i = 0; i < requests; ++i) {
+    const ModelRequest request = generator.Next();
+    const Expectation expected = model_.Run(request);
+    const Answer answer = device_.Call(request.Build());
+    ASSERT_EQ(expected.Compare(answer), "") << "request " << i << ": " << request.Text();
+    succeeded += answer.ok() ? 1 : 0;
+    app_.ForgetCalls();
+    device_.Forget();
+    if (i % kRequestsBetweenComparisons == 0) CompareEverything();
+    ASSERT_FALSE(HasFailure()) << "after request " << i << ": " << request.Text();
+    // A connection that is lost changes nothing of all this.
+    if (i == requests / 2) {
+      ASSERT_NO_FATAL_FAILURE(device_.Reconnect());
+    }
+  }
+  CompareEverything();
+  // The stream is worth something only when it is neither all right nor all wrong.
+  EXPECT_GT(succeeded, requests / 3);
+  EXPECT_LT(succeeded, requests * 9 / 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seed, RandomModelTest, testing::Range(1U, 11U));
+
+}  // namespace
+}  // namespace ncdm_test
