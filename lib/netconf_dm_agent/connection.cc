@@ -16,6 +16,7 @@
 #include "netconf_dm_agent/events.h"
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_agent/response.h"
+#include "netconf_dm_agent/uplink.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -250,6 +251,7 @@ int nc_dm_agent_connect_socket(void) {
 }
 
 void nc_dm_agent_clear_connect(void) {
+  nc::ResumeRegistrations();
   CloseSocket();
   nc::CancelTask(g_nc_dm_agent_manage.tt_connect);
   nc::CancelTask(g_nc_dm_agent_manage.tt_reconnect);

@@ -1,15 +1,21 @@
 // What the agent tells the server of its own accord: its name, what is registered, and that it
 // leaves.
 
+#include "netconf_dm_agent/uplink.h"
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
 #include <cerrno>
 #include <cstring>
 
+#include "netconf_dm_agent/events.h"
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_kernel/server_records.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
-#include "netconf_dm_util/mutex_lock.h"
 
 namespace {
 
@@ -130,10 +136,42 @@ const RecordKind* FindKind(nc_int32 type) {
   return nullptr;
 }
 
-enum class Run { kExhausted, kPaused, kBroken };
+// Does the socket hold as much as it may. A server that is slower than the registrations is no
+// broken link, and every send to a full socket would be taken for one. (Readiness to write comes
+// only when most of it has drained.)
+class SendQueue {
+ public:
+  explicit SendQueue(int fd) : fd_(fd) {
+    socklen_t len = sizeof(limit_);
+    if (getsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &limit_, &len) != 0) limit_ = 0;
+  }
+  bool IsFull() const {
+    int queued = 0;
+    return limit_ > 0 && ioctl(fd_, SIOCOUTQ, &queued) == 0 && queued >= limit_;
+  }
+
+ private:
+  int fd_;
+  int limit_ = 0;
+};
+
+// The registration task waits for the socket, not for a time.
+bool g_waits_for_socket = false;
+
+void WaitForSocket() {
+  zu_thread*& handle = g_nc_dm_agent_manage.tt_reg;
+  if (handle != nullptr) return;
+  handle = zu_thread_add_write(g_nc_dm_agent_manage.master, nc_dm_agent_reg_handler, nullptr,
+                               g_nc_dm_mng_info.agent_fd);
+  g_waits_for_socket = handle != nullptr;
+  if (handle == nullptr) nc_dm_agent_handle_timer(NC_DM_EVENT_REG, 0, kPauseMicroseconds);
+}
+
+enum class Run { kExhausted, kPaused, kSocketFull, kBroken };
 
 Run DrainList() {
-  const nc::MutexLock lock(&g_nc_dm_reg_list.list_mutex);
+  nc::QueueRun run;
+  const SendQueue socket(g_nc_dm_mng_info.agent_fd);
   int objects = 0;
   for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
     const RecordKind* kind = FindKind(nc::EnumNumber(record.type));
@@ -142,16 +180,25 @@ Run DrainList() {
       FreeRecord(&record);
       continue;
     }
+    if (!kind->is_object && socket.IsFull()) return Run::kSocketFull;
     if (kind->finish(&record) == nc::kLinkBroken) return Run::kBroken;
     if (kind->is_object && ++objects > NC_DM_REG_OBJ_BATCH) {
       NC_DM_LOG_INFO("The count of reg(or unreg) objects is to high this time, break.\n");
       return Run::kPaused;
     }
+    run.LetProducersIn();
   }
   return Run::kExhausted;
 }
 
 }  // namespace
+
+void nc::ResumeRegistrations() {
+  if (!g_waits_for_socket) return;
+  g_waits_for_socket = false;
+  CancelTask(g_nc_dm_agent_manage.tt_reg);
+  nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, kRegSeconds);
+}
 
 int nc_dm_agent_reg_server_name(int fd, int attr, char* client_name, nc_dm_t* client_dm) {
   if (client_dm == nullptr) {
@@ -186,6 +233,7 @@ int nc_dm_agent_reg_server_mode_cplt(void) {
 
 int nc_dm_agent_reg_handler(zu_thread* /*t*/) {
   g_nc_dm_agent_manage.tt_reg = nullptr;
+  g_waits_for_socket = false;
   // A number that was refused earlier leaves errno set, and the conversions of this run look at it.
   errno = 0;
   switch (DrainList()) {
@@ -195,6 +243,9 @@ int nc_dm_agent_reg_handler(zu_thread* /*t*/) {
       return nc::kLinkBroken;
     case Run::kPaused:
       nc_dm_agent_handle_timer(NC_DM_EVENT_REG, 0, kPauseMicroseconds);
+      return 0;
+    case Run::kSocketFull:
+      WaitForSocket();
       return 0;
     case Run::kExhausted:
       nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, kRegSeconds);

@@ -7,6 +7,9 @@
 
 #include "netconf_dm_kernel/server_records.h"
 
+#include <sched.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <utility>
 
@@ -50,9 +53,44 @@ PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name) {
   return record;
 }
 
+namespace {
+
+// Producers that want the queue. The mutex alone would not do: whoever unlocks it and wants it back
+// at once gets it before those who wait have woken up.
+std::atomic<int> g_waiting_producers = 0;
+
+// How often the registration task offers the queue before it goes on: a thread that registers
+// without pause must not stop it.
+constexpr int kOffers = 100;
+
+class [[nodiscard]] ProducerLock {
+ public:
+  ProducerLock() {
+    g_waiting_producers.fetch_add(1);
+    pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+    g_waiting_producers.fetch_sub(1);
+  }
+  ~ProducerLock() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }
+  ProducerLock(const ProducerLock&) = delete;
+  ProducerLock& operator=(const ProducerLock&) = delete;
+};
+
+}  // namespace
+
 void Queue(PendingPtr record) {
-  const MutexLock lock(&g_nc_dm_reg_list.list_mutex);
+  const ProducerLock lock;
   PushBack(&g_nc_dm_reg_list.reg_list, &record.release()->list);
+}
+
+QueueRun::QueueRun() { pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex); }
+
+QueueRun::~QueueRun() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }
+
+void QueueRun::LetProducersIn() {
+  if (g_waiting_producers.load(std::memory_order_relaxed) == 0) return;
+  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+  for (int offer = 0; offer < kOffers && g_waiting_producers.load() > 0; ++offer) sched_yield();
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
 }
 
 }  // namespace nc

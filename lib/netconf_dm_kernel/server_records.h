@@ -23,6 +23,20 @@ PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name);
 // Hands a record to the registration task, behind all that is queued.
 void Queue(PendingPtr record);
 
+// Holds the queue for a run of the registration task. A run may send thousands of messages, and a
+// thread that registers meanwhile must not wait for its end.
+class [[nodiscard]] QueueRun {
+ public:
+  QueueRun();
+  ~QueueRun();
+  QueueRun(const QueueRun&) = delete;
+  QueueRun& operator=(const QueueRun&) = delete;
+
+  // Lets the producers that wait append, and comes back. Nothing is taken out of the queue
+  // meanwhile.
+  void LetProducersIn();
+};
+
 }  // namespace nc
 
 #endif  // NETCONF_DM_KERNEL_SERVER_RECORDS_H_

@@ -174,6 +174,62 @@ TEST_F(UplinkTest, SentMessagesAreNotCounted) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
+// ---- A server that is slower than the registrations ----
+
+TEST_F(UplinkTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
+  constexpr int kPaths = 5000;  // more than any socket holds
+  for (int i = 0; i < kPaths; i++) Queue(NC_DM_MSG_TYPE_REG, "a.b", i);
+  Queue(NC_DM_MSG_TYPE_REG_CPLT);
+  EXPECT_EQ(Run(), 0);
+
+  int received = 0;
+  while (PendingRecords() > 0) {
+    ASSERT_EQ(platform().Pending().size(), 1u);
+    const FakeTask* task = platform().Pending().front();
+    ASSERT_EQ(task, tasks().tt_reg);
+    ASSERT_EQ(task->kind, TaskKind::kWrite);
+    ASSERT_EQ(task->value, agent_fd());
+    while (!peer().IsQuiet()) ExpectPath(NC_DM_MSG_TYPE_REG, "a.b", received++);
+    EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  }
+  while (received < kPaths) ExpectPath(NC_DM_MSG_TYPE_REG, "a.b", received++);
+  ExpectCplt();
+  ExpectNextRunInASecond();
+  EXPECT_FALSE(log().Contains(kErrorPrefix, "Failed to write data"));
+}
+
+TEST_F(UplinkTest, ObjectsAreAppliedWhileTheSocketIsFull) {
+  FillSocket();
+  Queue(NC_DM_MSG_TYPE_UNREG_OBJ, "nowhere");
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(PendingTypes(), std::vector<int>{NC_DM_MSG_TYPE_REG});
+}
+
+TEST_F(UplinkTest, ALostConnectionEndsTheWaitForItsSocket) {
+  FillSocket();
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  EXPECT_EQ(Run(), 0);
+  ASSERT_EQ(tasks().tt_reg->func, nc_dm_agent_reg_handler);
+
+  nc_dm_agent_clear_connect();
+  ExpectNextRunInASecond();
+}
+
+TEST_F(UplinkTest, ARunThatCannotWaitForTheSocketComesAgainByTime) {
+  FillSocket();
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
+  platform().FailNext(1);
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  ASSERT_EQ(platform().Pending().size(), 1u);
+  EXPECT_EQ(platform().Pending().front()->usec, 100000);
+
+  nc_dm_agent_clear_connect();  // leaves a task that waits for a time alone
+  EXPECT_EQ(platform().Pending().size(), 1u);
+  EXPECT_EQ(platform().Pending().front()->usec, 100000);
+}
+
 TEST_F(UplinkTest, ARecordWithoutANameIsSentWithoutOne) {
   Queue(NC_DM_MSG_TYPE_REG);
   EXPECT_EQ(Run(), 0);
@@ -267,6 +323,14 @@ TEST_F(UplinkTest, AYangAttributeStaysQueuedWhenTheConnectionBreaks) {
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   ExpectYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
   EXPECT_EQ(PendingRecords(), 0u);
+}
+
+TEST_F(UplinkTest, ARunDoesNotInheritAStaleErrno) {
+  nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
+  FakeTask* task = platform().Find(nc_dm_agent_reg_handler);
+  errno = ERANGE;
+  EXPECT_EQ(platform().Run(task), 0);
+  EXPECT_EQ(errno, 0);
 }
 
 TEST_F(UplinkTest, WithoutAConnectionARunAsksForOne) {
@@ -371,14 +435,6 @@ TEST_F(UplinkObjectTest, ExactlyTheLastObjectPausesToo) {
   EXPECT_EQ(Instances(), 600u);
   ASSERT_NE(tasks().tt_reg, nullptr);
   EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->kind, TaskKind::kTimevalTimer);
-}
-
-TEST_F(UplinkObjectTest, ARunDoesNotInheritAStaleErrno) {
-  QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 7, 1);
-  nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
-  errno = ERANGE;
-  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
-  EXPECT_NE(NodeAt("net.vrf.7"), nullptr);
 }
 
 // ---- Leaving ----
