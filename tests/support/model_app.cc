@@ -198,7 +198,6 @@ ModelApp::~ModelApp() {
   while (g_nc_agent_dm.dm_root.next != &g_nc_agent_dm.dm_root) {
     nc_dm_agent_unreg_nodes(NodeOf(g_nc_agent_dm.dm_root.next));
   }
-  EXPECT_EQ(g_nc_agent_dm.total_node, 0u);
   g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_RUNNING;
   g_app = nullptr;
 }
