@@ -3,6 +3,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/edit_shared.h"
+#include "netconf_dm_kernel/leaf_value.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 
@@ -49,19 +50,17 @@ struct Level {
 };
 
 // The ids of an instance below the container. The caller has seen to the room for one more.
-void FillInstanceIds(nc_dm_id_array_t* ids, const Level& level, nc_int64 instid) {
-  nc_dm_id_array_t base = level.base;
-  nc_dm_id_array_cpy(ids, &base);
-  ids->id[ids->cnt++] = instid;
+nc_dm_id_array_t InstanceIds(const Level& level, nc_int64 instid) {
+  nc_dm_id_array_t ids = level.base;
+  ids.id[ids.cnt++] = instid;
+  return ids;
 }
 
 // The SDN datastore shows, and deletes, nothing but what its own edits created.
-bool IsForeign(const nc_dm_agent_node_t* child) {
-  if (g_nc_dm_mng_info.curr_dstype != NC_DM_DATASTORE_SDN || child->src == NC_DM_NODE_SRC_SDN) {
-    return false;
-  }
+bool IsForeign(const nc_dm_agent_node_t& child) {
+  if (!nc::IsForeignToRequest(child)) return false;
   NC_DM_LOG_INFO("The node '%s' instid %lld isn't created by netconf client, ignore.\n",
-                 child->node_name, nc::LongLong(child->instid));
+                 child.node_name, nc::LongLong(child.instid));
   return true;
 }
 
@@ -72,8 +71,7 @@ nc_int64 CallDelete(nc_dm_agent_node_t* child, nc_dm_id_array_t* ids) {
 }
 
 nc_int64 CallInstanceDelete(nc_dm_agent_node_t* child, const Level& level) {
-  nc_dm_id_array_t ids = {};
-  FillInstanceIds(&ids, level, child->instid);
+  nc_dm_id_array_t ids = InstanceIds(level, child->instid);
   return CallDelete(child, &ids);
 }
 
@@ -84,7 +82,7 @@ bool DeleteEntryByCommand(nc_dm_agent_node_t* entry, const Level& level) {
                     nc::LongLong(entry->instid));
     return false;
   }
-  FillInstanceIds(&padb->id_array, level, entry->instid);
+  padb->id_array = InstanceIds(level, entry->instid);
   if (entry->exe_cmd(padb.get()) < 0) {
     NC_DM_LOG_ERROR("Failed to call node '%s' instid %lld 'exe_cmd'!\n", entry->node_name,
                     nc::LongLong(entry->instid));
@@ -152,11 +150,11 @@ bool DeleteChild(nc_dm_agent_node_t* child, const Level& level) {
     case NC_DM_NODE_TYPE_SINGLE_OBJECT:
       return DeleteContainer(child, level);
     case NC_DM_NODE_TYPE_MULT_OBJECT:
-      return IsForeign(child) || DeleteEntry(child, level);
+      return IsForeign(*child) || DeleteEntry(child, level);
     case NC_DM_NODE_TYPE_MULT_LEAF:
-      return IsForeign(child) || DeleteLeafListElement(child, level);
+      return IsForeign(*child) || DeleteLeafListElement(child, level);
     case NC_DM_NODE_TYPE_LEAF:
-      return IsForeign(child) || DeleteLeaf(child, level);
+      return IsForeign(*child) || DeleteLeaf(child, level);
     default:
       return true;
   }
