@@ -1,0 +1,19 @@
+#ifndef BENCH_CLOCK_H_
+#define BENCH_CLOCK_H_
+
+#include <cstdint>
+#include <ctime>
+
+namespace bench {
+
+inline std::int64_t NanosecondsOf(clockid_t clock) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+inline std::int64_t NowNs() { return NanosecondsOf(CLOCK_MONOTONIC); }
+
+}  // namespace bench
+
+#endif  // BENCH_CLOCK_H_

@@ -1,0 +1,167 @@
+#include "bench/goals.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace bench {
+namespace {
+
+constexpr std::int64_t kSmall = 100;
+constexpr std::int64_t kMiddle = 10'000;
+constexpr std::int64_t kLarge = 1'000'000;
+
+struct Key {
+  std::string name;
+  std::string index;
+  int depth = 0;
+  std::int64_t n = 0;
+  std::string placement{"one-core"};
+  std::string variant{};
+};
+
+class GoalBook {
+ public:
+  explicit GoalBook(const std::vector<Figure>& figures) : figures_(figures) {}
+
+  const Figure* Find(const Key& key) const {
+    const auto found = std::find_if(figures_.begin(), figures_.end(), [&](const Figure& figure) {
+      return figure.name == key.name && figure.index == key.index && figure.depth == key.depth &&
+             figure.n == key.n && figure.placement == key.placement &&
+             figure.variant == key.variant;
+    });
+    return found == figures_.end() ? nullptr : &*found;
+  }
+
+  // The figure against its floor.
+  void AgainstFloor(const std::string& goal, const Key& key, double limit) {
+    const Figure* figure = Find(key);
+    if (figure == nullptr || figure->floor <= 0) return;
+    Add(goal, figure->median, figure->floor, figure->unit, figure->Ratio(), limit);
+  }
+
+  // The figure at one size against that at another.
+  void AgainstOther(const std::string& goal, const Key& large, const Key& small, double limit) {
+    const Figure* figure = Find(large);
+    const Figure* other = Find(small);
+    if (figure == nullptr || other == nullptr || other->median <= 0) return;
+    Add(goal, figure->median, other->median, figure->unit, figure->median / other->median, limit);
+  }
+
+  void AtMost(const std::string& goal, double value, const std::string& unit, double limit) {
+    Add(goal, value, 0, unit, value, limit);
+  }
+
+  void AtLeast(const std::string& goal, double value, const std::string& unit, double limit) {
+    verdicts_.push_back({goal, value, 0, unit, value, limit, true, value >= limit});
+  }
+
+  std::vector<Verdict> Take() { return std::move(verdicts_); }
+
+ private:
+  void Add(const std::string& goal, double figure, double floor, const std::string& unit,
+           double value, double limit) {
+    verdicts_.push_back({goal, figure, floor, unit, value, limit, false, value <= limit});
+  }
+
+  const std::vector<Figure>& figures_;
+  std::vector<Verdict> verdicts_;
+};
+
+std::string At(std::int64_t n) { return ", n=" + std::to_string(n); }
+
+Key ListKey(const std::string& name, const std::string& index, std::int64_t n) {
+  return {name, index, 2, n};
+}
+
+void JudgeReads(const std::string& index, double callback_ns, GoalBook* judge) {
+  for (const std::int64_t n : {kSmall, kLarge}) {
+    judge->AgainstFloor("one leaf, " + index + At(n), ListKey("read-leaf", index, n), 2.0);
+  }
+  judge->AgainstOther("one leaf, " + index + ", n=1000000 to n=100",
+                      ListKey("read-leaf", index, kLarge), ListKey("read-leaf", index, kSmall),
+                      1.25);
+  for (const std::int64_t n : {kMiddle, kLarge}) {
+    const Key key = ListKey("read-list", index, n);
+    if (const Figure* figure = judge->Find(key)) {
+      judge->AtLeast("whole list, " + index + At(n), 1e9 / figure->median, "leaf/s", 2'500'000);
+    }
+    judge->AgainstFloor("whole list, " + index + At(n), key, 4);
+  }
+  for (const std::int64_t n : {kMiddle, kLarge}) {
+    if (const Figure* figure = judge->Find(ListKey("get-id", index, n))) {
+      judge->AtMost("get-id beyond the callback, " + index + At(n), figure->median - callback_ns,
+                    "ns/entry", 150);
+    }
+  }
+}
+
+void JudgeEdits(const std::string& index, GoalBook* judge) {
+  for (const std::string name : {"create-entry", "create-entry-command"}) {
+    for (const std::int64_t n : {kSmall, kLarge}) {
+      judge->AgainstFloor(name + ", " + index + At(n), ListKey(name, index, n), 3);
+    }
+    judge->AgainstOther(name + ", " + index + ", n=1000000 to n=100", ListKey(name, index, kLarge),
+                        ListKey(name, index, kSmall), 1.5);
+  }
+}
+
+void JudgeInstances(const std::string& index, GoalBook* judge) {
+  for (const std::string order : {"rising", "falling", "random"}) {
+    const auto key = [&](std::int64_t n) {
+      return Key{"create-remove-instance", index, 0, n, "in-process", order};
+    };
+    for (const std::int64_t n : {std::int64_t{1000}, kLarge}) {
+      judge->AgainstFloor("create and remove an instance, " + index + " " + order + At(n), key(n),
+                          1.5);
+    }
+    judge->AgainstOther(
+        "create and remove an instance, " + index + " " + order + ", n=1000000 to n=1000",
+        key(kLarge), key(1000), 1.5);
+  }
+}
+
+void JudgeRegistration(GoalBook* judge) {
+  const Key sent{"register-send", "", 0, 5000};
+  judge->AgainstFloor("registration of 5,000 paths, sent", sent, 2);
+  judge->AgainstFloor("registration of 5,000 paths, with the calls", {"register", "", 0, 5000}, 2);
+  if (const Figure* hold = judge->Find({"hold", "", 0, 5000, "unpinned"})) {
+    judge->AtMost("second thread held while 5,000 paths are sent", hold->median, "us", 5000);
+  }
+}
+
+std::string Number(double value) {
+  char text[32];
+  std::snprintf(text, sizeof(text), value < 100 ? "%.2f" : "%.0f", value);
+  return text;
+}
+
+}  // namespace
+
+std::vector<Verdict> Judge(const std::vector<Figure>& figures, double callback_ns) {
+  GoalBook judge(figures);
+  for (const std::string index : {"tree", "hash"}) {
+    JudgeReads(index, callback_ns, &judge);
+    JudgeEdits(index, &judge);
+    JudgeInstances(index, &judge);
+    judge.AgainstFloor("memory of 1,000,000 entries, " + index, {"memory", index, 2, kLarge, "-"},
+                       1.15);
+  }
+  JudgeRegistration(&judge);
+  return judge.Take();
+}
+
+void Print(const std::vector<Verdict>& verdicts) {
+  std::printf("\n%-66s %10s %10s %-9s %9s %10s  %s\n", "goal", "figure", "floor", "unit", "ratio",
+              "limit", "");
+  for (const Verdict& verdict : verdicts) {
+    std::printf("%-66s %10s %10s %-9s %9s %c%9s  %s\n", verdict.goal.c_str(),
+                Number(verdict.figure).c_str(),
+                verdict.floor > 0 ? Number(verdict.floor).c_str() : "-", verdict.unit.c_str(),
+                verdict.floor > 0 ? Number(verdict.value).c_str() : "-",
+                verdict.at_least ? '>' : '<', Number(verdict.limit).c_str(),
+                verdict.met ? "met" : "NOT MET");
+  }
+}
+
+}  // namespace bench

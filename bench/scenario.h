@@ -1,0 +1,58 @@
+// What is measured end to end. Each scenario starts its agent, or is handed one, and adds figures.
+#ifndef BENCH_SCENARIO_H_
+#define BENCH_SCENARIO_H_
+
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "bench/agent_process.h"
+#include "bench/exchange.h"
+#include "bench/results.h"
+
+namespace bench {
+
+struct Settings {
+  bool quick = false;
+  std::string only;  // part of the name of what is measured alone; "" for everything
+  // Of requests rather than of time, for a profiler: that many rounds, one core, no floor.
+  int profile_rounds = 0;
+
+  bool Wants(std::string_view name) const {
+    return only.empty() || name.find(only) != std::string_view::npos;
+  }
+  Budget SmallBudget() const;
+  Budget LargeBudget() const;
+};
+
+// Adds the figures of steps: microseconds an exchange, or nanoseconds an element.
+void AddFigures(Results* results, const AgentProcess& agent, Placement placement,
+                const std::vector<StepResult>& steps, double elements = 0,
+                const std::string& element = "");
+
+// Reads of the agent's list.
+void MeasureLeafReads(AgentProcess* agent, const Settings& settings, Results* results);
+void MeasureListRead(AgentProcess* agent, const Settings& settings, Results* results);
+void MeasureGetId(AgentProcess* agent, const Settings& settings, Results* results);
+
+// Edits of entries of the agent's list.
+void MeasureEntryEdits(AgentProcess* agent, const Settings& settings, Results* results);
+void MeasureSubtreeEdit(AgentProcess* agent, const Settings& settings, Results* results);
+
+// Registration of 5,000 paths: at the start, after a reconnection, and beside another thread.
+void MeasureRegistration(const Settings& settings, Results* results);
+void MeasureHold(const Settings& settings, Results* results);
+
+// Memory of the agent's entries, against the bytes of what is described for them.
+void AddMemory(const AgentProcess& agent, Results* results);
+
+// In process: creation and removal of instances with 8 leaves; a callback alone.
+void MeasureInstances(const Settings& settings, Results* results);
+double CallbackNs();
+
+// The lists of all kinds and sizes, with everything above that is measured on a list.
+void MeasureLists(const Settings& settings, Results* results);
+
+}  // namespace bench
+
+#endif  // BENCH_SCENARIO_H_
