@@ -16,6 +16,7 @@ namespace {
 bool g_socket_fails = false;
 bool g_ioctl_fails = false;
 int g_mutex_inits_before_failure = -1;
+int g_sends_before_failure = -1;
 }  // namespace
 
 extern "C" {
@@ -40,6 +41,15 @@ __attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, 
   return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
 }
 
+__attribute__((visibility("default"))) ssize_t send(int fd, const void* data, size_t size,
+                                                    int flags) {
+  if (g_sends_before_failure >= 0 && g_sends_before_failure-- == 0) {
+    errno = EPIPE;
+    return -1;
+  }
+  return syscall(SYS_sendto, fd, data, size, flags, nullptr, 0);
+}
+
 __attribute__((visibility("default"))) int pthread_mutex_init(
     pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
   if (g_mutex_inits_before_failure >= 0 && g_mutex_inits_before_failure-- == 0) return EAGAIN;
@@ -53,8 +63,6 @@ __attribute__((visibility("default"))) int pthread_mutex_init(
 namespace ncdm_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 int GetLeaf(nc_dm_id_array_t*, char* value) {
   value[0] = 1;
@@ -76,6 +84,7 @@ class ConnectionTest : public AgentTest {
     g_socket_fails = false;
     g_ioctl_fails = false;
     g_mutex_inits_before_failure = -1;
+    g_sends_before_failure = -1;
   }
 
   // The client's name, as the first message of a connection.
@@ -261,15 +270,16 @@ TEST_F(ConnectionTest, WithoutATmpdirThereIsNoSocket) {
   EXPECT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
 }
 
-TEST_F(ConnectionTest, AServerThatClosesAtOnceMayFailTheName) {
-  // The name cannot be sent on a connection that the server has closed already.
+TEST_F(ConnectionTest, ANameThatCannotBeSentIsTriedAgain) {
   const Server server(dir());
-  ASSERT_EQ(Init(), 0);
-  server.Accept().Close();
-  g_nc_agent_dm.registered = false;
-  log().Clear();
-  EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 0, info().agent_name, &g_nc_agent_dm), -2);
+  g_sends_before_failure = 0;
+  EXPECT_EQ(Init(), 0);
+  EXPECT_TRUE(log().ContainsError("app failed to send to server.\n"));
+  EXPECT_TRUE(log().ContainsError("Client remote dm register unsuccessfully!\n"));
   EXPECT_FALSE(g_nc_agent_dm.registered);
+  ASSERT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
+  EXPECT_NE(platform().Find(nc_dm_agent_read), nullptr);
+  EXPECT_TRUE(server.Accept().IsQuiet());
 }
 
 bool g_initialised_in_dm_reg;
@@ -609,21 +619,38 @@ TEST_F(ConnectionTest, YangAttributesThatCannotBeQueuedFailTheReconnection) {
 }
 
 TEST_F(ConnectionTest, ANameThatCannotBeSentFailsTheReconnection) {
-  const Server server(dir());
   ASSERT_EQ(Init(RegisterTwoLeaves), 0);
-  // No socket, but a descriptor that counts as one.
-  g_nc_agent_dm.registered = false;
-  int pipe_fds[2];
-  ASSERT_EQ(pipe(pipe_fds), 0);
-  close(agent_fd());
-  info().agent_fd = pipe_fds[0];
-  nc_dm_agent_handle_event(NC_DM_EVENT_CONNECT, 0, 0);
-  EXPECT_EQ(platform().RunNext(nc_dm_agent_connect), -2);
-  EXPECT_TRUE(log().ContainsInfo("Dm agent connect already.\n"));
-  EXPECT_TRUE(log().ContainsError("app failed to send to server.\n"));
+  FreePendingRecords();
+  const Server server(dir());
+  g_sends_before_failure = 0;
+  EXPECT_EQ(Reconnect(), -2);
   EXPECT_TRUE(log().ContainsError("Client remote dm register unsuccessfully.\n"));
+  EXPECT_EQ(PendingRecords(), 0u);
   EXPECT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
-  close(pipe_fds[1]);
+  EXPECT_EQ(platform().Find(nc_dm_agent_read), nullptr);
+}
+
+TEST_F(ConnectionTest, ACompletionThatCannotBeSentFailsTheReconnection) {
+  ASSERT_EQ(Init(RegisterTwoLeaves), 0);
+  const Server server(dir());
+  g_sends_before_failure = 1;
+  EXPECT_EQ(Reconnect(), -2);
+  EXPECT_TRUE(log().ContainsError("Failed to send 'mode register complete' to server.\n"));
+  EXPECT_TRUE(log().ContainsError("Agent notify mode_reg_cplt unsuccessfully.\n"));
+  EXPECT_FALSE(log().ContainsInfo("Dm agent reconnect ok.\n"));
+  EXPECT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
+  EXPECT_EQ(platform().Find(nc_dm_agent_read), nullptr);
+}
+
+TEST_F(ConnectionTest, ANameThatCannotBeSentFailsTheConnectTask) {
+  ASSERT_EQ(Init(RegisterTwoLeaves), 0);
+  nc_dm_agent_clear_connect();
+  const Server server(dir());
+  g_sends_before_failure = 0;
+  EXPECT_EQ(nc_dm_agent_connect(nullptr), -2);
+  EXPECT_TRUE(log().ContainsError("Client remote dm register unsuccessfully.\n"));
+  EXPECT_FALSE(log().ContainsInfo("Dm agent connect successfully.\n"));
+  EXPECT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
 }
 
 TEST_F(ConnectionTest, TheConnectTaskConnectsAndQueuesThePaths) {
