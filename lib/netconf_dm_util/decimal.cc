@@ -14,19 +14,16 @@ namespace {
 
 constexpr size_t kMaxNumberLen = 256;
 
-// A number out of range becomes the nearest limit, as in a conversion to a 32-bit long; but errno
-// stays, because a date with such a field is accepted and must not make the next value look out of
-// range. A lone '-' is 0.
-nc_int32 ClampedInt32(std::string_view decimal) {
-  decimal = nc::TrimBlanks(decimal);
-  nc_int32 value = 0;
+}  // namespace
+
+int32_t nc::ClampedInt32(std::string_view decimal) {
+  decimal = TrimBlanks(decimal);
+  int32_t value = 0;
   const auto result = std::from_chars(decimal.data(), decimal.data() + decimal.size(), value);
   if (result.ec != std::errc::result_out_of_range) return value;
-  using Limits = std::numeric_limits<nc_int32>;
+  using Limits = std::numeric_limits<int32_t>;
   return decimal.front() == '-' ? Limits::min() : Limits::max();
 }
-
-}  // namespace
 
 bool nc_dm_is_str_num(const char* str) { return str != nullptr && nc::IsDecimal(str); }
 
@@ -53,7 +50,7 @@ int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* parsed_num,
     NC_DM_LOG_ERROR("parsed is not number!\n");
     return -1;
   }
-  *parsed_num = ClampedInt32(number);
+  *parsed_num = nc::ClampedInt32(number);
   ++*parse_len;
   return 0;
 }

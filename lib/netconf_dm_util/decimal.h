@@ -3,6 +3,7 @@
 #define NETCONF_DM_UTIL_DECIMAL_H_
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 
 namespace nc {
@@ -27,6 +28,11 @@ constexpr bool IsDecimal(std::string_view text) {
   if (text.front() == '-') text.remove_prefix(1);
   return std::all_of(text.begin(), text.end(), IsDigit);
 }
+
+// The value of what IsDecimal accepts; a lone '-' is 0. A number out of range becomes the nearest
+// limit, as in a conversion to a 32-bit long; but errno stays, because a date with such a field is
+// accepted and must not make the next value look out of range.
+int32_t ClampedInt32(std::string_view decimal);
 
 }  // namespace nc
 

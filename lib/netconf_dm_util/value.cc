@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 
+#include "netconf_dm_util/decimal.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
@@ -199,7 +200,7 @@ int ReadTime(const NumberRules&, const char* text, char** typed) {
     rest += length;
   }
   if (!nc_dm_is_str_num(rest)) return Refuse("Failed to parse time second!\n");
-  time->tm_sec = ParseLong(rest);
+  time->tm_sec = nc::ClampedInt32(rest);
   *typed = reinterpret_cast<char*>(time.release());
   return 0;
 }

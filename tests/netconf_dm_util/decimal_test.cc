@@ -27,9 +27,9 @@ TEST(IsStrNumTest, AcceptsDigitsAMinusAndBlanksAround) {
 
 TEST(IsStrNumTest, RefusesEverythingElse) {
   EXPECT_FALSE(nc_dm_is_str_num(nullptr));
-  for (const char* text : {"",    " ",   "\r\n\t ", "007", "00", "01",  " 01", "0 1",
-                           "4 2", "\v5", "5\v",     "\f5", "+1", "1.5", "--1", "1-",
-                           "-1-", "- 1", "0x1",     "{i}", "a",  "1a",  "-a",  "\xC2\xB2"}) {
+  for (const char* text : {"",    " ",   ".",   "\r\n\t ", "007", "00",  "01",      " 01", "0 1",
+                           "4 2", "\v5", "5\v", "\f5",     "+1",  "1.5", "--1",     "1-",  "-1-",
+                           "- 1", "0x1", "{i}", "a",       "1a",  "-a",  "\xC2\xB2"}) {
     EXPECT_FALSE(nc_dm_is_str_num(text)) << '"' << text << '"';
   }
 }

@@ -321,6 +321,23 @@ TEST_F(ValueTest, TimeHoldsTheNumbersAsWritten) {
   EXPECT_EQ(memcmp(&time, &expected, sizeof(time)), 0);
 }
 
+// A time is accepted whatever its fields are, so it must not refuse the number behind it.
+TEST_F(ValueTest, TimeFieldsOutOfRangeAreTheLimitsAndLeaveErrnoAlone) {
+  const std::string wild = "99999999999999999999";
+  ASSERT_EQ(Read(wild + "-2147483648-" + wild + "T" + wild + ":" + wild + ":" + wild,
+                 NC_DM_VAL_TYPE_DATATIME),
+            0);
+  const tm time = As<tm>(typed_.get());
+  for (const int field :
+       {time.tm_year, time.tm_mon, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec}) {
+    EXPECT_EQ(field, INT_MAX);
+  }
+  ASSERT_EQ(Read("2024-1-2T3:4:-2147483649", NC_DM_VAL_TYPE_DATATIME), 0);
+  EXPECT_EQ(As<tm>(typed_.get()).tm_sec, INT_MIN);
+  EXPECT_EQ(errno, 0);
+  EXPECT_EQ(Read("5", NC_DM_VAL_TYPE_INT), 0);
+}
+
 TEST_F(ValueTest, WhatATimePrintsIsNotAcceptedBackBelowTen) {
   ASSERT_EQ(Read("2024-5-6T7:8:9", NC_DM_VAL_TYPE_DATATIME), 0);
   const std::string printed = Serialized(typed_.get(), NC_DM_VAL_TYPE_DATATIME);
