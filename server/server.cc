@@ -423,6 +423,8 @@ bool Server::RunUntil(const std::function<bool()>& done, Milliseconds timeout) {
   }
 }
 
+bool Server::IsInterrupted() const { return implementation_->Interrupted(); }
+
 int Server::PollFd() const { return implementation_->poll_fd(); }
 
 void Server::set_trace(TraceSink trace) { implementation_->set_trace(std::move(trace)); }

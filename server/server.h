@@ -69,6 +69,8 @@ class Server {
   bool RunOnce(Milliseconds timeout);
   // Runs until `done` says so; false when `timeout` is over before.
   bool RunUntil(const std::function<bool()>& done, Milliseconds timeout);
+  // What Options::interrupted says.
+  bool IsInterrupted() const;
   // Readable when RunOnce has something to do (timeouts of requests apart).
   int PollFd() const;
   void set_trace(TraceSink trace);

@@ -13,6 +13,7 @@ namespace ncdm::console {
 namespace {
 
 constexpr int kHistorySize = 1000;
+constexpr wchar_t kKillLine = L'\x15';  // ^U
 
 }  // namespace
 
@@ -97,8 +98,14 @@ class LineEditor::Implementation {
     std::mbstate_t state{};
     for (;;) {
       char byte = 0;
-      if (!Of(editor)->callbacks_.wait(STDIN_FILENO)) {
-        return 0;
+      switch (Of(editor)->callbacks_.wait(STDIN_FILENO)) {
+        case WaitResult::kReady:
+          break;
+        case WaitResult::kInterrupted:
+          *character = kKillLine;  // what was typed so far is not wanted
+          return 1;
+        case WaitResult::kEnd:
+          return 0;
       }
       const ssize_t count = read(STDIN_FILENO, &byte, 1);
       if (count < 0 && (errno == EINTR || errno == EAGAIN)) {

@@ -57,7 +57,7 @@ bool DescriptorSource::ReadMore() {
   std::array<char, kReadSize> piece{};
   ssize_t count = -1;
   do {
-    if (!wait_(fd_)) {
+    if (wait_(fd_) != WaitResult::kReady) {
       buffer_.clear();
       at_end_ = true;
       return false;

@@ -48,9 +48,10 @@ class FileSource : public LineSource {
   int line_ = 0;
 };
 
-// Waits until the descriptor can be read, and keeps everything else running meanwhile; false when
-// that should end.
-using WaitFunction = std::function<bool(int fd)>;
+enum class WaitResult { kReady, kInterrupted, kEnd };
+
+// Waits until the descriptor can be read, and keeps everything else running meanwhile.
+using WaitFunction = std::function<WaitResult(int fd)>;
 
 // A descriptor whose lines may take their time, such as a pipe.
 class DescriptorSource : public LineSource {

@@ -25,6 +25,8 @@ constexpr int kSuccess = 0;
 constexpr int kCommandFailed = 1;
 constexpr int kUsageError = 2;
 
+constexpr int kPollMs = 200;  // a signal just before the wait is noticed after it
+
 constexpr double kScriptWait = 5;
 constexpr double kInteractiveWait = 2;
 
@@ -77,29 +79,24 @@ class Console {
   Console(server::Server& server, const Settings& settings)
       : server_(server),
         settings_(settings),
+        interactive_(settings.interactive()),
         output_(std::cout, settings.json),
         session_(server, output_, SessionOptions(settings)) {}
 
   int Run() {
     const std::unique_ptr<LineSource> source = OpenSource();
-    int result = kSuccess;
-    while (!session_.finished() && g_terminated == 0) {
+    bool failed = false;
+    while (!session_.finished() && !IsEnded() && !(failed && StopsAtFailure())) {
       const std::optional<std::string> line = source->Next();
       if (!line) {
         break;
       }
-      g_interrupted = g_terminated;
-      if (!RunLine(*line, source->Place())) {
-        result = kCommandFailed;
-        if (!settings_.interactive() && !settings_.keep_going) {
-          break;
-        }
-      }
+      failed = !RunLine(*line, source->Place()) || failed;
     }
-    if (settings_.interactive()) {
+    if (interactive_) {
       return kSuccess;
     }
-    return g_interrupted != 0 || g_terminated != 0 ? kCommandFailed : result;
+    return failed || IsEnded() ? kCommandFailed : kSuccess;
   }
 
  private:
@@ -121,9 +118,9 @@ class Console {
       }
       return std::make_unique<FileSource>(std::move(file), settings_.script);
     }
-    if (settings_.interactive()) {
+    if (interactive_) {
       return std::make_unique<LineEditor>(
-          LineEditor::Callbacks{[this](int fd) { return WaitForTerminal(fd); },
+          LineEditor::Callbacks{[this](int fd) { return WaitForInput(fd); },
                                 [this] { return Prompt(); },
                                 [this](std::string_view line) { return CompleteLine(line); }},
           HistoryFile());
@@ -175,38 +172,37 @@ class Console {
     return Complete(line, session_.CurrentSchema(), agents);
   }
 
-  // Serves the agents until the descriptor can be read; false at a signal.
-  bool WaitForInput(int fd) {
+  // A signal that ends the console: any, or at a terminal any but SIGINT.
+  bool IsEnded() const { return g_terminated != 0 || (g_interrupted != 0 && !interactive_); }
+
+  bool StopsAtFailure() const { return !interactive_ && !settings_.keep_going; }
+
+  // Serves the agents until the descriptor can be read, or a signal comes.
+  WaitResult WaitForInput(int fd) {
     for (;;) {
+      if (IsEnded()) {
+        return WaitResult::kEnd;
+      }
       if (g_interrupted != 0) {
-        return false;
+        g_interrupted = 0;
+        return WaitResult::kInterrupted;
       }
       pollfd descriptors[] = {{fd, POLLIN, 0}, {server_.PollFd(), POLLIN, 0}};
-      if (poll(descriptors, std::size(descriptors), -1) < 0) {
+      if (poll(descriptors, std::size(descriptors), kPollMs) < 0) {
         continue;
       }
       if (descriptors[1].revents != 0) {
         server_.RunOnce(server::Milliseconds(0));
       }
-      if (descriptors[0].revents != 0) {
-        return true;
+      if (descriptors[0].revents != 0 && g_interrupted == 0) {
+        return WaitResult::kReady;
       }
     }
-  }
-
-  // SIGINT at the prompt is no reason to end.
-  bool WaitForTerminal(int fd) {
-    while (!WaitForInput(fd)) {
-      if (g_terminated != 0) {
-        return false;
-      }
-      g_interrupted = 0;
-    }
-    return true;
   }
 
   server::Server& server_;
   const Settings& settings_;
+  const bool interactive_;
   Output output_;
   Session session_;
 };
@@ -235,7 +231,8 @@ void AddOptions(CLI::App* app, Settings* settings) {
 int Main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "");
   if (MB_CUR_MAX == 1) {
-    std::setlocale(LC_CTYPE, "C.UTF-8");  // what is typed may be UTF-8 whatever the environment says
+    std::setlocale(LC_CTYPE,
+                   "C.UTF-8");  // what is typed may be UTF-8 whatever the environment says
   }
   Settings settings;
   CLI::App app(

@@ -55,21 +55,22 @@ std::string SchemaNode::Path() const {
   return parent->Path() + "." + name;
 }
 
-Schema::Schema(const std::vector<server::RegisteredPath>& paths) {
+Schema::Schema(const std::vector<server::RegisteredPath>& paths)
+    : root_(std::make_unique<SchemaNode>()) {
   for (const server::RegisteredPath& registered : paths) {
     std::string_view rest = registered.path;
-    SchemaNode* node = &root_;
+    SchemaNode* node = root_.get();
     while (!rest.empty()) {
       const std::string_view component = NextComponent(&rest);
       // A marker or an id says of the component before it that it is a list; behind the last one it
       // says nothing.
-      if (component == kListMarker || (IsNumber(component) && node != &root_)) {
+      if (component == kListMarker || (IsNumber(component) && node != root_.get())) {
         node->is_list = node->is_list || !rest.empty();
       } else {
         node = ChildOrNew(node, component);
       }
     }
-    if (node != &root_) {
+    if (node != root_.get()) {
       node->is_leaf = true;
       node->attributes = registered.attributes;
     }

@@ -38,10 +38,10 @@ class Schema {
  public:
   explicit Schema(const std::vector<server::RegisteredPath>& paths);
 
-  const SchemaNode& root() const { return root_; }
+  const SchemaNode& root() const { return *root_; }
 
  private:
-  SchemaNode root_;  // without a name
+  std::unique_ptr<SchemaNode> root_;  // without a name; stays in place when the schema is moved
 };
 
 }  // namespace ncdm::console

@@ -50,6 +50,7 @@ std::string Session::ChooseAgent(const std::string* name) {
   server_.RunUntil([this] { return !ConnectedNames(server_).empty(); }, options_.wait);
   const std::vector<std::string> names = ConnectedNames(server_);
   if (names.empty()) {
+    CheckInterrupted();
     throw CommandError("no agent is connected");
   }
   if (names.size() > 1) {
@@ -62,6 +63,7 @@ std::string Session::ChooseAgent(const std::string* name) {
 std::string Session::ConnectedAgent(const std::string* name) {
   const std::string agent = ChooseAgent(name);
   if (!server_.RunUntil([&] { return server_.IsConnected(agent); }, options_.wait)) {
+    CheckInterrupted();
     throw CommandError("agent " + InQuotes(agent) + " is not connected");
   }
   return agent;
@@ -73,10 +75,17 @@ std::string Session::ReadyAgent(const std::string* name) {
   return agent;
 }
 
+void Session::CheckInterrupted() const {
+  if (server_.IsInterrupted()) {
+    throw CommandError("interrupted");
+  }
+}
+
 void Session::WaitUntilReady(const std::string& name, server::Milliseconds timeout) {
   if (server_.WaitForAgent(name, timeout)) {
     return;
   }
+  CheckInterrupted();
   throw CommandError(
       "agent " + InQuotes(name) +
       (server_.IsConnected(name) ? " has not announced its paths" : " is not connected"));

@@ -67,6 +67,7 @@ class Session {
   void Finish() { finished_ = true; }
 
  private:
+  void CheckInterrupted() const;
   std::string ChooseAgent(const std::string* name);
   std::int64_t FindEntry(const std::string& agent, const ListSelector& selector,
                          const server::Ids& outer);

@@ -40,7 +40,8 @@ class ServerTest : public testing::Test {
       trace_.push_back(std::string(agent) + " " + std::string(line));
     };
     options.pump = [this] {
-      for (FakeAgent* agent : agents_) {
+      const std::vector<FakeAgent*> agents = agents_;  // an agent's step may change it
+      for (FakeAgent* agent : agents) {
         agent->Step();
       }
     };
