@@ -1,5 +1,6 @@
 #include "netconf_dm_kernel/children.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -220,7 +221,8 @@ void Append(const Siblings& siblings, Node* node) {
       !IsOwn(*Cursor(siblings.list->prev))) {
     BreakAllChains(siblings.parent);
   }
-  const bool is_indexed = CurrentIndex(siblings) != nullptr;
+  // The index is made while the list is still short enough to be read at no cost.
+  const bool is_indexed = IndexOfLong(siblings) != nullptr;
   PushBack(siblings.list, &node->lst);
   if (is_indexed) Settle(siblings, Enter(siblings, node));
 }
@@ -374,6 +376,20 @@ size_t CountChildren(const Node* node) {
   if (CurrentIndex(siblings) != nullptr) return node->shortcut.children.child_cnt;
   const auto children = Records<Node>(&node->sub_lst);
   return static_cast<size_t>(std::distance(children.begin(), children.end()));
+}
+
+size_t CountOriginals(Node* node) {
+  const Siblings siblings = SiblingsOf(&node->sub_lst, node);
+  const nc_dm_child_index* index = IndexOfLong(siblings);
+  if (index == nullptr) return SIZE_MAX;
+  size_t originals = node->shortcut.children.child_cnt;
+  for (size_t i = 0; i < index->capacity; ++i) {
+    const ChildSlot& slot = index->slots[i];
+    if (slot.tree != nullptr && slot.count > 0 && IsWhole(*slot.tree, siblings)) {
+      originals -= slot.count - 1;
+    }
+  }
+  return originals;
 }
 
 // ---- Changing ----

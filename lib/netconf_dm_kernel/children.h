@@ -151,6 +151,11 @@ nc_dm_bin_tree_t* FindInstanceTree(nc_dm_agent_node_t* parent, const char* name)
 // Number of children. Constant time where the list has an index, otherwise a walk.
 size_t CountChildren(const nc_dm_agent_node_t* node);
 
+// How many children of a node are at most no copies: all but the instances that stand beside their
+// mode node. Whoever wants these alone stops behind the last of them, normally in front of the
+// first instance.
+size_t CountOriginals(nc_dm_agent_node_t* node);
+
 // ---- Changing: for those who create and remove nodes ----
 
 // Appends a node that stands in no instance tree's chain: a schema node, or an instance registered

@@ -91,22 +91,26 @@ class SeenTexts {
   size_t cnt_ = 0;
 };
 
+// Is the instance a copy of a mode node beside it.
+bool IsCopy(const nc_dm_agent_node_t& instance) {
+  const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(instance.parent, instance.node_name);
+  return instances != nullptr && instances->data != nullptr;
+}
+
 // The children that give paths of their own, in list order: all but the copies of a mode node.
 template <typename Visit>
-int ForEachOriginal(const nc_dm_agent_node_t& parent, Visit visit) {
-  const char* copied_name = nullptr;
-  for (const auto& child : nc::Records<nc_dm_agent_node_t>(&parent.sub_lst)) {
+int ForEachOriginal(nc_dm_agent_node_t* parent, Visit visit) {
+  size_t left = nc::CountOriginals(parent);
+  const char* copied_name = nullptr;  // copies of one list mostly stand behind each other
+  for (auto& child : nc::Records<nc_dm_agent_node_t>(&parent->sub_lst)) {
     if (nc::IsInstance(child)) {
-      if (copied_name == nullptr || !nc::HasName(child, copied_name)) {
-        const nc_dm_bin_tree_t* instances =
-            nc::FindInstanceTree(const_cast<nc_dm_agent_node_t*>(&parent), child.node_name);
-        const bool is_copy = instances != nullptr && instances->data != nullptr;
-        copied_name = is_copy ? child.node_name : nullptr;
-      }
+      if (copied_name != nullptr && nc::HasName(child, copied_name)) continue;
+      copied_name = IsCopy(child) ? child.node_name : nullptr;
       if (copied_name != nullptr) continue;
     }
-    const int result = visit(child);
+    const int result = visit(&child);
     if (result != 0) return result;
+    if (--left == 0) break;
   }
   return 0;
 }
@@ -132,10 +136,9 @@ class PathCollector {
   PathCollector(nc_dm_list_t* list, nc_dm_path_nodes_t* path, SeenTexts* seen)
       : list_(list), path_(path), seen_(seen) {}
 
-  int Collect(const nc_dm_agent_node_t& node) {
-    if (IsLeafKind(node)) return CollectLeaf(node);
-    return ForEachOriginal(node,
-                           [this](const nc_dm_agent_node_t& child) { return CollectChild(child); });
+  int Collect(nc_dm_agent_node_t* node) {
+    if (IsLeafKind(*node)) return CollectLeaf(*node);
+    return ForEachOriginal(node, [this](nc_dm_agent_node_t* child) { return CollectChild(child); });
   }
 
   int CollectLeaf(const nc_dm_agent_node_t& node) {
@@ -163,12 +166,12 @@ class PathCollector {
   }
 
  private:
-  int CollectChild(const nc_dm_agent_node_t& child) {
+  int CollectChild(nc_dm_agent_node_t* child) {
     if (path_->total_node >= NC_DM_MAX_DEPTH) {
       NC_DM_LOG_ERROR("Failed to get nodes register!\n");
       return -1;
     }
-    PushComponent(path_, child);
+    PushComponent(path_, *child);
     const int result = Collect(child);
     if (result != 0) NC_DM_LOG_ERROR("Failed to get nodes register!\n");
     path_->nodes[--path_->total_node][0] = '\0';
@@ -210,7 +213,7 @@ int nc_dm_agent_get_nodes_regs(nc_dm_list_t* list, nc_dm_path_nodes_t* path_node
                                nc_dm_agent_node_t* curr_node) {
   if (!CheckWalkArguments(list, path_nodes, curr_node)) return -1;
   SeenTexts seen;
-  return PathCollector(list, path_nodes, &seen).Collect(*curr_node);
+  return PathCollector(list, path_nodes, &seen).Collect(curr_node);
 }
 
 int nc_dm_agent_get_regs_list(list_head* trees_list, nc_dm_list_t* list) {
@@ -224,10 +227,10 @@ int nc_dm_agent_get_regs_list(list_head* trees_list, nc_dm_list_t* list) {
   }
   NC_DM_LOG_INFO("Get all local register trees.\n");
   SeenTexts seen;
-  for (const auto& root : nc::Records<nc_dm_agent_node_t>(trees_list)) {
+  for (auto& root : nc::Records<nc_dm_agent_node_t>(trees_list)) {
     nc_dm_path_nodes_t path = {};
     PushComponent(&path, root);
-    const int result = PathCollector(list, &path, &seen).Collect(root);
+    const int result = PathCollector(list, &path, &seen).Collect(&root);
     if (result != 0) {
       NC_DM_LOG_ERROR("Failed to get nodes register paths.\n");
       nc_dm_agent_free_reg_list(list);

@@ -257,5 +257,33 @@ TEST_F(RegisteredPathsTest, TakesTimeInProportionToThePaths) {
   EXPECT_EQ(Rebuild().size(), 8000u);
 }
 
+TEST_F(RegisteredPathsTest, TakesNoMoreTimeForManyInstances) {
+  const DebugMask silent(0);
+  const auto rebuild = [] {
+    Paths paths;
+    nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, paths.get());
+  };
+  Register({"a.b.{i}.c", "a.d.{i}.e", "a.x"});
+  app.Register({.path = "a.l", .flag = 4});
+  nc_dm_agent_node_t* parent = NodeAt("a");
+  nc_dm_agent_node_t* modes[] = {NodeAt("a.b"), NodeAt("a.d"), NodeAt("a.l")};
+  const auto add = [&](nc_int64 from, nc_int64 to) {
+    for (nc_int64 id = from; id <= to; ++id) {
+      for (nc_dm_agent_node_t* mode : modes) {
+        ASSERT_NE(nc_dm_agent_create_node(
+                      parent, mode, id,
+                      mode == modes[2] ? NC_DM_NODE_TYPE_MULT_LEAF : NC_DM_NODE_TYPE_MULT_OBJECT,
+                      NC_DM_NODE_SRC_NONE),
+                  nullptr);
+      }
+    }
+  };
+  add(1, 10);
+  const double few = Fastest(rebuild);
+  add(11, 10000);
+  EXPECT_LT(Fastest(rebuild), few * 20) << "1000 times the instances";
+  EXPECT_THAT(Rebuild(), ElementsAre("a.b.{i}.c 0", "a.d.{i}.e 0", "a.x 0", "a.l 4"));
+}
+
 }  // namespace
 }  // namespace ncdm_test
