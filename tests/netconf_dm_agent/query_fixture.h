@@ -35,7 +35,7 @@ class QueryTest : public AgentTest {
         {.path = path, .flag = flag, .callbacks = static_cast<unsigned>(Callback::kGet)});
   }
   // The texts of a list's leaf, by entry. Walks ask the list's schema node too, which has none.
-  void Give(const std::string& leaf, std::vector<std::string> texts) {
+  void Give(const std::string& leaf, const std::vector<std::string>& texts) {
     app_->On(Callback::kGet, leaf, [texts](const ModelCall& call) {
       if (call.ids.empty()) return NC_DM_FAULT_CODE_OP_FAILED + 0;
       WriteText(call.buffer, texts.at(static_cast<size_t>(call.ids[0] - 1)));
