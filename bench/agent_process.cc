@@ -9,11 +9,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <stdexcept>
-
-#include "bench/clock.h"
 
 namespace bench {
 namespace {
@@ -117,12 +114,6 @@ bool AgentProcess::ReadReports(bool until_ready) {
     }
   }
   return true;
-}
-
-std::int64_t AgentProcess::CpuNs() const {
-  clockid_t clock = 0;
-  if (clock_getcpuclockid(pid_, &clock) != 0) return 0;
-  return NanosecondsOf(clock);
 }
 
 std::int64_t AgentProcess::Reported(const std::string& key) const {

@@ -32,9 +32,6 @@ class AgentProcess {
   pid_t pid() const { return pid_; }
   Link& link() { return *link_; }
 
-  // Processor time that the agent has used so far.
-  std::int64_t CpuNs() const;
-
   // What the agent reported under a key; 0 when it did not.
   std::int64_t Reported(const std::string& key) const;
 

@@ -1,6 +1,8 @@
 #ifndef BENCH_CLOCK_H_
 #define BENCH_CLOCK_H_
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <ctime>
 
@@ -13,6 +15,12 @@ inline std::int64_t NanosecondsOf(clockid_t clock) {
 }
 
 inline std::int64_t NowNs() { return NanosecondsOf(CLOCK_MONOTONIC); }
+
+// Processor time that another process has used.
+inline std::int64_t CpuNsOf(pid_t process) {
+  clockid_t clock = 0;
+  return clock_getcpuclockid(process, &clock) == 0 ? NanosecondsOf(clock) : 0;
+}
 
 }  // namespace bench
 

@@ -48,37 +48,67 @@ Bytes SubtreeEdit(const Model& model, std::int64_t port) {
   return Encode(EditSubtree(elements));
 }
 
+// Entries all over the list, the same in each step.
+std::vector<std::int64_t> SomePortIds(const Model& model) {
+  std::mt19937_64 random(2);
+  std::uniform_int_distribution<std::int64_t> any(0, model.entries - 1);
+  std::vector<std::int64_t> ids;
+  for (int i = 0; i < kRequests; ++i) ids.push_back(Model::PortId(any(random)));
+  return ids;
+}
+
+std::int64_t MissingBefore(std::int64_t port) { return port - 1; }
+
+std::string StepName(const std::string& what, const Model& model) {
+  return model.command ? what + "-command" : what;
+}
+
 }  // namespace
+
+Step EntryCreateStep(const Model& model) {
+  Step step{StepName("create-entry", model), {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(EntryEdit(model, MissingBefore(port), Operation::kCreate));
+  }
+  return step;
+}
+
+Step EntryMergeStep(const Model& model) {
+  Step step{StepName("merge-entry", model), {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(EntryEdit(model, port, Operation::kMerge));
+  }
+  return step;
+}
+
+Step EntryDeleteStep(const Model& model) {
+  Step step{StepName("delete-entry", model), {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(EntryEdit(model, MissingBefore(port), Operation::kDelete));
+  }
+  return step;
+}
+
+Step SubtreeEditStep(const Model& model) {
+  Step step{StepName("edit-subtree", model), {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(SubtreeEdit(model, port));
+  }
+  return step;
+}
 
 void MeasureEntryEdits(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
-  const std::string how = model.command ? "-command" : "";
-  Step create{"create-entry" + how, {}};
-  Step merge{"merge-entry" + how, {}};
-  Step remove{"delete-entry" + how, {}};
-  std::mt19937_64 random(2);
-  std::uniform_int_distribution<std::int64_t> any(0, model.entries - 1);
-  for (int i = 0; i < kRequests; ++i) {
-    const std::int64_t existing = Model::PortId(any(random));
-    const std::int64_t missing = existing - 1;
-    create.requests.push_back(EntryEdit(model, missing, Operation::kCreate));
-    merge.requests.push_back(EntryEdit(model, existing, Operation::kMerge));
-    remove.requests.push_back(EntryEdit(model, missing, Operation::kDelete));
-  }
+  const std::vector<Step> steps = {EntryCreateStep(model), EntryMergeStep(model),
+                                   EntryDeleteStep(model)};
   for (const Placement placement : kPlacements) {
     AddFigures(results, *agent, placement,
-               MeasureSteps(agent, {create, merge, remove}, placement, settings.SmallBudget()));
+               MeasureSteps(agent, steps, placement, settings.SmallBudget()));
   }
 }
 
 void MeasureSubtreeEdit(AgentProcess* agent, const Settings& settings, Results* results) {
-  const Model& model = agent->model();
-  Step step{model.command ? "edit-subtree-command" : "edit-subtree", {}};
-  std::mt19937_64 random(3);
-  std::uniform_int_distribution<std::int64_t> any(0, model.entries - 1);
-  for (int i = 0; i < kRequests; ++i) {
-    step.requests.push_back(SubtreeEdit(model, Model::PortId(any(random))));
-  }
+  const Step step = SubtreeEditStep(agent->model());
   for (const Placement placement : kPlacements) {
     AddFigures(results, *agent, placement,
                MeasureSteps(agent, {step}, placement, settings.SmallBudget()));

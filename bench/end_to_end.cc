@@ -1,10 +1,13 @@
 // Measures the library from the server's end of a socket, and in process where the goals ask for
 // it.
 //
-//   end-to-end [--quick] [--only NAME] [--json FILE] [--wrapper COMMAND]
+//   end-to-end [--quick] [--only NAME] [--json FILE]
+//   end-to-end --profile NAME [--rounds N] [--wrapper COMMAND] [MODEL...]
 //
-// --only measures the figures whose names contain NAME. --wrapper puts a command, such as a
-// profiler's, before the agent's.
+// --only measures the figures whose names contain NAME.
+// --profile measures nothing: it sends an agent that many requests of one kind, and prints how many
+// operations that were. --wrapper puts a profiler's command before the agent's. MODEL are arguments
+// of bench-agent.
 
 #include <cstdio>
 #include <cstring>
@@ -14,8 +17,10 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "bench/goals.h"
+#include "bench/profile.h"
 #include "bench/scenario.h"
 
 namespace bench {
@@ -24,7 +29,10 @@ namespace {
 struct Options {
   Settings settings;
   std::string json;
+  std::string profile;
+  int rounds = 1000;
   std::string wrapper;
+  std::vector<std::string> model;
 };
 
 Options Parse(int argc, char** argv) {
@@ -41,11 +49,18 @@ Options Parse(int argc, char** argv) {
       options.settings.only = value(&i);
     } else if (argument == "--json") {
       options.json = value(&i);
+    } else if (argument == "--profile") {
+      options.profile = value(&i);
+    } else if (argument == "--rounds") {
+      options.rounds = std::stoi(value(&i));
     } else if (argument == "--wrapper") {
       options.wrapper = value(&i);
     } else {
-      throw std::invalid_argument("unknown argument " + argument);
+      options.model.push_back(argument);
     }
+  }
+  if (options.profile.empty() && !options.model.empty()) {
+    throw std::invalid_argument("unknown argument " + options.model[0]);
   }
   return options;
 }
@@ -57,7 +72,7 @@ nlohmann::json JsonOf(const Figure& figure) {
           {"placement", figure.placement}, {"unit", figure.unit},
           {"median", figure.median},       {"p99", figure.p99},
           {"floor", figure.floor},         {"floor_p99", figure.floor_p99},
-          {"ratio", figure.Ratio()}};
+          {"ratio", figure.Ratio()},       {"error", figure.error}};
 }
 
 nlohmann::json JsonOf(const Verdict& verdict) {
@@ -83,8 +98,14 @@ std::vector<std::string> Words(const std::string& text) {
   return words;
 }
 
-void Run(const Options& options) {
+void Profile(const Options& options) {
   SetAgentWrapper(Words(options.wrapper));
+  const double operations =
+      RunProfile(options.profile, Model::FromArguments(options.model), options.rounds);
+  std::printf("operations %.0f\n", operations);
+}
+
+void Measure(const Options& options) {
   Results results;
   PrintTableHead();
   MeasureRegistration(options.settings, &results);
@@ -101,7 +122,12 @@ void Run(const Options& options) {
 
 int main(int argc, char** argv) {
   try {
-    bench::Run(bench::Parse(argc, argv));
+    const bench::Options options = bench::Parse(argc, argv);
+    if (options.profile.empty()) {
+      bench::Measure(options);
+    } else {
+      bench::Profile(options);
+    }
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "end-to-end: %s\n", error.what());

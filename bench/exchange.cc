@@ -10,13 +10,18 @@ namespace {
 
 constexpr std::size_t kRecordedRounds = 8;
 constexpr std::size_t kRecordedFrames = 4096;
-constexpr int kRoundsOfTurn = 50;
+constexpr std::int64_t kMaxRoundsOfTurn = 50;
+constexpr std::int64_t kLongExchangeNs = 1'000'000;
 
 // Plays the rounds of one end of the comparison.
 class Player {
  public:
-  Player(Link* link, const std::vector<Step>& steps, std::size_t round_count)
-      : link_(*link), steps_(steps), round_count_(round_count) {}
+  Player(Link* link, pid_t peer, const std::vector<Step>& steps, std::size_t round_count)
+      : link_(*link), peer_(peer), steps_(steps), round_count_(round_count) {}
+
+  // Where both ends share a core, an exchange takes what both use of it, unless others want the
+  // core too. A long one, which they are sure to interrupt, is measured so.
+  void CountCpuTime() { counts_cpu_time_ = true; }
 
   void Play() {
     for (const Step& step : steps_) Exchange(step.requests[round_ % round_count_]);
@@ -25,9 +30,9 @@ class Player {
 
   void Measure(std::vector<StepResult>* results, Samples StepResult::*samples) {
     for (std::size_t i = 0; i < steps_.size(); ++i) {
-      const std::int64_t start = NowNs();
+      const std::int64_t start = Now();
       Exchange(steps_[i].requests[round_ % round_count_]);
-      ((*results)[i].*samples).Add(static_cast<double>(NowNs() - start));
+      ((*results)[i].*samples).Add(static_cast<double>(Now() - start));
     }
     ++round_;
   }
@@ -38,7 +43,13 @@ class Player {
     link_.ReceiveAnswer();
   }
 
+  std::int64_t Now() const {
+    return counts_cpu_time_ ? NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID) + CpuNsOf(peer_) : NowNs();
+  }
+
   Link& link_;
+  pid_t peer_;
+  bool counts_cpu_time_ = false;
   const std::vector<Step>& steps_;
   std::size_t round_count_;
   std::size_t round_ = 0;
@@ -88,19 +99,25 @@ std::vector<StepResult> MeasureSteps(AgentProcess* agent, const std::vector<Step
   Place(agent->pid(), placement);
   Place(bare.pid(), placement);
 
-  Player with_agent(&agent->link(), steps, steps[0].requests.size());
-  Player with_bare(&bare.link(), steps, rounds);
-  with_bare.Play();
+  Player with_agent(&agent->link(), agent->pid(), steps, steps[0].requests.size());
+  Player with_bare(&bare.link(), bare.pid(), steps, rounds);
+  const std::int64_t before = NowNs();
+  with_agent.Play();
+  const std::int64_t round_ns = NowNs() - before;
+  if (placement == Placement::kOneCore && round_ns > kLongExchangeNs) {
+    with_agent.CountCpuTime();
+    with_bare.CountCpuTime();
+  }
+  const std::int64_t rounds_of_turn =
+      std::clamp<std::int64_t>(budget.time.count() / 10 / round_ns, 1, kMaxRoundsOfTurn);
+
   const std::int64_t deadline = NowNs() + budget.time.count();
   while (NowNs() < deadline || static_cast<int>(results[0].agent.size()) < budget.min_samples) {
-    // In turns, so that both meet the same weather; the first exchange of a turn is not counted.
-    const std::int64_t turn = NowNs();
-    with_agent.Play();
-    const std::int64_t long_turn = 20 * (NowNs() - turn);
-    const int count = long_turn > budget.time.count() ? 1 : kRoundsOfTurn;
-    for (int i = 0; i < count; ++i) with_agent.Measure(&results, &StepResult::agent);
+    // In turns, so that both meet the same weather. What a change of turns costs is not counted.
+    if (rounds_of_turn > 1) with_agent.Play();
+    for (int i = 0; i < rounds_of_turn; ++i) with_agent.Measure(&results, &StepResult::agent);
     with_bare.Play();
-    for (int i = 0; i < count; ++i) with_bare.Measure(&results, &StepResult::floor);
+    for (int i = 0; i < rounds_of_turn; ++i) with_bare.Measure(&results, &StepResult::floor);
   }
   Place(0, Placement::kUnpinned);
   return results;

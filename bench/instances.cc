@@ -174,20 +174,19 @@ class BareList {
 template <typename List>
 Pass Run(List* list, const std::vector<std::int64_t>& ids, std::vector<void*>* instances) {
   Pass pass;
-  const std::int64_t start = NowNs();
+  const std::int64_t start = NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID);
   for (std::size_t i = 0; i < ids.size(); ++i) (*instances)[i] = list->Create(ids[i]);
-  const std::int64_t middle = NowNs();
+  const std::int64_t middle = NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID);
   for (void* instance : *instances) list->Remove(instance);
   pass.create = PerInstance(start, middle, ids.size());
-  pass.remove = PerInstance(middle, NowNs(), ids.size());
+  pass.remove = PerInstance(middle, NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID), ids.size());
   return pass;
 }
 
 template <typename List>
 std::vector<double> MedianPass(List* list, Order order, std::int64_t count, bool quick) {
   // What was freed stays with the process, so that the second pass finds it.
-  mallopt(M_TRIM_THRESHOLD, 1 << 30);
-  mallopt(M_TOP_PAD, 1 << 26);
+  mallopt(M_TRIM_THRESHOLD, -1);
   const std::vector<std::int64_t> ids = IdsIn(order, count);
   std::vector<void*> instances(ids.size());
   Run(list, ids, &instances);

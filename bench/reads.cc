@@ -35,46 +35,61 @@ ReadElement LeafOf(const Model& model, std::int64_t port) {
   return element;
 }
 
+void MeasureStep(const Step& step, AgentProcess* agent, const Budget& budget, Results* results,
+                 double elements = 0, const std::string& element = "") {
+  for (const Placement placement : kPlacements) {
+    AddFigures(results, *agent, placement, MeasureSteps(agent, {step}, placement, budget), elements,
+               element);
+  }
+}
+
 }  // namespace
 
+Step LeafReadStep(const Model& model) {
+  Step step{"read-leaf", {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(Encode(ReadOne(LeafOf(model, port))));
+  }
+  return step;
+}
+
+Step CollectedLeafReadStep(const Model& model) {
+  Step step{"read-leaf-collected", {}};
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(Encode(ReadValues({LeafOf(model, port)})));
+  }
+  return step;
+}
+
+Step ListReadStep(const Model& model) {
+  return {"read-list", {Encode(ReadOne({model.PortName(), {}, model.OuterIds()}))}};
+}
+
+Step GetIdStep(const Model& model) {
+  Step step{"get-id", {}};
+  const std::string key = model.PortName() + "." + Model::LeafName(0);
+  for (const std::int64_t port : SomePortIds(model)) {
+    step.requests.push_back(Encode(FindIds({{key, std::to_string(port), model.OuterIds()}})));
+  }
+  return step;
+}
+
 void MeasureLeafReads(AgentProcess* agent, const Settings& settings, Results* results) {
-  Step one{"read-leaf", {}};
-  Step collected{"read-leaf-collected", {}};
-  for (const std::int64_t port : SomePortIds(agent->model())) {
-    const ReadElement leaf = LeafOf(agent->model(), port);
-    one.requests.push_back(Encode(ReadOne(leaf)));
-    collected.requests.push_back(Encode(ReadValues({leaf})));
-  }
-  for (const Placement placement : kPlacements) {
-    AddFigures(results, *agent, placement,
-               MeasureSteps(agent, {one}, placement, settings.SmallBudget()));
-    AddFigures(results, *agent, placement,
-               MeasureSteps(agent, {collected}, placement, settings.SmallBudget()));
-  }
+  const Model& model = agent->model();
+  MeasureStep(LeafReadStep(model), agent, settings.SmallBudget(), results);
+  MeasureStep(CollectedLeafReadStep(model), agent, settings.SmallBudget(), results);
 }
 
 void MeasureListRead(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
-  const Step step{"read-list", {Encode(ReadOne({model.PortName(), {}, model.OuterIds()}))}};
   const double leaves = static_cast<double>(model.entries) * model.leaves;
-  for (const Placement placement : kPlacements) {
-    AddFigures(results, *agent, placement,
-               MeasureSteps(agent, {step}, placement, settings.LargeBudget()), leaves, "leaf");
-  }
+  MeasureStep(ListReadStep(model), agent, settings.LargeBudget(), results, leaves, "leaf");
 }
 
 void MeasureGetId(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
-  Step step{"get-id", {}};
-  for (const std::int64_t port : SomePortIds(model)) {
-    step.requests.push_back(Encode(FindIds(
-        {{model.PortName() + "." + Model::LeafName(0), std::to_string(port), model.OuterIds()}})));
-  }
-  for (const Placement placement : kPlacements) {
-    AddFigures(results, *agent, placement,
-               MeasureSteps(agent, {step}, placement, settings.LargeBudget()),
-               static_cast<double>(model.entries), "entry");
-  }
+  MeasureStep(GetIdStep(model), agent, settings.LargeBudget(), results,
+              static_cast<double>(model.entries), "entry");
 }
 
 }  // namespace bench

@@ -46,6 +46,13 @@ void PrintTableHead() {
 }
 
 void Results::Add(Figure figure) {
+  if (!figure.error.empty()) {
+    std::printf("%-24s %-44s %-10s failed: %s\n", figure.name.c_str(),
+                DescriptionOf(figure).c_str(), figure.placement.c_str(), figure.error.c_str());
+    std::fflush(stdout);
+    figures_.push_back(std::move(figure));
+    return;
+  }
   const double ratio = figure.Ratio();
   std::printf("%-24s %-44s %-10s %10s %10s %10s %7s  %s\n", figure.name.c_str(),
               DescriptionOf(figure).c_str(), figure.placement.c_str(),

@@ -25,6 +25,7 @@ struct Figure {
   double p99 = 0;    // 0: none
   double floor = 0;  // 0: none
   double floor_p99 = 0;
+  std::string error{};  // why there is no figure
 
   double Ratio() const { return floor > 0 ? median / floor : 0; }
 };

@@ -15,8 +15,6 @@ namespace bench {
 struct Settings {
   bool quick = false;
   std::string only;  // part of the name of what is measured alone; "" for everything
-  // Of requests rather than of time, for a profiler: that many rounds, one core, no floor.
-  int profile_rounds = 0;
 
   bool Wants(std::string_view name) const {
     return only.empty() || name.find(only) != std::string_view::npos;
@@ -29,6 +27,16 @@ struct Settings {
 void AddFigures(Results* results, const AgentProcess& agent, Placement placement,
                 const std::vector<StepResult>& steps, double elements = 0,
                 const std::string& element = "");
+
+// The requests of the scenarios below, in many variations each.
+Step LeafReadStep(const Model& model);
+Step CollectedLeafReadStep(const Model& model);
+Step ListReadStep(const Model& model);
+Step GetIdStep(const Model& model);
+Step EntryCreateStep(const Model& model);
+Step EntryMergeStep(const Model& model);
+Step EntryDeleteStep(const Model& model);
+Step SubtreeEditStep(const Model& model);
 
 // Reads of the agent's list.
 void MeasureLeafReads(AgentProcess* agent, const Settings& settings, Results* results);
