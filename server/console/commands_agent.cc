@@ -1,4 +1,8 @@
 // Commands about agents, and those that only send a short message.
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "server/console/commands.h"
 #include "server/names.h"
 
@@ -44,6 +48,29 @@ Json WordList(const std::string& joined) {
   return words;
 }
 
+// The announced modules as "name@revision", or as the name alone.
+std::vector<std::string> ModuleNames(const server::Registry& registry) {
+  std::vector<std::string> modules;
+  for (const server::YangAttribute& attribute : registry.yang_attributes()) {
+    const auto same = std::ranges::find_if(modules, [&](const std::string& known) {
+      return known.substr(0, known.find('@')) == attribute.module;
+    });
+    std::string& module = same != modules.end() ? *same : modules.emplace_back(attribute.module);
+    if (attribute.type == NC_DM_YANG_ATTR_REVISION) {
+      module = attribute.module + "@" + attribute.value;
+    }
+  }
+  return modules;
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string joined;
+  for (const std::string& word : words) {
+    joined += joined.empty() ? word : " " + word;
+  }
+  return joined;
+}
+
 }  // namespace
 
 void RunAgents(Session& session, const Arguments& /*arguments*/) {
@@ -51,7 +78,7 @@ void RunAgents(Session& session, const Arguments& /*arguments*/) {
   Json document = Json::array();
   Table table{{"agent", "state", "paths", "modules"}, {}};
   for (const Agent* agent : session.server().Agents()) {
-    const std::size_t modules = agent->registry.yang_attributes().size();
+    const std::vector<std::string> modules = ModuleNames(agent->registry);
     document.push_back({{"agent", agent->name},
                         {"state", StateText(*agent)},
                         {"restarted", agent->restarted},
@@ -59,7 +86,8 @@ void RunAgents(Session& session, const Arguments& /*arguments*/) {
                         {"paths", agent->registry.path_count()},
                         {"modules", modules}});
     table.rows.push_back({agent->name, StateText(*agent),
-                          std::to_string(agent->registry.path_count()), std::to_string(modules)});
+                          std::to_string(agent->registry.path_count()),
+                          modules.empty() ? "-" : Joined(modules)});
   }
   if (session.output().json()) {
     session.output().Print(document);

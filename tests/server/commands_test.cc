@@ -74,12 +74,12 @@ TEST_F(CommandsTest, AgentsAreListedWithTheirState) {
                        server::Milliseconds(20000)));
   EXPECT_EQ(Run("agents"),
             "agent  state      paths  modules\n"
-            "fresh  connected  0      0\n"
-            "gone   gone       13     0\n"
-            "model  ready      13     0\n");
+            "fresh  connected  0      -\n"
+            "gone   gone       13     -\n"
+            "model  ready      13     -\n");
   UseJson(true);
   EXPECT_THAT(Run("agents"), HasSubstr(R"({"agent":"model","state":"ready","restarted":false,)"
-                                       R"("connections":1,"paths":13,"modules":0})"));
+                                       R"("connections":1,"paths":13,"modules":[]})"));
 }
 
 TEST_F(CommandsTest, UnregisteredAgentsAreSaidToBe) {
@@ -151,7 +151,11 @@ TEST_F(CommandsTest, PathsAndModules) {
   EXPECT_EQ(Run("paths --agent model"), "a.{i}.k  key,slot\nb\n");
   EXPECT_EQ(Error("paths model --agent model"), "the agent is named twice");
   EXPECT_EQ(Run("modules"), "m  module-name = m\nm  revision = 2024-01-01\n");
+  EXPECT_EQ(Run("agents"),
+            "agent  state  paths  modules\n"
+            "model  ready  2      m@2024-01-01\n");
   UseJson(true);
+  EXPECT_THAT(Run("agents"), HasSubstr(R"("modules":["m@2024-01-01"])"));
   EXPECT_EQ(Run("paths"), R"([{"path":"a.{i}.k","attributes":["key","slot"]},)"
                           R"({"path":"b","attributes":[]}])"
                           "\n");
