@@ -39,7 +39,8 @@ class LineEditor::Implementation {
     el_set(editor_, EL_EDITOR, "emacs");
     el_set(editor_, EL_HIST, history, history_);
     el_set(editor_, EL_GETCFN, &GetCharacter);
-    el_set(editor_, EL_ADDFN, "ncdm-complete", "complete a command or a path", &CompleteKey);
+    // By its wide form: the narrow one copies the two texts and loses the copies.
+    el_wset(editor_, EL_ADDFN, L"ncdm-complete", L"complete a command or a path", &CompleteKey);
     el_set(editor_, EL_BIND, "^I", "ncdm-complete", nullptr);
     el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     el_source(editor_, nullptr);

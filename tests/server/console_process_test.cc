@@ -302,7 +302,7 @@ TEST_F(ConsoleProcessTest, LinesAreEditedCompletedAndRemembered) {
   ASSERT_TRUE(console.ServeUntil(nullptr, "ncdm> "));
   console.Write("\x10\x10\x10\r");  // ^P three times: get nothing
   EXPECT_TRUE(console.ServeUntil(nullptr, "no agent is connected\r\n")) << console.output();
-  console.Write("\x04");  // ^D: the end
+  console.Write("quit\r");
   EXPECT_EQ(console.Serve(), 0);
 }
 
