@@ -1,0 +1,161 @@
+#!/usr/bin/env python3
+"""Writes the fuzzers' first inputs, fuzz/corpus/<target>/*, from what the tests exercise.
+
+The inputs of `frames` and `registration` are instructions, so they depend on the order of the tables in the fuzzers'
+sources: run this again when those change. Any bytes are an input; seeds only save time.
+"""
+import pathlib
+import struct
+
+CORPUS = pathlib.Path(__file__).resolve().parent / "corpus"
+
+
+def write(target, name, data):
+    folder = CORPUS / target
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / name).write_bytes(data if isinstance(data, bytes) else data.encode())
+
+
+def int32(*values):
+    return struct.pack(f"={len(values)}i", *values)
+
+
+def lv(text):
+    return int32(len(text)) + text.encode()
+
+
+def ids(*values):
+    return int32(len(values)) + struct.pack(f"={len(values)}q", *values)
+
+
+def paths():
+    for name, text in {
+        "schema": "net.vrf.{i}.name", "instance": "a.b.3.c.5", "dot": "a.b.", "dots": "a..b",
+        "negative": "a.-1.", "first-number": "1.a", "numbers": "a.1.2", "zero": "a.01.c",
+        "deep": ".".join("abcdefghijklmnopq"), "deepest": ".".join("abcdefghijklmnop"),
+        "long": "n" * 64 + ".x", "too-long": "n" * 65, "blank": " 42\r\n", "range": "a.{1-3}.b",
+        "date": "2024-10-16T10:11:12",
+    }.items():
+        write("path", name, text)
+
+
+def values():
+    texts = ["1", "true", "32767", "-32769", "65536", "-1", "-0", "4294967296", "2147483648", "007",
+             "9223372036854775808", "18446744073709551616", "2024-5-6T7:8:9",
+             "2024-10-16T10:11:12", "text"]
+    for number, text in enumerate(texts):
+        for value_type in (number % 13 + 1, (number + 6) % 13 + 1):
+            write("value", f"{value_type}-{number}", bytes([value_type, 1]) + text.encode())
+    write("value", "object", bytes([11, 63]) + bytes(range(56)))
+
+
+def yang():
+    header = ('module demo-if {\n  namespace "urn:demo:if";\n  prefix dif;\n\n'
+              '  revision 2019-01-01 {\n    description "x";\n  }\n}\n')
+    for name, text in {
+        "module": header, "comment": "// a comment\n" + header, "crlf": header.replace("\n", "\r\n"),
+        "one-letter": header.replace("dif", "a"), "no-end": 'module m {\nnamespace "urn:x";',
+        "plain-revision": "module m {\nnamespace urn:x;\nprefix pp;\nrevision 2020-02-02; {\n",
+        "no-brace": "module name-without-brace", "quote": 'module m {\nnamespace "\nprefix ";\n',
+    }.items():
+        write("yang", name, text)
+
+
+def decoders():
+    entry = int32(1, 1, 0, 0, 0, 1) + lv("net.vrf.name") + lv("red") + ids(3, 7)
+    bare = int32(0, 4, 3, 2, 0, 0) + lv("net.vrf.zone") + ids()
+    value = int32(1) + lv("net.vrf.name") + lv("red") + ids(3)
+    bodies = {
+        "edit-list": (0, 0, 2, int32(5) + entry + bare),
+        "edit-list-16-ids": (0, 0, 1, int32(9, 0, 0, 0, 0, 0, 0) + lv("a.b") + ids(*range(1, 17))),
+        "edit-list-17-ids": (0, 0, 1, int32(9, 0, 0, 0, 0, 0, 0) + lv("a.b") + ids(*range(1, 18))),
+        "filter-list": (1, 0, 1, int32(9) + value),
+        "edit": (2, 7, 0, int32(1, 1, 0, 0, 0) + lv("a") + lv("b") + ids(1)),
+        "filter": (3, 7, 0, int32(4) + lv("a.b") + lv("c") + ids(1, 2)),
+        "getid": (4, 3, 0, int32(9) + lv("a.b") + lv("c")),
+        "reg-rsp": (5, 1, 0, int32(-7) + lv("a.b")),
+        "fault": (6, 0, 0, int32(-7) + lv("a" * 256)),
+        "fault-long": (6, 0, 0, int32(-7) + lv("a" * 257)),
+        "dbg": (7, 0, 0, int32(3, 1)), "pkt-type": (8, 0, 0, int32(9)),
+        "fields": (9, 0, 0, int32(2) + b"ab" + lv("text") + lv("path") + bytes(8)),
+        "negative": (9, 0, 0, int32(-1)),
+    }
+    for name, (decoder, flag, entry_cnt, body) in bodies.items():
+        write("decoders", name, bytes([decoder, flag, entry_cnt]) + body)
+    write("decoders", "logged", bytes([130, 0, 2]) + bodies["edit-list"][3])
+
+
+# The numbers below are places in the tables and cases of frames_fuzzer.cc and application.cc.
+EDIT, RUN, RUN_COMMAND, RUN_SUBTREE, FILTER, RUN_FILTER, ONE_FILTER, GETID, RUN_GETID = (
+    0, 5, 6, 7, 9, 10, 11, 12, 13)
+DEBUG, SHOW, DRAIN, INSTANCE, ANSWER, OTHER = 15, 16, 19, 20, 22, 23
+UNSPOILT = bytes([0, 0, 0])  # no spoiling, the same datastore, handed over directly
+
+
+def edit(pkt_type, op, entries, defop=0, erropt=0):
+    """entries: (flag, path, value, ids)."""
+    data = bytes([EDIT, len(entries), pkt_type, op, defop, erropt, 0, 0])
+    for flag, path, value, entry_ids in entries:
+        data += bytes([0, 0, path, flag, 0, value, len(entry_ids)])
+        for number in entry_ids:
+            data += bytes([0, number])
+    return data + UNSPOILT
+
+
+def frames():
+    def run(case):
+        return bytes([case]) + UNSPOILT
+
+    vrf = [(1, 7, 2, []), (0, 9, 1, [])]
+    rule = [(1, 17, 0, []), (0, 18, 2, []), (0, 19, 0, [])]
+    port = [(0, 21, 0, [1])]
+    answers = bytes([ANSWER, 3])
+    seeds = {}
+    for op in range(6):
+        seeds[f"vrf-{op}"] = edit(0, op, vrf) + run(RUN)
+        seeds[f"rule-{op}"] = edit(2, op, rule) + run(RUN_COMMAND)
+        seeds[f"subtree-{op}"] = edit(4, op, port + [(0, 2, 2, [])], erropt=2) + run(RUN_SUBTREE)
+        seeds[f"big-{op}"] = edit(0, op, [(1, 24, 2, [])]) + run(RUN)
+        seeds[f"host-{op}"] = edit(4, op, [(0, 0, 2, []), (0, 4, 2, [])]) + run(RUN_SUBTREE)
+    one_filter = bytes([ONE_FILTER, 1, 0, 14]) + UNSPOILT
+    listed = bytes([1, 0, 14, 0, 0, 0]) + UNSPOILT
+    seeds["filter"] = one_filter + answers
+    seeds["filter-list"] = bytes([FILTER]) + listed + run(RUN_FILTER) + answers
+    seeds["getid"] = bytes([GETID]) + listed + run(RUN_GETID) + answers
+    seeds["show"] = bytes([DEBUG, 11, 1]) + UNSPOILT + run(SHOW)
+    seeds["instances"] = bytes([INSTANCE, 0, 3, 0, 1, INSTANCE, 0, 0, 1, DRAIN])
+    seeds["reconnect"] = bytes([OTHER, 0, 1, 1, DRAIN]) + one_filter + answers
+    seeds["long"] = b"".join(seeds[name] for name in ("vrf-1", "rule-3", "subtree-4", "filter"))
+    for name, data in seeds.items():
+        write("frames", name, data)
+
+
+def registration():
+    def path(*components):
+        """0 is no raw text, then the depth, then places in kComponents; no dot at the end."""
+        return bytes([0, 0, len(components) - 1, *components, 0])
+
+    def schema(*components, flag=0):
+        return path(*components) + bytes([0, 10, 0, flag, 0])
+
+    def ranges(*components, flag=0):
+        return path(*components) + bytes([2, 10, 0, flag])
+
+    def instance(*components):
+        return path(*components) + bytes([4])
+
+    drain = path(0) + bytes([10])
+    again = path(0) + bytes([11, 1, 1, 0])
+    for name, data in {
+        "schema": schema(0, 5, 1, flag=2) + instance(0, 6) + drain + again,
+        "range": ranges(0, 9, 1) + drain, "ranges": ranges(0, 9, 1, 10, 2) + drain,
+        "number": ranges(0, 8, 1) + drain, "leaf-list": schema(0, 1, flag=4) + instance(0, 1, 8) + drain,
+        "wide": ranges(0, 14, 1), "bound": ranges(0, 13, 1), "negative": ranges(0, 15, 1),
+        "hash": schema(0, 5, 1, flag=2) + path(0) + bytes([8]) + struct.pack("=H", 30000)
+                + instance(0, 6) + drain,
+    }.items():
+        write("registration", name, data)
+
+
+for make in (paths, values, yang, decoders, frames, registration):
+    make()

@@ -1,0 +1,27 @@
+// The other end of the agent's socket, in the fuzzer's own process.
+#ifndef FUZZ_SERVER_SOCKET_H_
+#define FUZZ_SERVER_SOCKET_H_
+
+#include <string_view>
+
+namespace ncdm_fuzz {
+
+// Makes the directories below a new TMPDIR, which goes with the process, and listens there. Once a
+// process.
+void Listen();
+
+// Takes the connection that the agent has made, in place of the one before.
+void Accept();
+
+// Sends bytes to the agent, as far as it has room for them.
+void SendToAgent(std::string_view bytes);
+
+// Reads and forgets what the agent has sent.
+void ReadAll();
+
+// Ends the connection from the server's side.
+void HangUp();
+
+}  // namespace ncdm_fuzz
+
+#endif  // FUZZ_SERVER_SOCKET_H_

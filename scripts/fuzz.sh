@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# Builds the fuzzers and runs them, each from its corpus in fuzz/corpus.
+#   scripts/fuzz.sh [--seconds N | --runs N] [--build-dir DIR] [TARGET...]
+# Without TARGET all of them; without a limit 60 seconds each. New inputs are kept in the build folder, and
+# so is an input that finds something. Ends with a line of figures for each target; fails when one has
+# found something.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/setup.sh
+
+usage() { sed -n '2,6s/^# *//p' scripts/fuzz.sh; }
+
+all_targets=(frames decoders path value yang registration)
+limit=(-max_total_time=60)
+build=build-fuzz
+targets=()
+while (($#)); do
+  case $1 in
+    --seconds | --runs | --build-dir)
+      if [[ $# -lt 2 || ($1 != --build-dir && ! $2 =~ ^[1-9][0-9]*$) ]]; then
+        echo "fuzz: $1 needs a value" >&2
+        exit 2
+      fi
+      case $1 in
+        --seconds) limit=("-max_total_time=$2") ;;
+        --runs) limit=("-runs=$2") ;;
+        --build-dir) build=$2 ;;
+      esac
+      shift
+      ;;
+    -h | --help)
+      usage
+      exit 0
+      ;;
+    *)
+      if [[ " ${all_targets[*]} " != *" $1 "* ]]; then
+        echo "fuzz: unknown target or option $1 (targets: ${all_targets[*]})" >&2
+        usage >&2
+        exit 2
+      fi
+      targets+=("$1")
+      ;;
+  esac
+  shift
+done
+((${#targets[@]})) || targets=("${all_targets[@]}")
+
+ncdm_setup fuzz
+cmake --preset fuzz -B "$build"
+cmake --build "$build" --parallel "$(nproc)" --target fuzz
+
+# The fuzzers' sockets, which a finding would leave behind.
+sockets=$(mktemp -d)
+trap 'rm -rf "$sockets"' EXIT
+
+figure() { sed -n "s/^stat::$1: *//p" "$2"; }
+
+# One target; adds its line to the report. Fails when the target does.
+run_target() {
+  local work=$build/fuzz/$1 log result=0
+  log=$work/log
+  mkdir -p "$work/corpus"
+  echo "fuzz: $1"
+  TMPDIR=$sockets "$build/bin/fuzz/$1" "${limit[@]}" -print_final_stats=1 -rss_limit_mb=2048 \
+    -timeout=25 -artifact_prefix="$work/" "$work/corpus" "fuzz/corpus/$1" >"$log" 2>&1 || result=$?
+  local runs rate coverage
+  runs=$(figure number_of_executed_units "$log")
+  rate=$(figure average_exec_per_sec "$log")
+  coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
+  if ((result)); then
+    tail -n 60 "$log" >&2
+    report+=("$1: a finding, see $log; ${runs:-?} executions")
+    return 1
+  fi
+  report+=("$1: no finding, $runs executions, $rate a second, $coverage edges")
+}
+
+report=()
+failed=0
+for target in "${targets[@]}"; do
+  run_target "$target" || failed=1
+done
+printf 'fuzz: %s\n' "${report[@]}"
+exit "$failed"
