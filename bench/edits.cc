@@ -17,7 +17,6 @@ using ncdm::server::Operation;
 constexpr int kRequests = 512;
 constexpr int kEditedLeaves = 3;    // of an entry, with the key
 constexpr int kSubtreeLeaves = 10;  // without it
-constexpr Placement kPlacements[] = {Placement::kOneCore, Placement::kUnpinned};
 
 EditElement Element(const Model& model, int leaf, Operation operation) {
   EditElement element;
@@ -101,7 +100,7 @@ void MeasureEntryEdits(AgentProcess* agent, const Settings& settings, Results* r
   const Model& model = agent->model();
   const std::vector<Step> steps = {EntryCreateStep(model), EntryMergeStep(model),
                                    EntryDeleteStep(model)};
-  for (const Placement placement : kPlacements) {
+  for (const Placement placement : settings.Placements(agent->model())) {
     AddFigures(results, *agent, placement,
                MeasureSteps(agent, steps, placement, settings.SmallBudget()));
   }
@@ -109,7 +108,7 @@ void MeasureEntryEdits(AgentProcess* agent, const Settings& settings, Results* r
 
 void MeasureSubtreeEdit(AgentProcess* agent, const Settings& settings, Results* results) {
   const Step step = SubtreeEditStep(agent->model());
-  for (const Placement placement : kPlacements) {
+  for (const Placement placement : settings.Placements(agent->model())) {
     AddFigures(results, *agent, placement,
                MeasureSteps(agent, {step}, placement, settings.SmallBudget()));
   }

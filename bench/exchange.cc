@@ -86,6 +86,7 @@ std::vector<StepResult> MeasureSteps(AgentProcess* agent, const std::vector<Step
   // Where one exchange takes long, one is enough for a model.
   std::vector<Recorded> recorded;
   const std::int64_t start = NowNs();
+  std::int64_t round_ns = 0;
   std::size_t rounds = 0;
   while (rounds < std::min(kRecordedRounds, steps[0].requests.size()) &&
          (rounds == 0 || NowNs() - start < budget.time.count() / 10)) {
@@ -93,6 +94,7 @@ std::vector<StepResult> MeasureSteps(AgentProcess* agent, const std::vector<Step
       recorded.push_back(Record(&agent->link(), steps[i].requests[rounds], &results[i].answer));
     }
     ++rounds;
+    round_ns = (NowNs() - start) / static_cast<std::int64_t>(rounds);
   }
   ReplayPeer bare(recorded);
   Place(0, placement);
@@ -101,9 +103,6 @@ std::vector<StepResult> MeasureSteps(AgentProcess* agent, const std::vector<Step
 
   Player with_agent(&agent->link(), agent->pid(), steps, steps[0].requests.size());
   Player with_bare(&bare.link(), bare.pid(), steps, rounds);
-  const std::int64_t before = NowNs();
-  with_agent.Play();
-  const std::int64_t round_ns = NowNs() - before;
   if (placement == Placement::kOneCore && round_ns > kLongExchangeNs) {
     with_agent.CountCpuTime();
     with_bare.CountCpuTime();

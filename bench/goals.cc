@@ -10,6 +10,8 @@ namespace {
 constexpr std::int64_t kSmall = 100;
 constexpr std::int64_t kMiddle = 10'000;
 constexpr std::int64_t kLarge = 1'000'000;
+constexpr std::int64_t kInstances = 1000;
+constexpr std::int64_t kManyInstances = 100'000;
 
 struct Key {
   std::string name;
@@ -120,13 +122,13 @@ void JudgeInstances(const std::string& index, GoalBook* judge) {
     const auto key = [&](std::int64_t n) {
       return Key{"create-remove-instance", index, 0, n, "in-process", order};
     };
-    for (const std::int64_t n : {std::int64_t{1000}, kLarge}) {
-      judge->AgainstFloor("create and remove an instance, " + index + " " + order + At(n), key(n),
-                          1.5);
+    const std::string goal = "create and remove an instance, " + index + " " + order;
+    for (const std::int64_t n : {kInstances, kManyInstances, kLarge}) {
+      judge->AgainstFloor(goal + At(n), key(n), 1.5);
     }
-    judge->AgainstOther(
-        "create and remove an instance, " + index + " " + order + ", n=1000000 to n=1000",
-        key(kLarge), key(1000), 1.5);
+    for (const std::int64_t n : {kManyInstances, kLarge}) {
+      judge->AgainstOther(goal + At(n) + " to n=1000", key(n), key(kInstances), 1.5);
+    }
   }
 }
 

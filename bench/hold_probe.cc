@@ -1,6 +1,7 @@
 #include "bench/hold_probe.h"
 
 #include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,10 +18,12 @@ namespace {
 
 constexpr std::chrono::microseconds kBetweenCalls{300};
 
-// Time in which this thread waited for a core, in nanoseconds.
+// Time in which a thread waited for a core, in nanoseconds.
 class RunDelay {
  public:
-  RunDelay() : fd_(open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC)) {}
+  explicit RunDelay(pid_t thread)
+      : fd_(open(("/proc/self/task/" + std::to_string(thread) + "/schedstat").c_str(),
+                 O_RDONLY | O_CLOEXEC)) {}
   ~RunDelay() {
     if (fd_ >= 0) close(fd_);
   }
@@ -49,13 +52,15 @@ HoldProbe::~HoldProbe() {
 }
 
 void HoldProbe::Run() {
-  const RunDelay delay;
+  // The one that may hold the lock, and this one, which may be awake and not let.
+  const RunDelay loop(getpid());
+  const RunDelay own(gettid());
   while (!stop_) {
-    const std::int64_t delay_before = delay.Get();
+    const std::int64_t delay_before = loop.Get() + own.Get();
     const std::int64_t start = NowNs();
     nc_dm_agent_reg(path_.data());
     const std::int64_t wall = NowNs() - start;
-    const std::int64_t held = wall - (delay.Get() - delay_before);
+    const std::int64_t held = wall - (loop.Get() + own.Get() - delay_before);
     longest_wall_ns_ = std::max(longest_wall_ns_.load(), wall);
     longest_ns_ = std::max(longest_ns_.load(), held);
     ++calls_;

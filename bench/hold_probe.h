@@ -18,8 +18,8 @@ class HoldProbe {
   HoldProbe(const HoldProbe&) = delete;
   HoldProbe& operator=(const HoldProbe&) = delete;
 
-  // For the time that a call took without the time in which the thread could run and was not let:
-  // that is the machine's doing.
+  // Without the time in which this thread or the loop's could run and was not let: that is the
+  // machine's doing.
   std::int64_t longest_ns() const { return longest_ns_; }
   std::int64_t longest_wall_ns() const { return longest_wall_ns_; }
   std::int64_t calls() const { return calls_; }

@@ -16,7 +16,6 @@ using ncdm::server::ReadOne;
 using ncdm::server::ReadValues;
 
 constexpr int kRequests = 512;
-constexpr Placement kPlacements[] = {Placement::kOneCore, Placement::kUnpinned};
 
 // Entries all over the list.
 std::vector<std::int64_t> SomePortIds(const Model& model) {
@@ -35,9 +34,10 @@ ReadElement LeafOf(const Model& model, std::int64_t port) {
   return element;
 }
 
-void MeasureStep(const Step& step, AgentProcess* agent, const Budget& budget, Results* results,
-                 double elements = 0, const std::string& element = "") {
-  for (const Placement placement : kPlacements) {
+void MeasureStep(const Step& step, AgentProcess* agent, const Settings& settings,
+                 const Budget& budget, Results* results, double elements = 0,
+                 const std::string& element = "") {
+  for (const Placement placement : settings.Placements(agent->model())) {
     AddFigures(results, *agent, placement, MeasureSteps(agent, {step}, placement, budget), elements,
                element);
   }
@@ -76,19 +76,20 @@ Step GetIdStep(const Model& model) {
 
 void MeasureLeafReads(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
-  MeasureStep(LeafReadStep(model), agent, settings.SmallBudget(), results);
-  MeasureStep(CollectedLeafReadStep(model), agent, settings.SmallBudget(), results);
+  MeasureStep(LeafReadStep(model), agent, settings, settings.SmallBudget(), results);
+  MeasureStep(CollectedLeafReadStep(model), agent, settings, settings.SmallBudget(), results);
 }
 
 void MeasureListRead(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
   const double leaves = static_cast<double>(model.entries) * model.leaves;
-  MeasureStep(ListReadStep(model), agent, settings.LargeBudget(), results, leaves, "leaf");
+  MeasureStep(ListReadStep(model), agent, settings, settings.LargeBudget(), results, leaves,
+              "leaf");
 }
 
 void MeasureGetId(AgentProcess* agent, const Settings& settings, Results* results) {
   const Model& model = agent->model();
-  MeasureStep(GetIdStep(model), agent, settings.LargeBudget(), results,
+  MeasureStep(GetIdStep(model), agent, settings, settings.LargeBudget(), results,
               static_cast<double>(model.entries), "entry");
 }
 

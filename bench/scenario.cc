@@ -76,12 +76,9 @@ std::vector<ListRun> QuickRuns() {
   runs.push_back(CommandOn(false, 100));
   runs.push_back(CommandOn(false, kMillion));
   runs.push_back(SecondListOn(false, 100'000));
-  runs.push_back(DepthOn(false, 1, 10'000));
-  runs.push_back(DepthOn(false, 3, 10'000));
-  runs.push_back(LeavesOn(1, 10'000));
-  runs.push_back(LeavesOn(20, 10'000));
-  runs.push_back(SubtreeOn(false, 10'000));
-  runs.push_back(SubtreeOn(true, 10'000));
+  for (const int depth : {1, 3}) runs.push_back(DepthOn(false, depth, 10'000));
+  for (const int leaves : {1, 20}) runs.push_back(LeavesOn(leaves, 10'000));
+  for (const bool command : {false, true}) runs.push_back(SubtreeOn(command, 10'000));
   return runs;
 }
 
@@ -134,11 +131,11 @@ void Measure(const ListRun& run, const Settings& settings, Results* results) {
 }  // namespace
 
 Budget Settings::SmallBudget() const {
-  return {quick ? std::chrono::milliseconds(250) : std::chrono::milliseconds(600), 20};
+  return {quick ? std::chrono::milliseconds(200) : std::chrono::milliseconds(600), 20};
 }
 
 Budget Settings::LargeBudget() const {
-  return {quick ? std::chrono::milliseconds(300) : std::chrono::milliseconds(800), quick ? 2 : 3};
+  return {quick ? std::chrono::milliseconds(250) : std::chrono::milliseconds(800), quick ? 1 : 3};
 }
 
 void AddFigures(Results* results, const AgentProcess& agent, Placement placement,
@@ -154,6 +151,11 @@ void AddFigures(Results* results, const AgentProcess& agent, Placement placement
     figure.floor_p99 = step.floor.P99() / scale;
     results->Add(std::move(figure));
   }
+}
+
+std::vector<Placement> Settings::Placements(const Model& model) const {
+  if (quick && model.entries == kMillion) return {Placement::kOneCore};
+  return {Placement::kOneCore, Placement::kUnpinned};
 }
 
 void MeasureLists(const Settings& settings, Results* results) {

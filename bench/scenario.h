@@ -2,9 +2,9 @@
 #ifndef BENCH_SCENARIO_H_
 #define BENCH_SCENARIO_H_
 
-#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bench/agent_process.h"
 #include "bench/exchange.h"
@@ -21,6 +21,8 @@ struct Settings {
   }
   Budget SmallBudget() const;
   Budget LargeBudget() const;
+  // Where to measure: a quick run spares large lists the one that tells less.
+  std::vector<Placement> Placements(const Model& model) const;
 };
 
 // Adds the figures of steps: microseconds an exchange, or nanoseconds an element.

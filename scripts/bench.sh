@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks; ends with one line for each goal.
 #   scripts/bench.sh [--quick] [--json FILE] [--only NAME]
-# --quick  fewer sizes and shorter runs: a minute or two instead of twelve
-# --json   writes all figures and goals to FILE, and those in process to FILE with .micro before its
-#          extension
+# --quick  fewer sizes and shorter runs: about a minute instead of ten
+# --json   writes all figures and goals to FILE
 # --only   runs what has NAME in its name: read-leaf, read-list, get-id, entry, subtree, register,
 #          hold, memory, instance, or a function such as BM_ParsePath
 set -euo pipefail
@@ -12,7 +11,7 @@ called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/setup.sh
 
-usage() { sed -n '2,8s/^# *//p' scripts/bench.sh; }
+usage() { sed -n '2,7s/^# *//p' scripts/bench.sh; }
 
 quick=()
 json=
@@ -50,18 +49,39 @@ cmake --preset default
 cmake --build --preset default --parallel "$(nproc)" --target bench
 programs=build/bin/bench
 
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
 run_micro() {
-  local arguments=(--benchmark_color=false "--benchmark_filter=${only:-.}")
+  local filter=${only:-.} seconds=0.1
   if ((${#quick[@]})); then
-    arguments+=(--benchmark_min_time=0.02)
-    [[ -n $only ]] || arguments[1]='--benchmark_filter=-/1000000$'
-  else
-    arguments+=(--benchmark_min_time=0.1)
+    seconds=0.02
+    [[ -n $only ]] || filter='-n:1000000?$'
   fi
-  if [[ -n $json ]]; then
-    arguments+=("--benchmark_out=${json%.json}.micro.json" --benchmark_out_format=json)
-  fi
-  "$programs/micro" "${arguments[@]}"
+  "$programs/micro" --benchmark_color=false "--benchmark_filter=$filter" \
+    --benchmark_min_time=$seconds --benchmark_out="$work/micro.json" --benchmark_out_format=json
+}
+
+run_end_to_end() {
+  "$programs/end-to-end" "${quick[@]}" ${only:+--only "$only"} --json "$work/end_to_end.json"
+}
+
+# Both programs' files as one.
+merge_json() {
+  python3 - "$work" "$json" <<'END'
+import json, os, sys
+work, target = sys.argv[1:]
+merged = {"figures": [], "goals": [], "functions": []}
+for name in ("end_to_end", "micro"):
+    path = os.path.join(work, name + ".json")
+    if os.path.exists(path):
+        with open(path) as file:
+            content = json.load(file)
+        merged["functions"] += content.pop("benchmarks", [])
+        merged.update(content)
+with open(target, "w") as file:
+    json.dump(merged, file, indent=1)
+END
 }
 
 if [[ -z $only || $only == BM_* ]]; then
@@ -70,5 +90,6 @@ if [[ -z $only || $only == BM_* ]]; then
 fi
 if [[ $only != BM_* ]]; then
   echo "bench: end to end"
-  "$programs/end-to-end" "${quick[@]}" ${only:+--only "$only"} ${json:+--json "$json"}
+  run_end_to_end
 fi
+[[ -z $json ]] || merge_json

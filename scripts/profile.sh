@@ -68,7 +68,8 @@ callgrind_annotate --inclusive="$inclusive" --show-percs=no --auto=no --threshol
   "$output/profile" >"$output/annotated"
 echo "$name ${model[*]}: $operations operations; instructions an operation:"
 # Lines such as "1,234,567  ???:nc_dm_parse [/.../libnetconf_dm_agent.so.1]".
-awk -v operations="$operations" -v lines="$lines" -v all=0 '
+awk -v operations="$operations" -v lines="$lines" '
+  /libc_start|below main|ld-linux|:main|bench_serve|zu_thread_master(_run|::Run\(\))/ { next }
   /PROGRAM TOTALS/ || ($1 ~ /^[0-9,]+$/ && NF > 1) {
     cost = $1
     gsub(/,/, "", cost)
