@@ -71,10 +71,8 @@ std::optional<Bounds> SplitRange(std::string_view component) {
   const size_t open = component.find('{');
   const size_t dash = component.find('-');
   const size_t close = component.find('}');
-  if (open == component.npos || dash == component.npos || close == component.npos || dash < open ||
-      close < dash) {
-    return std::nullopt;
-  }
+  const bool in_order = open < dash && dash < close && close < component.size();
+  if (!in_order) return std::nullopt;
   return Bounds{component.substr(open + 1, dash - open - 1),
                 component.substr(dash + 1, close - dash - 1)};
 }
@@ -208,6 +206,7 @@ bool JoinWithoutRanges(const SplitPath& split, BoundedText* schema) {
 
 bool nc::HasRangeForm(const char* component) { return SplitRange(component).has_value(); }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
 bool nc_dm_agent_found_insts(char* node, nc_int64 insts[2]) {
   if (node == nullptr || insts == nullptr) return false;
   const std::optional<Bounds> bounds = SplitRange(node);

@@ -239,6 +239,7 @@ char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* 
   return copy.release();
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
 int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nodes_t* path_nodes) {
   if (list == nullptr || value == nullptr) {
     NC_DM_LOG_ERROR("Input parameter is invalid!\n");
