@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -79,6 +80,19 @@ Agent::~Agent() {
   zu_thread_master_destroy(master_);
 }
 
+void Agent::RunOut(zu_thread** timer) {
+  // A task that waits for a descriptor is no timer.
+  if (*timer == nullptr || (*timer)->value != 0) return;
+  const zu_thread_func function = (*timer)->func;
+  zu_thread_cancel(*timer);
+  *timer = zu_thread_add_timer(master_, function, nullptr, 0);
+}
+
+void Agent::SkipTime() {
+  RunOut(&g_nc_dm_agent_manage.tt_reconnect);
+  RunOut(&g_nc_dm_agent_manage.tt_reg);
+}
+
 int PendingRegistrations() {
   int count = 0;
   ForEachPending([&](const nc_dm_stub_reg_t*) { ++count; });
@@ -135,14 +149,15 @@ bool RawServer::Accept() {
   return true;
 }
 
-bool RawServer::Read() {
+bool RawServer::Read(std::size_t most) {
   char buffer[4096];
-  ssize_t count;
-  while ((count = recv(fd_, buffer, sizeof(buffer), 0)) > 0) {
+  ssize_t count = 1;
+  while (most > 0 && (count = recv(fd_, buffer, std::min(most, sizeof(buffer)), 0)) > 0) {
+    most -= static_cast<std::size_t>(count);
     reader_.Feed({buffer, static_cast<std::size_t>(count)});
     while (auto frame = reader_.Next()) frames_.push_back(std::move(*frame));
   }
-  return count < 0 && errno == EAGAIN;
+  return count > 0 || (count < 0 && errno == EAGAIN);
 }
 
 std::size_t RawServer::ReadAway(std::size_t count) {
@@ -221,7 +236,9 @@ bool Device::Turn() {
 
 bool Device::RunUntil(const std::function<bool()>& done) {
   return RunWhile(done, [&] {
-    if (!Turn()) agent_.RunOnce(1);
+    if (Turn()) return;
+    if (skips_time_) agent_.SkipTime();
+    agent_.RunOnce(1);
   });
 }
 

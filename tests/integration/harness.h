@@ -38,9 +38,13 @@ class Agent {
   int Start(const std::string& name, int (*dm_reg)(), int (*dm_reg_rsp)() = nullptr);
   // One turn of the loop; the tasks that ran.
   int RunOnce(int timeout_ms = 0) { return zu_thread_master_run_once(master_, timeout_ms); }
+  // Has the library's timers, which take a second each, run out at once.
+  void SkipTime();
   zu_thread_master* master() { return master_; }
 
  private:
+  void RunOut(zu_thread** timer);
+
   zu_thread_master* master_;
   bool started_ = false;
 };
@@ -71,8 +75,8 @@ class RawServer {
   bool IsOpen() const { return fd_ >= 0; }
   int fd() const { return fd_; }
 
-  // Reads what has arrived. False once the agent has closed.
-  bool Read();
+  // Reads what has arrived, at most so many bytes. False once the agent has closed.
+  bool Read(std::size_t most = SIZE_MAX);
   // Reads at most so many bytes and drops them; the count.
   std::size_t ReadAway(std::size_t count);
   // Every frame read so far on this connection, and as descriptions.
@@ -121,10 +125,13 @@ class Device {
   // Closes the connection and waits until the agent is back and registered.
   void Reconnect();
 
-  // Turns both ends until `done`; false when kLimit is over before.
+  // Turns both ends until `done`; false when kLimit is over before. When neither has anything to do
+  // but to wait, time is skipped.
   bool RunUntil(const std::function<bool()>& done);
   // Turns both ends until neither has anything to do but timers.
   void Settle();
+  // From now on time is not skipped.
+  void KeepTime() { skips_time_ = false; }
   // Sends a request and turns both ends until it ends.
   ncdm::server::Answer Call(ncdm::server::Request request);
   // The same without waiting for the end.
@@ -145,6 +152,7 @@ class Device {
   TempDir dir_;
   Agent agent_;
   std::unique_ptr<ncdm::server::Server> server_;
+  bool skips_time_ = true;
   std::vector<std::string> announced_;
   std::vector<ncdm::server::Frame> frames_;
 };

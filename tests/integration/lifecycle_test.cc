@@ -121,6 +121,7 @@ TEST_F(LifecycleTest, RegistryHoldsPathsAndModules) {
 }
 
 TEST_F(LifecycleTest, NothingIsRegisteredBeforeTheFirstSecond) {
+  device_.KeepTime();
   device_.StartServer();
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(device_.StartAgent(DeviceApp::RegisterModel), 0);
@@ -175,6 +176,7 @@ TEST_F(LifecycleTest, RefusedRegistrationReachesTheApplication) {
 // ---- A server that comes late ----
 
 TEST_F(LifecycleTest, ServerThatComesLateIsFound) {
+  device_.KeepTime();
   ASSERT_EQ(device_.StartAgent(DeviceApp::RegisterModel), 0);
   // A whole attempt fails before the server is there.
   ASSERT_TRUE(device_.RunUntil([] { return g_nc_dm_agent_manage.tt_read == nullptr; }));
@@ -223,6 +225,7 @@ TEST_F(LifecycleTest, ReconnectionAnnouncesTheSameOnce) {
 
 TEST_F(LifecycleTest, IdleLossIsLoggedOnceAndMended) {
   StartBoth();
+  device_.KeepTime();
   LogText log;
   const DebugMask mask(NC_DM_DBG_ERROR | NC_DM_DBG_INFO);
   device_.server().Disconnect(Device::kName);
@@ -283,18 +286,28 @@ TEST_F(LifecycleTest, ServerThatDropsEveryConnectionDoesNotGrowTheQueue) {
   EXPECT_EQ(device_.announced(), Reregistration());
 }
 
+// Has the socket take as little as it can.
+void ShrinkSocket() {
+  const int least = 1;
+  ASSERT_EQ(setsockopt(g_nc_dm_mng_info.agent_fd, SOL_SOCKET, SO_SNDBUF, &least, sizeof(least)), 0);
+}
+
 TEST_F(LifecycleTest, LossInMidRegistrationIsMadeGood) {
   RawServer raw(device_.dir().path());
   ASSERT_EQ(device_.StartAgent(DeviceApp::RegisterModel), 0);
   ASSERT_TRUE(device_.RunUntil([&] { return raw.Accept(); }));
-  // The socket takes some of the messages and then no more, so that the run ends in its middle.
-  const int small = 1;
-  ASSERT_EQ(setsockopt(g_nc_dm_mng_info.agent_fd, SOL_SOCKET, SO_SNDBUF, &small, sizeof(small)), 0);
-  ASSERT_TRUE(device_.RunUntil([] { return g_nc_dm_agent_manage.tt_reconnect != nullptr; }));
+  ASSERT_NO_FATAL_FAILURE(ShrinkSocket());
+  const int all = PendingRegistrations();
+  ASSERT_TRUE(device_.RunUntil([&] { return PendingRegistrations() < all; }));
+  device_.Settle();
+  const int left = PendingRegistrations();
+  EXPECT_GT(left, static_cast<int>(std::size(kYangAttributes)) + 1);
   raw.Read();
   EXPECT_GT(raw.frames().size(), 1U);
   EXPECT_LT(raw.frames().size(), static_cast<std::size_t>(kLeafCount));
-  EXPECT_GT(PendingRegistrations(), 0);
+  raw.Close();
+  ASSERT_TRUE(device_.RunUntil([] { return g_nc_dm_agent_manage.tt_reconnect != nullptr; }));
+  EXPECT_GE(PendingRegistrations(), left - 1);
 
   // The next connection gets the notice, what was left, and then the whole model anew.
   ASSERT_TRUE(device_.RunUntil([&] { return raw.Accept(); }));
@@ -311,6 +324,37 @@ TEST_F(LifecycleTest, LossInMidRegistrationIsMadeGood) {
   for (const std::string& announcement : ModelAnnouncements(true)) {
     EXPECT_THAT(descriptions, testing::Contains(announcement));
   }
+}
+
+int RegisterThousands() {
+  for (int i = 0; i < 3000; ++i) {
+    std::string path = "bulk.leaf" + std::to_string(i);
+    const int result = nc_dm_agent_mode_reg(path.data(), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr,
+                                            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    if (result != 0) return result;
+  }
+  return DeviceApp::RegisterModel();
+}
+
+// More than a socket holds, for a server that reads in small pieces.
+TEST_F(LifecycleTest, ThousandsOfPathsReachASlowServer) {
+  RawServer raw(device_.dir().path());
+  ASSERT_EQ(device_.StartAgent(RegisterThousands), 0);
+  ASSERT_TRUE(device_.RunUntil([&] { return raw.Accept(); }));
+  ASSERT_NO_FATAL_FAILURE(ShrinkSocket());
+  ASSERT_TRUE(device_.RunUntil([&] {
+    raw.Read(1000);
+    return raw.frames().size() == 1U + 3000U + FirstRegistration().size() - 1U;
+  }));
+  const std::vector<std::string> descriptions = raw.Descriptions();
+  EXPECT_EQ(raw.connections(), 1);
+  EXPECT_EQ(descriptions[0], "NAME");
+  for (int i = 0; i < 3000; ++i) {
+    ASSERT_EQ(descriptions[static_cast<std::size_t>(i) + 1],
+              "REG bulk.leaf" + std::to_string(i) + " 0");
+  }
+  EXPECT_EQ(descriptions.back(), "CPLT");
+  EXPECT_EQ(PendingRegistrations(), 0);
 }
 
 // The notice stays queued when its own message is the one that is lost.

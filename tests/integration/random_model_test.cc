@@ -22,6 +22,7 @@ constexpr int kRequests = 4000;
 constexpr int kRequests = 20000;
 #endif
 constexpr int kRequestsBetweenComparisons = 250;
+constexpr int kRequestsBetweenLosses = 1000;
 
 int NumberFrom(const char* variable, int otherwise) {
   const char* text = std::getenv(variable);
@@ -440,7 +441,7 @@ TEST_P(RandomModelTest, AgreesWithTheModel) {
     if (i % kRequestsBetweenComparisons == 0) CompareEverything();
     ASSERT_FALSE(HasFailure()) << "after request " << i << ": " << request.Text();
     // A connection that is lost changes nothing of all this.
-    if (i == requests / 2) {
+    if (i % kRequestsBetweenLosses == kRequestsBetweenLosses - 1) {
       ASSERT_NO_FATAL_FAILURE(device_.Reconnect());
     }
   }
