@@ -15,9 +15,11 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "netconf_dm_agent/registration.h"
 #include "netconf_dm_kernel/initialized.h"
+#include "netconf_dm_kernel/server_records.h"
 #include "netconf_dm_util/log.h"
 
 namespace {
@@ -253,6 +255,14 @@ int nc_dm_agent_mul_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, nc_d
   leaf.create = create;
   leaf.delete_ = delete_fn;
   leaf.get_attr = get_attr;
+  // Made before the leaf enters the tree: a leaf that is there already is never announced again, so
+  // that short memory must not keep it from being announced once.
+  nc::PendingPtr announcement = nc::NewNamedPending(NC_DM_MSG_TYPE_REG, schema_path);
+  if (announcement == nullptr) {
+    NC_DM_LOG_ERROR("Failed to register data mode to server!\n");
+    return -1;
+  }
+  announcement->attr = flag;
   const nc::Numbers numbers =
       split.range_cnt == 0 ? nc::Numbers::kInstanceIds : nc::Numbers::kRefused;
   const int registered = nc::RegisterLeaf(&leaf, numbers);
@@ -262,7 +272,8 @@ int nc_dm_agent_mul_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, nc_d
   }
   if (registered != 1) {
     NC_DM_LOG_INFO("A new data mode path register to server.\n");
-    if (nc::AnnouncePath(schema_path, flag) != 0) return -1;
+    NC_DM_LOG_INFO("Register path[%s]to server.\n", schema_path);
+    nc::Queue(std::move(announcement));
   }
   char instance_path[kPathSize] = {};
   if (nc_dm_agent_assemble_reg(instance_path, split.texts, split.ranges, 0, split.range_cnt) != 0) {
