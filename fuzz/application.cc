@@ -226,7 +226,8 @@ void RegisterModel() {
   Leaf<kString>("sys.dns", kRead | kEntries, NC_DM_FLAG_LEAF_LIST);
   // A list without get_attr: its entries are found by reading their keys.
   Leaf<kString>("net.vrf.{i}.name", kRead | kEntries, NC_DM_FLAG_KEY);
-  Leaf<NC_DM_VAL_TYPE_SHORT>("net.vrf.{i}.zone", kRead | kWrite, NC_DM_FLAG_KEY_SETTABLE);
+  Leaf<NC_DM_VAL_TYPE_SHORT>("net.vrf.{i}.zone", kRead | kWrite | kEntries,
+                             NC_DM_FLAG_KEY_SETTABLE);
   Leaf<NC_DM_VAL_TYPE_UINT>("net.vrf.{i}.mtu", kRead | kWrite | kEntries);
   Leaf<NC_DM_VAL_TYPE_LONGLONG>("net.vrf.{i}.route", kRead | kEntries, NC_DM_FLAG_LEAF_LIST);
   Leaf<kString>("net.vrf.{i}.if.{i}.name", kRead | kEntries | kLookup, NC_DM_FLAG_KEY);
@@ -298,6 +299,8 @@ void StartAgent() {
 void StartApplication(Input* input) {
   g_input = input;
   RegisterModel();
+  // The announcements would be sent one by one, which takes longer than most inputs.
+  FreePendingRecords();
   for (size_t i = 0; i < 12; ++i) {
     std::string path = kInstancePaths[i];
     nc_dm_agent_reg(path.data());

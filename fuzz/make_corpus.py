@@ -96,7 +96,7 @@ def edit(pkt_type, op, entries, defop=0, erropt=0):
     """entries: (flag, path, value, ids)."""
     data = bytes([EDIT, len(entries), pkt_type, op, defop, erropt, 0, 0])
     for flag, path, value, entry_ids in entries:
-        data += bytes([0, 0, path, flag, 0, value, len(entry_ids)])
+        data += bytes([0, 0, path, flag, 0, value, 0, len(entry_ids)])
         for number in entry_ids:
             data += bytes([0, number])
     return data + UNSPOILT
@@ -118,10 +118,12 @@ def frames():
         seeds[f"big-{op}"] = edit(0, op, [(1, 24, 2, [])]) + run(RUN)
         seeds[f"host-{op}"] = edit(4, op, [(0, 0, 2, []), (0, 4, 2, [])]) + run(RUN_SUBTREE)
     one_filter = bytes([ONE_FILTER, 1, 0, 14]) + UNSPOILT
-    listed = bytes([1, 0, 14, 0, 0, 0]) + UNSPOILT
+    named = bytes([1, 0, 7, 0, 0, 2, 0, 0]) + UNSPOILT
+    listed = bytes([2, 0, 14, 1, 0, 0, 0, 10, 1, 0, 1, 0, 1]) + UNSPOILT
     seeds["filter"] = one_filter + answers
     seeds["filter-list"] = bytes([FILTER]) + listed + run(RUN_FILTER) + answers
-    seeds["getid"] = bytes([GETID]) + listed + run(RUN_GETID) + answers
+    seeds["filter-value"] = bytes([FILTER]) + named + run(RUN_FILTER) + answers
+    seeds["getid"] = bytes([GETID]) + named + run(RUN_GETID) + answers
     seeds["show"] = bytes([DEBUG, 11, 1]) + UNSPOILT + run(SHOW)
     seeds["instances"] = bytes([INSTANCE, 0, 3, 0, 1, INSTANCE, 0, 0, 1, DRAIN])
     seeds["reconnect"] = bytes([OTHER, 0, 1, 1, DRAIN]) + one_filter + answers
