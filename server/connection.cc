@@ -10,7 +10,7 @@
 namespace ncdm::server {
 namespace {
 
-constexpr std::size_t kReceiveSize = 64 * 1024;
+constexpr std::size_t kReceiveSize = std::size_t{64} * 1024;
 // An agent announces its whole model in one go, without waiting when the socket is full: it is read
 // out before any of it is handled. The bound keeps one agent from holding up the others.
 constexpr int kMaxReceives = 64;
@@ -66,12 +66,8 @@ bool Connection::Receive() {
     const ssize_t count = recv(fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (count > 0) {
       reader_.Feed({buffer.data(), static_cast<std::size_t>(count)});
-    } else if (count == 0) {
-      return false;
-    } else if (errno == EAGAIN) {
-      return true;
-    } else if (errno != EINTR) {
-      return false;
+    } else if (count == 0 || errno != EINTR) {
+      return count < 0 && errno == EAGAIN;
     }
   }
   return true;

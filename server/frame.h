@@ -27,7 +27,7 @@ class ProtocolError : public std::runtime_error {
 inline constexpr std::size_t kMaxRequestBody = NC_DM_RECV_BUF_SIZE - NC_DM_MSG_HEAD_SIZE;
 // The largest body that is taken for an answer. Agents send less than 2 KiB; a larger number is a
 // lost frame border.
-inline constexpr std::size_t kMaxAnswerBody = 64 * 1024;
+inline constexpr std::size_t kMaxAnswerBody = std::size_t{64} * 1024;
 
 struct Frame {
   nc_dm_msg_head_t head{};

@@ -119,17 +119,16 @@ void RunFind(Session& session, const Arguments& arguments) {
   CheckForReading(path);
   const server::ReadElement element{path.name(), value, session.FindIds(agent, path)};
   const server::Answer answer = session.Call(agent, server::FindIds({element}, datastore));
-  Json document = Json::array();
-  for (const server::Ids& ids : answer.ids) {
-    const std::string place = PathWithIds(*path.node, ids);
-    if (session.output().json()) {
-      document.push_back({{"path", place}, {"value", value}, {"ids", ids}});
-    } else {
-      session.output().Line(place + " = " + value);
-    }
-  }
   if (session.output().json()) {
+    Json document = Json::array();
+    for (const server::Ids& ids : answer.ids) {
+      document.push_back({{"path", PathWithIds(*path.node, ids)}, {"value", value}, {"ids", ids}});
+    }
     session.output().Print(document);
+    return;
+  }
+  for (const server::Ids& ids : answer.ids) {
+    session.output().Line(PathWithIds(*path.node, ids).append(" = ").append(value));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -246,24 +247,26 @@ int Main(int argc, char** argv) {
     return app.exit(error) == 0 ? kSuccess : kUsageError;
   }
   CatchSignals();
-  try {
-    server::Server::Options options;
-    options.root = settings.root;
-    options.interrupted = [] { return g_interrupted != 0; };
-    if (settings.trace) {
-      options.trace = [](std::string_view agent, std::string_view line) {
-        std::cerr << (agent.empty() ? "?" : agent) << ' ' << line << '\n';
-      };
-    }
-    server::Server server(std::move(options));
-    return Console(server, settings).Run();
-  } catch (const std::exception& error) {
-    std::cerr << "ncdm-console: " << error.what() << '\n';
-    return kUsageError;
+  server::Server::Options options;
+  options.root = settings.root;
+  options.interrupted = [] { return g_interrupted != 0; };
+  if (settings.trace) {
+    options.trace = [](std::string_view agent, std::string_view line) {
+      std::cerr << (agent.empty() ? "?" : agent) << ' ' << line << '\n';
+    };
   }
+  server::Server server(std::move(options));
+  return Console(server, settings).Run();
 }
 
 }  // namespace
 }  // namespace ncdm::console
 
-int main(int argc, char** argv) { return ncdm::console::Main(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return ncdm::console::Main(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "ncdm-console: %s\n", error.what());
+    return ncdm::console::kUsageError;
+  }
+}

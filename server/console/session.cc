@@ -61,7 +61,7 @@ std::string Session::ChooseAgent(const std::string* name) {
 }
 
 std::string Session::ConnectedAgent(const std::string* name) {
-  const std::string agent = ChooseAgent(name);
+  std::string agent = ChooseAgent(name);
   if (!server_.RunUntil([&] { return server_.IsConnected(agent); }, options_.wait)) {
     CheckInterrupted();
     throw CommandError("agent " + InQuotes(agent) + " is not connected");
@@ -70,7 +70,7 @@ std::string Session::ConnectedAgent(const std::string* name) {
 }
 
 std::string Session::ReadyAgent(const std::string* name) {
-  const std::string agent = ChooseAgent(name);
+  std::string agent = ChooseAgent(name);
   WaitUntilReady(agent, options_.wait);
   return agent;
 }

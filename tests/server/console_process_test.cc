@@ -112,6 +112,15 @@ TEST_F(ConsoleProcessTest, GoesOnAfterAFailureWhenToldSo) {
   EXPECT_EQ(console.output(), "ok interfaces.interface.5\n");
 }
 
+TEST_F(ConsoleProcessTest, EchoShowsEachCommandBeforeItRuns) {
+  ConsoleProcess console(directory_.path(),
+                         {"--echo", "--wait", "20", "-e", kCreate, "-e", kDelete});
+  const auto agent = NewModelAgent();
+  EXPECT_EQ(console.Serve(agent.get()), 1);
+  EXPECT_EQ(console.output(),
+            std::string("> ") + kCreate + "\nok interfaces.interface.5\n> " + kDelete + "\n");
+}
+
 TEST_F(ConsoleProcessTest, QuitEndsEarly) {
   ConsoleProcess console(directory_.path(), {"-e", "quit", "-e", "get nothing"});
   EXPECT_EQ(console.Serve(), 0);
