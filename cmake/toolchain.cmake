@@ -49,10 +49,8 @@ if(NOT NCDM_SANITIZE)
     $<${release}:-U_FORTIFY_SOURCE> $<${release}:-D_FORTIFY_SOURCE=3>
     $<${release}:-fstack-protector-strong>)
 endif()
-# A target with the property NCDM_LAZY_BINDING is spared -z now.
 target_link_options(ncdm_flags INTERFACE
-  $<${release}:LINKER:-z,relro>
-  $<$<AND:${release},$<NOT:$<BOOL:$<TARGET_PROPERTY:NCDM_LAZY_BINDING>>>>:LINKER:-z,now>)
+  $<${release}:LINKER:-z,relro> $<${release}:LINKER:-z,now>)
 
 if(NCDM_SANITIZE)
   add_compile_options(-fsanitize=${NCDM_SANITIZE} -fno-sanitize-recover=all)
