@@ -72,14 +72,38 @@ Input* g_input = nullptr;
 // Ids are few, so that they meet.
 nc_int64 AnId() { return static_cast<nc_int64>(g_input->Below(6)) + 1; }
 
+// Leaves that are registered late, where a request may be on its way.
+constexpr std::array<const char*, 12> kLatePaths = {"sys.late",
+                                                    "sys.clock.late",
+                                                    "net.late",
+                                                    "net.vrf.{i}.late",
+                                                    "net.vrf.{i}.if.{i}.late",
+                                                    "net.vrf.{i}.sub.late",
+                                                    "net.vrf.{i}.sub.{i}.late",
+                                                    "acl.rule.{i}.late",
+                                                    "acl.rule.{i}.opt.late",
+                                                    "big.entry.{i}.late",
+                                                    "late",
+                                                    "late.{i}.late"};
+
 // A callback may register: from there it reaches the library in the middle of a request.
 void MaybeRegister() {
   if (!g_input->Chance(16)) return;
   std::string path = g_input->OneOf(kInstancePaths);
-  if (g_input->Chance(2)) {
-    nc_dm_agent_unreg(path.data());
-  } else {
-    nc_dm_agent_reg(path.data());
+  switch (g_input->Below(4)) {
+    case 0:
+      nc_dm_agent_reg(path.data());
+      return;
+    case 1:
+      nc_dm_agent_unreg(path.data());
+      return;
+    case 2:
+      path = g_input->OneOf(kLatePaths);
+      nc_dm_agent_mode_reg(path.data(), NC_DM_VAL_TYPE_STRING, g_input->Chance(4) ? 4 : 0, 0,
+                           nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+      return;
+    default:
+      nc_dm_agent_yang_attr_reg("model", NC_DM_YANG_ATTR_REVISION, path.c_str());
   }
 }
 
