@@ -78,7 +78,7 @@ nlohmann::json JsonOf(const Figure& figure) {
 nlohmann::json JsonOf(const Verdict& verdict) {
   return {{"goal", verdict.goal},         {"figure", verdict.figure}, {"floor", verdict.floor},
           {"unit", verdict.unit},         {"value", verdict.value},   {"limit", verdict.limit},
-          {"at_least", verdict.at_least}, {"met", verdict.met}};
+          {"at_least", verdict.at_least}, {"met", verdict.met},       {"note", verdict.note}};
 }
 
 void WriteJson(const std::string& path, const Results& results,

@@ -22,6 +22,12 @@ struct Key {
   std::string variant{};
 };
 
+std::string Number(double value) {
+  char text[32];
+  std::snprintf(text, sizeof(text), value < 100 ? "%.2f" : "%.0f", value);
+  return text;
+}
+
 class GoalBook {
  public:
   explicit GoalBook(const std::vector<Figure>& figures) : figures_(figures) {}
@@ -50,6 +56,9 @@ class GoalBook {
     const Figure* other = Find(small);
     if (figure == nullptr || other == nullptr || other->median <= 0) return;
     Add(goal, figure->median, other->median, figure->unit, figure->median / other->median, limit);
+    // Memory that no cache holds is slower for everybody.
+    if (other->floor > 0)
+      verdicts_.back().note = "floor grows " + Number(figure->floor / other->floor);
   }
 
   void AtMost(const std::string& goal, double value, const std::string& unit, double limit) {
@@ -57,7 +66,7 @@ class GoalBook {
   }
 
   void AtLeast(const std::string& goal, double value, const std::string& unit, double limit) {
-    verdicts_.push_back({goal, value, 0, unit, value, limit, true, value >= limit});
+    verdicts_.push_back({goal, value, 0, unit, value, limit, true, value >= limit, {}});
   }
 
   void Fail(const std::string& goal, double limit, const std::string& error) {
@@ -72,7 +81,7 @@ class GoalBook {
  private:
   void Add(const std::string& goal, double figure, double floor, const std::string& unit,
            double value, double limit) {
-    verdicts_.push_back({goal, figure, floor, unit, value, limit, false, value <= limit});
+    verdicts_.push_back({goal, figure, floor, unit, value, limit, false, value <= limit, {}});
   }
 
   const std::vector<Figure>& figures_;
@@ -145,12 +154,6 @@ void JudgeRegistration(GoalBook* judge) {
   }
 }
 
-std::string Number(double value) {
-  char text[32];
-  std::snprintf(text, sizeof(text), value < 100 ? "%.2f" : "%.0f", value);
-  return text;
-}
-
 }  // namespace
 
 std::vector<Verdict> Judge(const std::vector<Figure>& figures, double callback_ns) {
@@ -170,12 +173,12 @@ void Print(const std::vector<Verdict>& verdicts) {
   std::printf("\n%-66s %10s %10s %-9s %9s %10s  %s\n", "goal", "figure", "floor", "unit", "ratio",
               "limit", "");
   for (const Verdict& verdict : verdicts) {
-    std::printf("%-66s %10s %10s %-9s %9s %c%9s  %s\n", verdict.goal.c_str(),
-                Number(verdict.figure).c_str(),
-                verdict.floor > 0 ? Number(verdict.floor).c_str() : "-", verdict.unit.c_str(),
-                verdict.floor > 0 ? Number(verdict.value).c_str() : "-",
-                verdict.at_least ? '>' : '<', Number(verdict.limit).c_str(),
-                verdict.met ? "met" : "NOT MET");
+    std::printf(
+        "%-66s %10s %10s %-9s %9s %c%9s  %s%s\n", verdict.goal.c_str(),
+        Number(verdict.figure).c_str(), verdict.floor > 0 ? Number(verdict.floor).c_str() : "-",
+        verdict.unit.c_str(), verdict.floor > 0 ? Number(verdict.value).c_str() : "-",
+        verdict.at_least ? '>' : '<', Number(verdict.limit).c_str(),
+        verdict.met ? "met" : "NOT MET", verdict.note.empty() ? "" : ("; " + verdict.note).c_str());
   }
 }
 

@@ -18,6 +18,7 @@ struct Verdict {
   double limit = 0;
   bool at_least = false;  // the limit is a lower one
   bool met = false;
+  std::string note{};  // what one should know of it
 };
 
 // The goals for which there are figures.

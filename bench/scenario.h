@@ -14,10 +14,11 @@ namespace bench {
 
 struct Settings {
   bool quick = false;
-  std::string only;  // part of the name of what is measured alone; "" for everything
+  std::string only;  // names what is measured alone, or a part of it; "" for everything
 
   bool Wants(std::string_view name) const {
-    return only.empty() || name.find(only) != std::string_view::npos;
+    return only.empty() || name.find(only) != std::string_view::npos ||
+           only.find(name) != std::string::npos;
   }
   Budget SmallBudget() const;
   Budget LargeBudget() const;

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks; ends with one line for each goal.
-#   scripts/bench.sh [--quick] [--json FILE] [--only NAME]
+#   scripts/bench.sh [--quick] [--json FILE] [--plots DIRECTORY] [--only NAME]
 # --quick  fewer sizes and shorter runs: about a minute instead of ten
 # --json   writes all figures and goals to FILE
+# --plots  draws cost against the number of entries into DIRECTORY, as SVG
 # --only   runs what has NAME in its name: read-leaf, read-list, get-id, entry, subtree, register,
 #          hold, memory, instance, or a function such as BM_ParsePath
 set -euo pipefail
@@ -11,24 +12,26 @@ called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/setup.sh
 
-usage() { sed -n '2,7s/^# *//p' scripts/bench.sh; }
+usage() { sed -n '2,8s/^# *//p' scripts/bench.sh; }
 
 quick=()
 json=
+plots=
 only=
+absolute() { [[ $1 == /* ]] && echo "$1" || echo "$called_from/$1"; }
 while (($#)); do
   case $1 in
     --quick) quick=(--quick) ;;
-    --json | --only)
+    --json | --plots | --only)
       if (($# < 2)); then
         echo "bench: $1 needs a value" >&2
         exit 2
       fi
-      if [[ $1 == --json ]]; then
-        [[ $2 == /* ]] && json=$2 || json=$called_from/$2
-      else
-        only=$2
-      fi
+      case $1 in
+        --json) json=$(absolute "$2") ;;
+        --plots) plots=$(absolute "$2") ;;
+        --only) only=$2 ;;
+      esac
       shift
       ;;
     -h | --help)
@@ -44,7 +47,7 @@ while (($#)); do
   shift
 done
 
-ncdm_setup
+ncdm_setup ${plots:+plot}
 cmake --preset default
 cmake --build --preset default --parallel "$(nproc)" --target bench
 programs=build/bin/bench
@@ -68,7 +71,7 @@ run_end_to_end() {
 
 # Both programs' files as one.
 merge_json() {
-  python3 - "$work" "$json" <<'END'
+  python3 - "$work" "$1" <<'END'
 import json, os, sys
 work, target = sys.argv[1:]
 merged = {"figures": [], "goals": [], "functions": []}
@@ -92,4 +95,8 @@ if [[ $only != BM_* ]]; then
   echo "bench: end to end"
   run_end_to_end
 fi
-[[ -z $json ]] || merge_json
+[[ -z $json ]] || merge_json "$json"
+if [[ -n $plots ]]; then
+  merge_json "$work/all.json"
+  bench/plots.py "$work/all.json" "$plots"
+fi
