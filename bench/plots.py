@@ -16,8 +16,8 @@ PLOTS = [
     ("read-leaf", "One leaf by its ids", ["read-leaf"]),
     ("read-list", "A whole list", ["read-list"]),
     ("get-id", "Ids by key", ["get-id"]),
-    ("edit-entry", "One entry created or deleted",
-     ["create-entry", "create-entry-command", "delete-entry", "delete-entry-command"]),
+    ("create-entry", "One entry created", ["create-entry", "create-entry-command"]),
+    ("delete-entry", "One entry deleted", ["delete-entry", "delete-entry-command"]),
     ("instance", "One instance created and removed, in process", ["create-remove-instance"]),
 ]
 
@@ -44,14 +44,14 @@ def lines_of(figures, names):
 
 def script_of(path, title, unit, lines):
     commands = [
-        "set terminal svg size 900,540 font 'sans,12' background 'white'",
+        "set terminal svg size 900,640 font 'sans,12' background 'white'",
         f"set output '{path}'",
         f"set title '{title}'",
         "set logscale xy",
         "set xlabel 'entries'",
         f"set ylabel '{unit}'",
         "set grid",
-        "set key outside right",
+        "set key below maxcols 3",
     ]
     blocks, curves = [], []
     for number, (name, points) in enumerate(sorted(lines.items()), 1):
