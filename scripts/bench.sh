@@ -48,7 +48,7 @@ while (($#)); do
 done
 
 ncdm_setup ${plots:+plot}
-cmake --preset default
+cmake --preset default -DNCDM_BENCH=ON
 cmake --build --preset default --parallel "$(nproc)" --target bench
 programs=build/bin/bench
 

@@ -52,7 +52,7 @@ fi
 ncdm_setup profile
 build=${NCDM_BENCH_BUILD:-build}
 if [[ -z ${NCDM_BENCH_BUILD:-} ]]; then
-  cmake --preset default
+  cmake --preset default -DNCDM_BENCH=ON
   cmake --build --preset default --parallel "$(nproc)" --target bench
 fi
 
