@@ -66,6 +66,7 @@ inline constexpr LeafSpec kLeaves[] = {
     {"net.port.{i}.text", NC_DM_VAL_TYPE_STRING, 0, 3, kGet | kExeCmd},
     {"net.port.{i}.speed", NC_DM_VAL_TYPE_ULONGLONG, 0, 4, kGet | kDelete | kExeCmd},
     {"net.port.{i}.note", NC_DM_VAL_TYPE_STRING, 0, 0, kSet | kGet},
+    {"net.port.{i}.limits.rate", NC_DM_VAL_TYPE_UINT, 0, 0, kSet | kGet | kDelete},
     {"net.port.{i}.tag", NC_DM_VAL_TYPE_STRING, NC_DM_FLAG_LEAF_LIST, 0, kGet | kCreate | kDelete},
     {"net.port.{i}.acl.{i}.name", NC_DM_VAL_TYPE_STRING, NC_DM_FLAG_KEY, 1,
      kGet | kGetAttr | kExeCmd},

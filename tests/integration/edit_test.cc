@@ -361,6 +361,23 @@ TEST_F(EditTest, ContainersAreEmptied) {
   EXPECT_EQ(Subtree({{.name = "net", .value = "x"}}), "fault OK") << "nothing to write to";
 }
 
+// A container that cannot be emptied keeps the command from being called.
+TEST_F(EditTest, ContainerThatCannotBeEmptiedStopsTheCommand) {
+  std::vector<EditElement> elements{
+      {.name = "net.port.limits", .ids = {4}, .operation = Operation::kDelete},
+      {.name = "net.port.mtu", .value = "9000", .ids = {4}}};
+  EXPECT_EQ(Subtree(elements), "fault OP_FAILED: rate") << "no rate is set";
+  EXPECT_THAT(app_.calls(), ElementsAre("delete net.port.limits.rate ids=[4] value=0"));
+  elements[0].error_option = ErrorOption::kContinue;
+  EXPECT_EQ(Subtree(elements), "fault OP_FAILED: rate");
+  EXPECT_THAT(app_.calls(), ElementsAre("delete net.port.limits.rate ids=[4] value=0",
+                                        "exe_cmd net.port ids=[4] src=0 op=3 2=9000"))
+      << "with continue-on-error the container's failures are passed over";
+  ASSERT_EQ(Subtree({{.name = "net.port.limits.rate", .value = "5", .ids = {4}}}), "ok 0");
+  elements[0].error_option = ErrorOption::kUnset;
+  EXPECT_EQ(Subtree(elements), "ok 4");
+}
+
 TEST_F(EditTest, SdnDeletesWhatSdnCreated) {
   ASSERT_TRUE(
       device_.Call(EditEntry({KeyElement("net.user.name", "sdn")}, false, NC_DM_DATASTORE_SDN))
@@ -371,6 +388,27 @@ TEST_F(EditTest, SdnDeletesWhatSdnCreated) {
   EXPECT_THAT(app_.calls(),
               ElementsAre("delete net.user.name ids=[" + IdText("net.user", "sdn") + "] value="));
   EXPECT_EQ(Read("net.user.name").size(), 1U);
+}
+
+// What the command line holds for good is not SDN's, though SDN has edited it.
+TEST_F(EditTest, EntryOfTheCommandLineKeepsItsSource) {
+  const auto announce = [&](const char* name, std::int64_t id, nc_dm_node_src_t src) {
+    app_.PutEntry("net.user", {id}, name);
+    std::string path = "net.user." + std::to_string(id) + ".";
+    ASSERT_EQ(nc_dm_agent_cli_reg(path.data(), src), 0);
+  };
+  announce("passing", 8, NC_DM_NODE_SRC_CLI);
+  announce("lasting", 9, NC_DM_NODE_SRC_CLI_ALW);
+  ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
+  for (const char* name : {"passing", "lasting"}) {
+    ASSERT_TRUE(
+        device_.Call(EditEntry({KeyElement("net.user.name", name)}, false, NC_DM_DATASTORE_SDN))
+            .ok());
+  }
+  EXPECT_EQ(
+      Edit(EditSubtree({{.name = "net", .operation = Operation::kDelete}}, NC_DM_DATASTORE_SDN)),
+      "ok 0");
+  EXPECT_THAT(app_.calls(), ElementsAre("delete net.user.name ids=[8] value="));
 }
 
 TEST_F(EditTest, LongEditsTravelInManyMessages) {

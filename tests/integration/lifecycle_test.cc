@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -602,6 +603,38 @@ TEST_F(LifecycleTest, UnregisteringIsRefusedOnAnotherThread) {
   int result = 0;
   std::thread([&] { result = nc_dm_agent_unreg_all(CountFarewell); }).join();
   EXPECT_EQ(result, -1);
+  ExpectServes();
+}
+
+// ---- Other threads ----
+
+// An application that learns of its instances on another thread than that of the loop.
+TEST_F(LifecycleTest, InstancesAreAnnouncedFromAnotherThread) {
+  StartBoth();
+  constexpr int kRounds = 2000;
+  std::atomic<bool> done = false;
+  std::thread announcer([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      std::string path = "net.user." + std::to_string(100 + i % 50) + ".";
+      nc_dm_agent_reg(path.data());
+      if (i % 2 == 0) nc_dm_agent_unreg(path.data());
+      if (i % 100 == 0) {
+        nc_dm_agent_yang_attr_reg("device-net", NC_DM_YANG_ATTR_REVISION,
+                                  std::to_string(i).c_str());
+      }
+    }
+    done = true;
+  });
+  while (!done) {
+    ASSERT_TRUE(device_.Call(ReadValues({Everything("net")})).ok());
+    device_.agent().SkipTime();
+  }
+  announcer.join();
+  ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
+  // Every other one is there in the end, and the application's two.
+  EXPECT_EQ(g_nc_agent_dm.total_mobject, 25U + 2U);
+  EXPECT_EQ(device_.server().FindAgent(Device::kName)->registry.yang_attributes().back(),
+            (YangAttribute{NC_DM_YANG_ATTR_REVISION, "device-net", std::to_string(kRounds - 100)}));
   ExpectServes();
 }
 

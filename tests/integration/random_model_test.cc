@@ -53,7 +53,10 @@ class Generator {
     } else {
       request = Find();
     }
-    if (Chance(12)) request.datastore = NC_DM_DATASTORE_SDN;
+    if (Chance(12)) {
+      if (Chance(4)) request = WholeContainer();
+      request.datastore = NC_DM_DATASTORE_SDN;
+    }
     return request;
   }
 
@@ -77,7 +80,7 @@ class Generator {
           is_text ? std::vector{kRefusedText, kZeroText, kLockedText}
                   : std::vector{kRefusedNumber, kZeroNumber, kLockedNumber}));
     }
-    return is_text ? Word("n", 8) : std::to_string(1 + Below(6));
+    return is_text ? Word("n", leaf.depth <= 1 ? 24 : 8) : std::to_string(1 + Below(6));
   }
 
   std::string ValidValue(const Schema& leaf) {
@@ -233,6 +236,7 @@ class Generator {
       }
       return edit;
     }
+    if (leaf.kind == Schema::Kind::kContainer) return Edit(leaf, ids, op, {});
     return Edit(leaf, ids, op, Value(leaf, alone));
   }
 
@@ -251,9 +255,7 @@ class Generator {
       request.edits.push_back(SubtreeEdit(*leaf, ids, op, count == 1));
       if (is_together) {
         const Schema* sibling = OneOf(leaf->parent->children).get();
-        if (sibling->kind == Schema::Kind::kLeaf || sibling->kind == Schema::Kind::kLeafList) {
-          leaf = sibling;
-        }
+        if (sibling->kind != Schema::Kind::kList) leaf = sibling;
         if (Chance(30)) op = Operations();
       } else {
         leaf = OneOf(leaves_);
@@ -264,14 +266,21 @@ class Generator {
     return request;
   }
 
+  ModelRequest WholeContainer() {
+    Op op = Operations();
+    op.operation = Chance(80) ? Operation::kRemove : Operation::kMerge;
+    const Schema* container = model_->FindSchema(OneOf<std::string>({"net", "sys"}));
+    return {.kind = ModelRequest::Kind::kSubtree, .edits = {Edit(*container, {}, op, {})}};
+  }
+
   // Containers, lists, and names that are not there.
   EditElement OddEdit() {
     const Op op = Operations();
     const int kind = Below(100);
-    if (kind < 3) return Edit(*model_->FindSchema(OneOf<std::string>({"net", "sys"})), {}, op, {});
+    if (kind < 3) return WholeContainer().edits[0];
     if (kind < 45) {
       const Schema* container = model_->FindSchema(
-          OneOf<std::string>({"sys.clock", "sys.ntp", "net.user.prefs", "net.user.prefs"}));
+          OneOf<std::string>({"sys.clock", "sys.ntp", "net.user.prefs", "net.port.limits"}));
       return Edit(*container, IdsAround(container->EnclosingList()), op, {});
     }
     const Schema& leaf = *OneOf(leaves_);
@@ -385,7 +394,7 @@ class RandomModelTest : public testing::TestWithParam<unsigned> {
     value("sys.name", {}, "router");
     element("sys.ntp.server", {3}, "ntp", NC_DM_NODE_SRC_CLI);
     element("sys.dns", {9}, "dns", NC_DM_NODE_SRC_NONE);
-    entry("net.user", {1}, "root", NC_DM_NODE_SRC_CLI_ALW);
+    entry("net.user", {1}, "n0", NC_DM_NODE_SRC_CLI_ALW);
     value("net.user.uid", {1}, "0");
     element("net.user.group", {1, 5}, "wheel", NC_DM_NODE_SRC_NONE);
     entry("net.user.key", {1, 1}, "1", NC_DM_NODE_SRC_CLI);
