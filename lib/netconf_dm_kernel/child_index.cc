@@ -6,7 +6,7 @@
 namespace nc {
 namespace {
 
-constexpr size_t kFirstCapacity = 64;
+constexpr size_t kFirstCapacity = 16;
 
 // FNV-1a; 0 is kept for slots that were never used.
 uint32_t HashOf(const char* name) {

@@ -221,16 +221,17 @@ void Append(const Siblings& siblings, Node* node) {
       !IsOwn(*Cursor(siblings.list->prev))) {
     BreakAllChains(siblings.parent);
   }
-  // The index is made while the list is still short enough to be read at no cost.
-  const bool is_indexed = IndexOfLong(siblings) != nullptr;
+  // A list that instances make long gets its index while it can be read at no cost.
+  const bool is_indexed =
+      (IsInstance(*node) ? IndexOfLong(siblings) : CurrentIndex(siblings)) != nullptr;
   PushBack(siblings.list, &node->lst);
   if (is_indexed) Settle(siblings, Enter(siblings, node));
 }
 
-// May a new child that is in no chain become the mode node of the tree.
+// May a new child that is in no chain become the mode node of the tree: it is the only child of the
+// name.
 bool MayBecomeMode(const Siblings& siblings, const Tree& tree, const Node& node) {
-  return IsMode(node) && !IsBroken(tree) && !HasInstances(tree) && tree.data == nullptr &&
-         CountNamed(siblings, node.node_name) == 1;
+  return IsMode(node) && !IsBroken(tree) && CountNamed(siblings, node.node_name) == 1;
 }
 
 // A child that is in no chain was appended.
@@ -349,7 +350,9 @@ Node* FindInstance(const list_head* siblings, const char* name, nc_int64 instid)
   if (IsEmpty(siblings)) return nullptr;
   const Siblings where = SiblingsOf(siblings);
   const Tree* tree = FindInstanceTree(where.parent, name);
-  if (instid != 0 && tree != nullptr && tree->root_byid != nullptr && IsWhole(*tree, where)) {
+  // A leaf-list may have been registered with a number of its own.
+  if (tree != nullptr && tree->root_byid != nullptr && IsWhole(*tree, where) &&
+      ModeOf(*tree)->instid != instid) {
     const nc_dm_bin_tree_node_t* entry =
         nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, instid);
     auto* node = entry != nullptr ? static_cast<Node*>(entry->data) : nullptr;

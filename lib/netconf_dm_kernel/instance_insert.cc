@@ -21,7 +21,7 @@ using nc::instance_tree::LinkSubtree;
 using nc::instance_tree::Right;
 using nc::instance_tree::SizeOf;
 
-constexpr nc_int32 kMaxSizeForRoot = 1024;
+constexpr nc_int32 kMaxSizeForRoot = 128;
 
 // With these two factors one rotation, or two, always restore the balance after one insertion.
 constexpr int64_t kHeavier = 3;

@@ -1,5 +1,4 @@
-// Nodes come and go: instances as copies of their list's schema, and the removal of nodes of every
-// kind.
+// Creation of nodes as copies of a schema subtree: the instances of lists and leaf-lists.
 
 #include <cstddef>
 #include <cstdlib>
@@ -16,8 +15,6 @@ namespace {
 
 using Node = nc_dm_agent_node_t;
 using Tree = nc_dm_bin_tree_t;
-
-// ---- Creation ----
 
 bool AreArguments(const Node* parent_node, const Node* src_node, nc_int64 instid,
                   nc_dm_node_type_t node_type) {
@@ -85,10 +82,6 @@ bool EnterInHashTable(Node* node, const Node& mode) {
   return true;
 }
 
-void InsertEntry(Tree* tree, nc_dm_bin_tree_node_t* entry) {
-  if (!nc::InsertInstance(tree, entry)) nc::BreakChain(tree);  // the id is there already
-}
-
 bool EnterInTree(Node* node, Tree* tree) {
   node->instid_btree_node = nc_dm_agent_create_bin_tree_node(node, node->instid);
   if (node->instid_btree_node == nullptr) {
@@ -96,7 +89,8 @@ bool EnterInTree(Node* node, Tree* tree) {
                     node->node_name, nc::LongLong(node->instid));
     return false;
   }
-  InsertEntry(tree, node->instid_btree_node);
+  const bool is_new = nc::InsertInstance(tree, node->instid_btree_node);
+  if (!is_new) nc::BreakChain(tree);
   return true;
 }
 
@@ -140,12 +134,33 @@ bool LinkAndIndex(Node* node, Node* src_node) {
   return !nc::IsMode(*node) || IndexMode(node, *src_node);
 }
 
-// Copies the schema below `src_node`; its instances are no part of that. False, and the node is
+// What the copies of a schema subtree take.
+size_t SizeOfCopies(const Node& src_node) {
+  size_t size = nc::NodeRoom::SizeFor(src_node.node_name);
+  for (const Node& child : nc::Records<Node>(&src_node.sub_lst)) {
+    if (nc::IsSchema(child)) size += SizeOfCopies(child);
+  }
+  return size;
+}
+
+// A node to be made.
+struct Copy {
+  Node* parent;
+  Node* source;
+  nc_int64 instid;
+  nc_dm_node_type_t node_type;
+  nc_dm_node_src_t src;
+};
+
+Node* Create(const Copy& copy, nc::NodeRoom* room);
+
+// Copies the schema below the source; its instances are no part of that. False, and the node is
 // gone, when a copy fails.
-bool CopySchemaChildren(Node* node, const Node& src_node) {
-  for (Node& child : nc::Records<Node>(&src_node.sub_lst)) {
+bool CopySchemaChildren(Node* node, const Node& source, nc::NodeRoom* room) {
+  for (Node& child : nc::Records<Node>(&source.sub_lst)) {
     if (!nc::IsSchema(child)) continue;
-    if (nc_dm_agent_create_node(node, &child, 0, child.node_type, node->src) != nullptr) continue;
+    NC_DM_LOG_INFO("Create an new object node '%s'.\n", child.node_name);
+    if (Create({node, &child, 0, child.node_type, node->src}, room) != nullptr) continue;
     NC_DM_LOG_ERROR("Failed to create node '%s'!\n", child.node_name);
     nc_dm_agent_unreg_nodes(node);
     return false;
@@ -153,36 +168,22 @@ bool CopySchemaChildren(Node* node, const Node& src_node) {
   return true;
 }
 
-// ---- Removal ----
-
-void Uncount(const Node& node) {
-  if (uint32_t* counter = nc::CounterOf(node.node_type)) {
-    --*counter;
-  } else {
-    NC_DM_LOG_ERROR("Unknown node type.\n");
+Node* Create(const Copy& copy, nc::NodeRoom* room) {
+  Node* node = room->Make(copy.source->node_name);
+  node->parent = copy.parent;
+  node->instid = copy.instid;
+  node->node_type = copy.node_type;
+  node->src = copy.src;
+  nc::CopyAttributes(*copy.source, node);
+  if (node->node_type == NC_DM_NODE_TYPE_LEAF || node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
+    nc::OfferExeCmd(copy.parent, *copy.source);
   }
-  --g_nc_agent_dm.total_node;
-}
-
-// The tree that UnlinkChild found, or the complaint of a search that could not be made.
-Tree* TreeOf(const Node& node, Tree* found) {
-  return node.parent != nullptr ? found : nc_dm_agent_get_bin_tree(nullptr, node.node_name);
-}
-
-void LeaveHashTable(const Node& node, Tree* found) {
-  const Tree* tree = TreeOf(node, found);
-  if (tree == nullptr || tree->data == nullptr) return;
-  const auto* mode = static_cast<const Node*>(tree->data);
-  nc_dm_agent_delete_mode_node_inst_from_hash_tab(mode->hash_tab, node.instid);
-}
-
-void LeaveTree(const Node& node, Tree* found) {
-  Tree* tree = TreeOf(node, found);
-  nc_dm_bin_tree_node_t* entry = node.instid_btree_node;
-  const bool is_root = tree != nullptr && tree->root_byid == entry;
-  nc_dm_bin_tree_node_t* replacement = nc_dm_agent_delete_bin_tree_node(entry);
-  if (is_root) tree->root_byid = replacement;
-  nc_dm_agent_free_bin_tree_node(entry);
+  if (!nc::CountNode(*node)) {
+    nc::FreeNode(node);
+    return nullptr;
+  }
+  if (!LinkAndIndex(node, copy.source)) return nullptr;
+  return CopySchemaChildren(node, *copy.source, room) ? node : nullptr;
 }
 
 }  // namespace
@@ -192,55 +193,7 @@ nc_dm_agent_node_t* nc_dm_agent_create_node(nc_dm_agent_node_t* parent_node,
                                             nc_dm_node_type_t node_type, nc_dm_node_src_t src) {
   if (!AreArguments(parent_node, src_node, instid, node_type)) return nullptr;
   NC_DM_LOG_INFO("Create an new object node '%s'.\n", src_node->node_name);
-  nc::NodePtr created = nc::NewNode(src_node->node_name);
-  if (created == nullptr) return nullptr;
-  created->parent = parent_node;
-  created->instid = instid;
-  created->node_type = node_type;
-  created->src = src;
-  nc::CopyAttributes(*src_node, created.get());
-  if (node_type == NC_DM_NODE_TYPE_LEAF || node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
-    nc::OfferExeCmd(parent_node, *src_node);
-  }
-  if (!nc::CountNode(*created)) return nullptr;
-
-  Node* node = created.release();
-  if (!LinkAndIndex(node, src_node) || !CopySchemaChildren(node, *src_node)) return nullptr;
-  return node;
-}
-
-void nc_dm_agent_unreg_node(nc_dm_agent_node_t* dm_node) {
-  if (dm_node == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return;
-  }
-  NC_DM_LOG_INFO("Delete node, node name:%s\n", dm_node->node_name);
-  Tree* tree = nc::UnlinkChild(dm_node);
-  Uncount(*dm_node);
-  if (nc::IsInstance(*dm_node)) LeaveHashTable(*dm_node, tree);
-  nc_dm_agent_delete_mode_node_hash_tab_all_entries(dm_node->hash_tab);
-  free(dm_node->hash_tab);
-  if (dm_node->instid_btree_node != nullptr) LeaveTree(*dm_node, tree);
-  nc_dm_agent_free_bin_tree_list(&dm_node->btree_lst);
-  nc::ReleaseShortcuts(dm_node);
-  nc::FreeNode(dm_node);
-}
-
-void nc_dm_agent_unreg_nodes(nc_dm_agent_node_t* curr_node) {
-  if (curr_node == nullptr) {
-    NC_DM_LOG_ERROR("The curr_node input is invalid!\n");
-    return;
-  }
-  for (Node& child : nc::RecordsSafely<Node>(&curr_node->sub_lst)) nc_dm_agent_unreg_nodes(&child);
-  nc_dm_agent_unreg_node(curr_node);
-}
-
-void nc_dm_agent_unreg_parent(nc_dm_agent_node_t* curr_node) {
-  if (curr_node == nullptr) NC_DM_LOG_INFO("The curr_node input is null!\n");
-  Node* node = curr_node;
-  while (node != nullptr && nc::IsEmpty(&node->sub_lst)) {
-    Node* parent = node->parent;
-    nc_dm_agent_unreg_node(node);
-    node = parent;
-  }
+  nc::NodeRoom room(SizeOfCopies(*src_node));
+  if (!room) return nullptr;
+  return Create({parent_node, src_node, instid, node_type, src}, &room);
 }

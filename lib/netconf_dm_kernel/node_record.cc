@@ -3,51 +3,110 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <new>
 
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
+
 namespace nc {
 
-void FreeNode(nc_dm_agent_node_t* node) {
-  if (!IsOwn(*node)) free(node->node_name);
-  free(node);
+struct NodeBlock {
+  size_t nodes;  // that still live
+};
+
+namespace {
+
+// In front of each node.
+struct Prefix {
+  NodeBlock* block;
+};
+
+constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
+static_assert(sizeof(NodeBlock) % kAlignment == 0 && sizeof(Prefix) % kAlignment == 0);
+
+NodeBlock* BlockOf(nc_dm_agent_node_t* node) {
+  return (reinterpret_cast<Prefix*>(node) - 1)->block;
 }
 
-NodePtr NewNode(const char* name) {
-  const size_t name_size = strlen(name) + 1;
-  void* memory = malloc(sizeof(nc_dm_agent_node_t) + name_size);
-  if (memory == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
-    return nullptr;
-  }
-  NodePtr node(new (memory) nc_dm_agent_node_t{});
-  node->node_name = reinterpret_cast<char*>(node.get() + 1);
-  memcpy(node->node_name, name, name_size);
-  for (list_head* list :
-       {&node->lst, &node->key_lst, &node->btree_lst, &node->sub_lst, &node->sub_key_lst}) {
-    InitList(list);
-  }
+// The memory of a node that is gone belongs to its block, but nobody may touch it.
+void Seal([[maybe_unused]] nc_dm_agent_node_t* node) {
+#if defined(__SANITIZE_ADDRESS__)
+  ASAN_POISON_MEMORY_REGION(node, sizeof(*node));
+#endif
+}
+
+// By kind of node.
+constexpr uint32_t nc_dm_t::*kCounters[] = {
+    nullptr,
+    &nc_dm_t::total_leaf,
+    &nc_dm_t::total_mleaf,
+    &nc_dm_t::total_mlfmode,
+    &nc_dm_t::total_sobject,
+    &nc_dm_t::total_mobject,
+    &nc_dm_t::total_mmode,
+};
+
+uint32_t* CounterOf(const nc_dm_agent_node_t& node) {
+  const auto kind = static_cast<size_t>(node.node_type);
+  if (kind == 0 || kind >= std::size(kCounters)) return nullptr;
+  return &(g_nc_agent_dm.*kCounters[kind]);
+}
+
+}  // namespace
+
+// ---- Memory ----
+
+size_t NodeRoom::SizeFor(std::string_view name) {
+  const size_t size = sizeof(Prefix) + sizeof(nc_dm_agent_node_t) + name.size() + 1;
+  return (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+// Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
+NodeRoom::NodeRoom(size_t size)
+    : block_(static_cast<NodeBlock*>(calloc(1, sizeof(NodeBlock) + size))),
+      next_(reinterpret_cast<char*>(block_ + 1)) {
+  if (block_ == nullptr) NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
+}
+
+nc_dm_agent_node_t* NodeRoom::Make(std::string_view name) {
+  auto* prefix = reinterpret_cast<Prefix*>(next_);
+  prefix->block = block_;
+  auto* node = reinterpret_cast<nc_dm_agent_node_t*>(prefix + 1);
+  node->node_name = reinterpret_cast<char*>(node + 1);
+  memcpy(node->node_name, name.data(), name.size());
+  InitList(&node->lst);
+  InitList(&node->key_lst);
+  InitList(&node->btree_lst);
+  InitList(&node->sub_lst);
+  InitList(&node->sub_key_lst);
+  next_ += SizeFor(name);
+  ++block_->nodes;
   return node;
 }
 
-uint32_t* CounterOf(nc_dm_node_type_t node_type) {
-  static uint32_t* const counters[] = {
-      nullptr,
-      &g_nc_agent_dm.total_leaf,
-      &g_nc_agent_dm.total_mleaf,
-      &g_nc_agent_dm.total_mlfmode,
-      &g_nc_agent_dm.total_sobject,
-      &g_nc_agent_dm.total_mobject,
-      &g_nc_agent_dm.total_mmode,
-  };
-  const auto kind = static_cast<size_t>(node_type);
-  return kind < std::size(counters) ? counters[kind] : nullptr;
+nc_dm_agent_node_t* NewNode(std::string_view name) {
+  NodeRoom room(NodeRoom::SizeFor(name));
+  return room ? room.Make(name) : nullptr;
 }
 
+void FreeNode(nc_dm_agent_node_t* node) {
+  if (!IsOwn(*node)) {
+    free(node->node_name);
+    free(node);
+    return;
+  }
+  NodeBlock* block = BlockOf(node);
+  Seal(node);
+  if (--block->nodes == 0) free(block);
+}
+
+// ---- Counters ----
+
 bool CountNode(const nc_dm_agent_node_t& node) {
-  uint32_t* counter = CounterOf(node.node_type);
+  uint32_t* counter = CounterOf(node);
   if (counter == nullptr) {
     NC_DM_LOG_ERROR("Unknown node type!\n");
     return false;
@@ -56,6 +115,17 @@ bool CountNode(const nc_dm_agent_node_t& node) {
   ++g_nc_agent_dm.total_node;
   return true;
 }
+
+void UncountNode(const nc_dm_agent_node_t& node) {
+  if (uint32_t* counter = CounterOf(node)) {
+    --*counter;
+  } else {
+    NC_DM_LOG_ERROR("Unknown node type.\n");
+  }
+  --g_nc_agent_dm.total_node;
+}
+
+// ---- Attributes ----
 
 void CopyAttributes(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* node) {
   node->val_type = source.val_type;

@@ -1,40 +1,68 @@
 // The node record itself: its memory and its place in the tree's counters.
 //
-// A node and its name are one allocation, the name right behind the record: short names then cost
-// no memory of their own, and a comparison of names stays near the record. A node that somebody
-// else built has its name elsewhere, which also tells it apart.
+// A node and its name are one piece of memory, the name right behind the record, and the nodes that
+// are made together, an instance and the copies of the schema below it, are one block. So an entry
+// of a list costs one allocation, however many leaves it has, and lies together. The block goes
+// with its last node.
+//
+// A node that somebody else built has its name elsewhere, which tells it apart.
 #ifndef NETCONF_DM_KERNEL_NODE_RECORD_H_
 #define NETCONF_DM_KERNEL_NODE_RECORD_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <string_view>
 
 #include "netconf_dm_kernel.h"
 
 namespace nc {
 
-// Was the node made by NewNode.
+// ---- Memory ----
+
+struct NodeBlock;
+
+// Room for nodes that are made together.
+class NodeRoom {
+ public:
+  // What a node of that name takes.
+  static size_t SizeFor(std::string_view name);
+
+  // Room of the sum of such sizes; without any when memory is short, which is logged. Once it has
+  // given a node, it belongs to its nodes.
+  explicit NodeRoom(size_t size);
+  NodeRoom(const NodeRoom&) = delete;
+  NodeRoom& operator=(const NodeRoom&) = delete;
+
+  explicit operator bool() const { return block_ != nullptr; }
+
+  // A zeroed node with that name and empty lists.
+  nc_dm_agent_node_t* Make(std::string_view name);
+
+ private:
+  NodeBlock* block_;
+  char* next_;
+};
+
+// A node on its own, or null.
+nc_dm_agent_node_t* NewNode(std::string_view name);
+
+// Frees the record and its name; not its children and what is in its indexes.
+void FreeNode(nc_dm_agent_node_t* node);
+
+// Was the node made here.
 inline bool IsOwn(const nc_dm_agent_node_t& node) {
   return node.node_name == reinterpret_cast<const char*>(&node + 1);
 }
 
-// Frees the record, its name and what only the record refers to; not its children and what is in
-// its indexes.
-void FreeNode(nc_dm_agent_node_t* node);
+// ---- Counters ----
 
-struct NodeDeleter {
-  void operator()(nc_dm_agent_node_t* node) const { FreeNode(node); }
-};
-using NodePtr = std::unique_ptr<nc_dm_agent_node_t, NodeDeleter>;
-
-// A zeroed node with that name and empty lists; or null, which is logged.
-NodePtr NewNode(const char* name);
-
-// The tree's counter of a kind of node, or null for an unknown kind.
-uint32_t* CounterOf(nc_dm_node_type_t node_type);
-
-// Adds a new node to the counters. False for an unknown kind, which is logged.
+// Adds a new node to the tree's counters. False for an unknown kind, which is logged.
 bool CountNode(const nc_dm_agent_node_t& node);
+
+// Takes a node that is removed off them.
+void UncountNode(const nc_dm_agent_node_t& node);
+
+// ---- Attributes ----
 
 // What a registration says of a leaf, and a schema node of its copies.
 void CopyAttributes(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* node);

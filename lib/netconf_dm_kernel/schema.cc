@@ -77,13 +77,14 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
   }
   const char* name = path_nodes->nodes[path_nodes->match_cnt - 1];
   NC_DM_LOG_INFO("Register node:%s\n", name);
-  nc::NodePtr created = nc::NewNode(name);
-  if (created == nullptr) return -1;
-  created->parent = parent;
-  if (!TakeObjectKind(path_nodes, created.get())) TakeLeafAttributes(*dm_reg, created.get());
-  if (!nc::CountNode(*created)) return -1;
-
-  Node* node = created.release();
+  Node* node = nc::NewNode(name);
+  if (node == nullptr) return -1;
+  node->parent = parent;
+  if (!TakeObjectKind(path_nodes, node)) TakeLeafAttributes(*dm_reg, node);
+  if (!nc::CountNode(*node)) {
+    nc::FreeNode(node);
+    return -1;
+  }
   nc::LinkChild(head, node);
   if (parent != nullptr && nc::IsKeyLeaf(*node)) {
     nc::PushBack(&parent->sub_key_lst, &node->key_lst);

@@ -18,7 +18,7 @@
 namespace ncdm_test {
 namespace {
 
-constexpr size_t kSmall = 1024;
+constexpr size_t kSmall = 128;
 constexpr int kMaxDepth = 36;
 
 class InstanceInsertTest : public InstanceTreeTest, public testing::WithParamInterface<IdShape> {

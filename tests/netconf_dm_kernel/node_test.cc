@@ -1,0 +1,734 @@
+#include <algorithm>
+
+#include "netconf_dm_kernel/tree_fixture.h"
+#include "support/failing_alloc.h"
+
+namespace ncdm_test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+class NodeTest : public LoggedTreeTest {
+ protected:
+  static nc_dm_bin_tree_node_t* EntryOf(Node* parent, const char* name, nc_int64 id) {
+    Tree* tree = TreeOf(parent, name);
+    if (tree == nullptr || tree->root_byid == nullptr) return nullptr;
+    return nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, id);
+  }
+
+  static Node* InTable(const Node* mode, nc_int64 id) {
+    return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode->hash_tab, id);
+  }
+};
+
+// ---- Arguments ----
+
+TEST_F(NodeTest, RefusesBadArguments) {
+  Register("a.b.{i}.c");
+  LogCapture::Get().Clear();
+  const Counters before = CountersNow();
+  Node* a = At("a");
+  Node* b = At("a.b");
+  const auto entry = NC_DM_NODE_TYPE_MULT_OBJECT;
+  const auto none = NC_DM_NODE_SRC_NONE;
+  EXPECT_EQ(nc_dm_agent_create_node(nullptr, b, 1, entry, none), nullptr);
+  EXPECT_EQ(nc_dm_agent_create_node(a, nullptr, 1, entry, none), nullptr);
+  EXPECT_EQ(nc_dm_agent_create_node(a, b, -1, entry, none), nullptr);
+  EXPECT_EQ(nc_dm_agent_create_node(a, b, 0, entry, none), nullptr);
+  EXPECT_EQ(nc_dm_agent_create_node(a, b, 0, NC_DM_NODE_TYPE_MULT_LEAF, none), nullptr);
+  EXPECT_EQ(nc_dm_agent_create_node(nullptr, nullptr, -1, entry, none), nullptr);
+  EXPECT_THAT(LogTexts(),
+              ElementsAre(Error("The parent node input is null!\n"),
+                          Error("The source node input is null!\n"),
+                          Error("The instance id input is invalid!\n"),
+                          Error("The mult-object or mult-leaf instance id input is 0!\n"),
+                          Error("The mult-object or mult-leaf instance id input is 0!\n"),
+                          Error("The parent node input is null!\n")));
+  EXPECT_EQ(CountersNow(), before);
+  EXPECT_EQ(Children(a).size(), 1U);
+}
+
+TEST_F(NodeTest, UnknownKind) {
+  Register("a.b.{i}.c");
+  LogCapture::Get().Clear();
+  const Counters before = CountersNow();
+  for (const int kind : {0, 7}) {
+    EXPECT_EQ(nc_dm_agent_create_node(At("a"), At("a.b"), 1, static_cast<nc_dm_node_type_t>(kind),
+                                      NC_DM_NODE_SRC_NONE),
+              nullptr);
+  }
+  EXPECT_THAT(Errors(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
+  EXPECT_EQ(CountersNow(), before);
+  EXPECT_EQ(Children(At("a")).size(), 1U);
+}
+
+// ---- Entries ----
+
+TEST_F(NodeTest, EntryIsACopyOfItsList) {
+  Register("a.b.{i}.k", NC_DM_FLAG_KEY);
+  Register("a.b.{i}.x");
+  Register("a.b.{i}.c.{i}.y");
+  Register("a.b.{i}.o.z");
+  Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
+  Node* b = At("a.b");
+  Node* entry =
+      nc_dm_agent_create_node(At("a"), b, 7, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_CLI);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->parent, At("a"));
+  EXPECT_EQ(entry->instid, 7);
+  EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.b:list", "a.b.7:entry"));
+  EXPECT_THAT(Describe(Children(entry)), ElementsAre("a.b.7.k:leaf", "a.b.7.x:leaf", "a.b.7.c:list",
+                                                     "a.b.7.o:container", "a.b.7.ll:leaf-list"));
+  EXPECT_THAT(Describe(Children(At("a.b.7.c"))), ElementsAre("a.b.7.c.y:leaf"));
+  EXPECT_THAT(Describe(Children(At("a.b.7.o"))), ElementsAre("a.b.7.o.z:leaf"));
+  EXPECT_THAT(KeyChildren(entry), ElementsAre(At("a.b.7.k")));
+  Visit(&entry->sub_lst, [](const Node* node) {
+    EXPECT_EQ(node->src, NC_DM_NODE_SRC_CLI) << PathOf(node);
+    EXPECT_EQ(node->instid, 0) << PathOf(node);
+  });
+  EXPECT_EQ(entry->src, NC_DM_NODE_SRC_CLI);
+
+  ASSERT_NE(TreeOf(At("a"), "b"), nullptr);
+  EXPECT_EQ(TreeOf(At("a"), "b")->data, b);
+  EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, entry->instid_btree_node);
+  EXPECT_EQ(entry->instid_btree_node->data, entry);
+  EXPECT_EQ(entry->instid_btree_node->id, 7);
+  // Nested lists and leaf-lists of the entry have instance trees of their own.
+  ASSERT_EQ(Trees(entry).size(), 2U);
+  EXPECT_EQ(TreeOf(entry, "c")->data, At("a.b.7.c"));
+  EXPECT_EQ(TreeOf(entry, "c")->root_byid, nullptr);
+  EXPECT_EQ(TreeOf(entry, "ll")->data, At("a.b.7.ll"));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(NodeTest, AttributesAreTheSources) {
+  Node leaf = Template(NC_DM_FLAG_KEY_SETTABLE | 32);
+  leaf.index = 5;
+  leaf.val_type = NC_DM_VAL_TYPE_SHORT;
+  leaf.set = SetA;
+  leaf.get = GetA;
+  leaf.create = CreateA;
+  leaf.NC_DM_DELETE = DeleteA;
+  leaf.get_attr = GetAttrA;
+  leaf.exe_cmd = ExeCmdA;
+  ASSERT_EQ(RegisterPath("a.b.{i}.k", leaf), 0);
+  Node* entry = Create(At("a"), "b", 3);
+  const Node* k = At("a.b.3.k");
+  EXPECT_EQ(k->flag, NC_DM_FLAG_KEY_SETTABLE | 32);
+  EXPECT_EQ(k->index, 5);
+  EXPECT_EQ(k->val_type, NC_DM_VAL_TYPE_SHORT);
+  EXPECT_EQ(k->set, SetA);
+  EXPECT_EQ(k->get, GetA);
+  EXPECT_EQ(entry->create, CreateA);
+  EXPECT_EQ(entry->NC_DM_DELETE, DeleteA);
+  EXPECT_EQ(entry->get_attr, GetAttrA);
+  EXPECT_EQ(entry->exe_cmd, ExeCmdA);
+  EXPECT_EQ(entry->set, nullptr);
+  EXPECT_EQ(entry->padb, nullptr);
+  EXPECT_EQ(entry->dm_path, nullptr);
+  EXPECT_EQ(entry->hash_tab, nullptr);
+}
+
+TEST_F(NodeTest, CallbacksPassToAParentThatHasNone) {
+  Register("a.b.{i}.c");
+  Node leaf = Template(NC_DM_FLAG_KEY);
+  leaf.exe_cmd = ExeCmdB;
+  leaf.create = CreateB;
+  leaf.NC_DM_DELETE = DeleteB;
+  leaf.get_attr = GetAttrB;
+  ASSERT_EQ(RegisterPath("z.k", leaf), 0);
+  Node* parent = At("a");
+  Node* k = At("z.k");
+  // A copy that is no leaf passes nothing on.
+  Node* object =
+      nc_dm_agent_create_node(parent, k, 0, NC_DM_NODE_TYPE_SINGLE_OBJECT, NC_DM_NODE_SRC_NONE);
+  ASSERT_NE(object, nullptr);
+  EXPECT_EQ(parent->exe_cmd, nullptr);
+  EXPECT_EQ(parent->create, nullptr);
+  nc_dm_agent_unreg_nodes(object);
+  // An element passes exe_cmd on.
+  ASSERT_NE(nc_dm_agent_create_node(parent, k, 4, NC_DM_NODE_TYPE_MULT_LEAF, NC_DM_NODE_SRC_NONE),
+            nullptr);
+  EXPECT_EQ(parent->exe_cmd, ExeCmdB);
+  EXPECT_EQ(parent->create, nullptr);
+  EXPECT_THAT(KeyChildren(parent), IsEmpty());
+  // A key leaf passes all on, and an exe_cmd that is there stays.
+  parent->exe_cmd = ExeCmdA;
+  ASSERT_NE(nc_dm_agent_create_node(parent, k, 0, NC_DM_NODE_TYPE_LEAF, NC_DM_NODE_SRC_NONE),
+            nullptr);
+  EXPECT_EQ(parent->exe_cmd, ExeCmdA);
+  EXPECT_EQ(parent->create, CreateB);
+  EXPECT_EQ(parent->NC_DM_DELETE, DeleteB);
+  EXPECT_EQ(parent->get_attr, GetAttrB);
+  EXPECT_EQ(KeyChildren(parent).size(), 1U);
+}
+
+TEST_F(NodeTest, InstancesOfTheSourceAreNotCopied) {
+  Register("a.b.{i}.c.{i}.d");
+  Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
+  Node* b = At("a.b");
+  ASSERT_NE(Create(b, "c", 4), nullptr);
+  ASSERT_NE(Create(b, "ll", 5), nullptr);
+  Node* entry = Create(At("a"), "b", 1);
+  EXPECT_THAT(Describe(Children(entry)), ElementsAre("a.b.1.c:list", "a.b.1.ll:leaf-list"));
+}
+
+TEST_F(NodeTest, InstancesKeepTheOrderOfCreation) {
+  Register("a.b.{i}.c");
+  for (const nc_int64 id : {50, 7, 100, 1}) ASSERT_NE(Create(At("a"), "b", id), nullptr);
+  EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.b:list", "a.b.50:entry", "a.b.7:entry",
+                                                       "a.b.100:entry", "a.b.1:entry"));
+  for (const nc_int64 id : {50, 7, 100, 1}) {
+    ASSERT_NE(EntryOf(At("a"), "b", id), nullptr) << id;
+    EXPECT_EQ(EntryOf(At("a"), "b", id)->data, At("a.b." + std::to_string(id)));
+  }
+  EXPECT_EQ(EntryOf(At("a"), "b", 2), nullptr);
+}
+
+TEST_F(NodeTest, RisingIdsKeepTheTreeBalanced) {
+  g_nc_dm_agent_dbg = 0;
+  Register("a.b.{i}.c");
+  Node* a = At("a");
+  Node* b = At("a.b");
+  for (nc_int64 id = 1; id <= 5000; ++id) {
+    ASSERT_NE(nc_dm_agent_create_node(a, b, id, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+              nullptr);
+    const nc_dm_bin_tree_node_t* root = TreeOf(a, "b")->root_byid;
+    ASSERT_EQ(root->parent, nullptr);
+    ASSERT_EQ(root->left_cnt + root->right_cnt + 1, id);
+    // As flat as can be while that is cheap, and flat enough beyond.
+    if (id <= 100) {
+      ASSERT_LE(std::abs(root->left_cnt - root->right_cnt), 1) << id;
+    } else {
+      ASSERT_LE(std::max(root->left_cnt, root->right_cnt),
+                3 * std::min(root->left_cnt, root->right_cnt) + 3)
+          << id;
+    }
+  }
+}
+
+TEST_F(NodeTest, SameIdTwiceIsANodeWithoutAPlaceInTheTree) {
+  Register("a.b.{i}.c");
+  Node* first = Create(At("a"), "b", 5);
+  Node* second = Create(At("a"), "b", 5);
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(EntryOf(At("a"), "b", 5)->data, first);
+  EXPECT_EQ(Children(At("a")).size(), 3U);
+  nc_dm_agent_unreg_nodes(second);
+  EXPECT_EQ(EntryOf(At("a"), "b", 5)->data, first);
+  second = Create(At("a"), "b", 5);
+  nc_dm_agent_unreg_nodes(first);
+  EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, nullptr);
+  EXPECT_TRUE(nc_dm_agent_has_inst_node(At("a"), second->node_name, 5));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(NodeTest, LargestId) {
+  Register("a.b.{i}.c");
+  ASSERT_NE(Create(At("a"), "b", INT64_MAX), nullptr);
+  EXPECT_NE(EntryOf(At("a"), "b", INT64_MAX), nullptr);
+}
+
+TEST_F(NodeTest, LongestName) {
+  const std::string name(64, 'n');
+  Register("a." + name + ".{i}.c");
+  ASSERT_NE(Create(At("a"), name.c_str(), 1), nullptr);
+  EXPECT_STREQ(At("a." + name + ".1")->node_name, name.c_str());
+}
+
+TEST_F(NodeTest, LogOfAnEntry) {
+  Register("a.b.{i}.c");
+  LogCapture::Get().Clear();
+  Create(At("a"), "b", 7);
+  EXPECT_THAT(LogTexts(), ElementsAre(Info("Create an new object node 'b'.\n"),
+                                      Info("Create binary tree node id: 7.\n"),
+                                      Info("Create an new object node 'c'.\n")));
+}
+
+TEST_F(NodeTest, ListsThreeDeep) {
+  Register("a.b.{i}.c.{i}.d.{i}.e");
+  Node* b3 = Create(At("a"), "b", 3);
+  Node* c3 = Create(b3, "c", 3);
+  Node* c4 = Create(b3, "c", 4);
+  Node* d9 = Create(c4, "d", 9);
+  EXPECT_EQ(PathOf(d9), "a.b.3.c.4.d.9");
+  EXPECT_NE(At("a.b.3.c.4.d.9.e"), nullptr);
+  EXPECT_EQ(At("a.b.3.c.3.d.9"), nullptr);
+  EXPECT_EQ(EntryOf(b3, "c", 3)->data, c3);
+  EXPECT_EQ(EntryOf(b3, "c", 4)->data, c4);
+  EXPECT_EQ(EntryOf(c4, "d", 9)->data, d9);
+  EXPECT_EQ(TreeOf(c3, "d")->root_byid, nullptr);
+  // Schema: a, b, c, d, e; b.3 adds c, d, e; each of two c adds d, e; d.9 adds e.
+  EXPECT_EQ(CountersNow(), (Counters{17, 4, 7, 1, 5, 0, 0}));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(NodeTest, Elements) {
+  Register("a.ll", NC_DM_FLAG_LEAF_LIST);
+  Register("a.x");
+  Node* four = Create(At("a"), "ll", 4);
+  Node* nine = Create(At("a"), "ll", 9);
+  EXPECT_THAT(Describe(Children(At("a"))),
+              ElementsAre("a.ll:leaf-list", "a.x:leaf", "a.ll.4:element", "a.ll.9:element"));
+  EXPECT_EQ(EntryOf(At("a"), "ll", 4)->data, four);
+  EXPECT_EQ(EntryOf(At("a"), "ll", 9)->data, nine);
+  // The index takes the mode node that its first instance was copied from.
+  EXPECT_EQ(TreeOf(At("a"), "ll")->data, At("a.ll"));
+  EXPECT_EQ(CountersNow(), (Counters{5, 0, 0, 1, 1, 2, 1}));
+}
+
+// ---- Hash tables ----
+
+TEST_F(NodeTest, HashedListHasNoTreeEntries) {
+  Register("a.b.{i}.c");
+  Node* b = At("a.b");
+  Hash(b);
+  Node* seven = Create(At("a"), "b", 7);
+  ASSERT_NE(seven, nullptr);
+  ASSERT_NE(b->hash_tab->table, nullptr);
+  EXPECT_EQ(seven->instid_btree_node, nullptr);
+  EXPECT_EQ(seven->hash_tab, nullptr);
+  EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, nullptr);
+  EXPECT_EQ(TreeOf(At("a"), "b")->data, b);
+  EXPECT_EQ(InTable(b, 7), seven);
+  const nc_dm_hash_tab_entry_t* buckets = b->hash_tab->table;
+  Create(At("a"), "b", 8);
+  EXPECT_EQ(b->hash_tab->table, buckets);
+}
+
+TEST_F(NodeTest, HashedLeafListIsFoundThroughTheTable) {
+  Register("a.ll", NC_DM_FLAG_LEAF_LIST);
+  Node* ll = At("a.ll");
+  Hash(ll);
+  Node* four = Create(At("a"), "ll", 4);
+  EXPECT_EQ(InTable(ll, 4), four);
+  EXPECT_EQ(four->instid_btree_node, nullptr);
+}
+
+TEST_F(NodeTest, HashedListInAHashedList) {
+  Register("a.b.{i}.c.{i}.d");
+  Hash(At("a.b"), 13);
+  Hash(At("a.b.c"), 12);
+  Node* three = Create(At("a"), "b", 3);
+  Node* four = Create(At("a"), "b", 4);
+  ASSERT_NE(three, nullptr);
+  const Node* copy = At("a.b.3.c");
+  ASSERT_NE(copy->hash_tab, nullptr);
+  EXPECT_NE(copy->hash_tab, At("a.b.c")->hash_tab);
+  EXPECT_EQ(copy->hash_tab->size_bits_num, 12U);
+  EXPECT_EQ(copy->hash_tab->table, nullptr);
+  Node* inner = Create(three, "c", 9);
+  EXPECT_EQ(InTable(copy, 9), inner);
+  EXPECT_EQ(At("a.b.4.c")->hash_tab->table, nullptr);
+  EXPECT_EQ(At("a.b.c")->hash_tab->table, nullptr);
+  EXPECT_EQ(InTable(At("a.b"), 4), four);
+}
+
+TEST_F(NodeTest, ListInAHashedListHasATree) {
+  Register("a.b.{i}.c.{i}.d");
+  Hash(At("a.b"));
+  Node* three = Create(At("a"), "b", 3);
+  Node* inner = Create(three, "c", 9);
+  EXPECT_EQ(EntryOf(three, "c", 9)->data, inner);
+  EXPECT_EQ(inner->instid_btree_node->data, inner);
+}
+
+TEST_F(NodeTest, ListThatIsHashedLaterKeepsItsTreeEntries) {
+  Register("a.b.{i}.c");
+  Node* one = Create(At("a"), "b", 1);
+  Hash(At("a.b"));
+  Node* two = Create(At("a"), "b", 2);
+  EXPECT_EQ(EntryOf(At("a"), "b", 1)->data, one);
+  EXPECT_EQ(EntryOf(At("a"), "b", 2), nullptr);
+  EXPECT_EQ(InTable(At("a.b"), 2), two);
+  nc_dm_agent_unreg_nodes(one);
+  nc_dm_agent_unreg_nodes(two);
+  EXPECT_EQ(InTable(At("a.b"), 2), nullptr);
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(NodeTest, HashedModeWithoutTable) {
+  Register("a.b.{i}.c");
+  At("a.b")->flag |= NC_DM_FLAG_HASH_TAB;
+  LogCapture::Get().Clear();
+  const Counters before = CountersNow();
+  EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
+  EXPECT_THAT(Errors(), ElementsAre("The mode node 'b' hash_tab is null!\n",
+                                    "The hash_tab input is null!\n"));
+  EXPECT_EQ(CountersNow(), before);
+  EXPECT_EQ(Children(At("a")).size(), 1U);
+}
+
+TEST_F(NodeTest, HashedModeOfNestedListWithoutTable) {
+  Register("a.b.{i}.x");
+  Register("a.b.{i}.c.{i}.d");
+  At("a.b.c")->flag |= NC_DM_FLAG_HASH_TAB;
+  LogCapture::Get().Clear();
+  const Counters before = CountersNow();
+  EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
+  EXPECT_THAT(Errors(),
+              ElementsAre("The source node 'c' hash_tab is null, can't create new node "
+                          "hash_tab!\n",
+                          "Failed to create node 'c'!\n", "The hash_tab input is null!\n"));
+  EXPECT_EQ(CountersNow(), before);
+  EXPECT_EQ(Children(At("a")).size(), 1U);
+  EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, nullptr);
+}
+
+TEST_F(NodeTest, TableOfImpossibleSize) {
+  Register("a.b.{i}.c");
+  Hash(At("a.b"), 32);
+  LogCapture::Get().Clear();
+  EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
+  EXPECT_THAT(Errors(), Contains("Failed to malloc mode node 'b' hash_tab->table!\n"));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+// ---- Short memory ----
+
+TEST_F(NodeTest, EveryAllocationFails) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  g_nc_dm_agent_dbg = 0;
+  Register("a.b.{i}.k", NC_DM_FLAG_KEY);
+  Register("a.b.{i}.c.{i}.d");
+  Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
+  Register("a.b.{i}.h.{i}.x");
+  Hash(At("a.b.h"));
+  const std::vector<std::string> schema = TreeText();
+  const Counters before = CountersNow();
+  Node* a = At("a");
+  Node* b = At("a.b");
+  // The block of its nodes, its place in the index, three nested trees with their names, a table.
+  const int allocations = WithEachAllocationFailing([&] {
+    Node* entry =
+        nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE);
+    if (entry != nullptr) {
+      nc_dm_agent_unreg_nodes(entry);
+    } else if (g_nc_agent_dm.total_mobject != 0) {
+      // An entry that found no memory for its place in the tree stays counted.
+      --g_nc_agent_dm.total_mobject;
+      --g_nc_agent_dm.total_node;
+    }
+    if (CountersNow() != before) abort();
+  });
+  EXPECT_EQ(allocations, 1 + 1 + 3 * 2 + 1);
+  EXPECT_EQ(TreeText(), schema);
+}
+
+TEST_F(NodeTest, NoMemoryForTheNode) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  Register("a.b.{i}.c");
+  const Counters before = CountersNow();
+  Node* a = At("a");
+  Node* b = At("a.b");
+  g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+  LogCapture::Get().Clear();
+  {
+    const FailingAlloc failing(0);
+    EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+              nullptr);
+  }
+  EXPECT_THAT(Errors(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
+  EXPECT_EQ(CountersNow(), before);
+}
+
+TEST_F(NodeTest, NoMemoryForTheTreeEntry) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  Register("a.b.{i}.c");
+  Counters before = CountersNow();
+  Node* a = At("a");
+  Node* b = At("a.b");
+  g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+  LogCapture::Get().Clear();
+  {
+    const FailingAlloc failing(1);
+    EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+              nullptr);
+  }
+  EXPECT_THAT(Errors(), ElementsAre("Failed to malloc binary tree node, id: 1.\n",
+                                    "Failed to create the instid_btree_node of node 'b' instid "
+                                    "1!\n",
+                                    "Delete the node 'b' instid 1!\n"));
+  EXPECT_EQ(Children(a).size(), 1U);
+  // The counters stay increased.
+  ++before[0];
+  ++before[1];
+  EXPECT_EQ(CountersNow(), before);
+  g_nc_agent_dm.total_node -= 1;
+  g_nc_agent_dm.total_mobject -= 1;
+}
+
+TEST_F(NodeTest, NoMemoryForTheInstanceTree) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  Register("a.ll", NC_DM_FLAG_LEAF_LIST);
+  Node* a = At("a");
+  Node* ll = At("a.ll");
+  for (const int successes : {1, 2}) {
+    g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+    LogCapture::Get().Clear();
+    Node* element = nullptr;
+    {
+      const FailingAlloc failing(successes);
+      element = nc_dm_agent_create_node(a, ll, 4, NC_DM_NODE_TYPE_MULT_LEAF, NC_DM_NODE_SRC_NONE);
+    }
+    ASSERT_NE(element, nullptr);
+    EXPECT_THAT(Errors(), ElementsAre("Failed to create the binary tree!\n"));
+    EXPECT_THAT(Trees(a), IsEmpty());
+    EXPECT_EQ(element->instid_btree_node, nullptr);
+    EXPECT_TRUE(nc_dm_agent_has_inst_node(a, ll->node_name, 4));
+    nc_dm_agent_unreg_nodes(element);
+    EXPECT_EQ(CountersNow(), CountedNodes());
+  }
+}
+
+TEST_F(NodeTest, NoMemoryForTheHashTable) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  Register("a.b.{i}.c.{i}.d");
+  Hash(At("a.b"));
+  Hash(At("a.b.c"));
+  Node* a = At("a");
+  Node* b = At("a.b");
+  const Counters before = CountersNow();
+  struct {
+    int successes;
+    const char* message;
+  } const cases[] = {
+      {1, "Failed to malloc mode node 'b' hash_tab->table!\n"},
+      {2, "Failed to insert the new node 'b' hash_tab->table!\n"},
+      // Behind the tree of c and its name:
+      {5, "Failed to malloc node 'c' hash_tab!\n"},
+  };
+  for (const auto& test : cases) {
+    if (b->hash_tab->table != nullptr) {
+      free(b->hash_tab->table);
+      b->hash_tab->table = nullptr;
+    }
+    g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+    LogCapture::Get().Clear();
+    {
+      const FailingAlloc failing(test.successes);
+      EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+                nullptr);
+    }
+    EXPECT_THAT(Errors(), Contains(test.message));
+    EXPECT_EQ(CountersNow(), before);
+    EXPECT_EQ(Children(a).size(), 1U);
+  }
+}
+
+// ---- Removal ----
+
+TEST_F(NodeTest, RemovalRefusesNull) {
+  nc_dm_agent_unreg_node(nullptr);
+  nc_dm_agent_unreg_nodes(nullptr);
+  nc_dm_agent_unreg_parent(nullptr);
+  EXPECT_THAT(LogTexts(), ElementsAre(Error("Input parameter is invalid!\n"),
+                                      Error("The curr_node input is invalid!\n"),
+                                      Info("The curr_node input is null!\n")));
+}
+
+TEST_F(NodeTest, LogOfRemovals) {
+  Register("a.b.{i}.c");
+  Create(At("a"), "b", 7);
+  LogCapture::Get().Clear();
+  nc_dm_agent_unreg_nodes(At("a.b.7"));
+  EXPECT_THAT(
+      LogTexts(),
+      ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
+                  Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
+                  Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 7.\n")));
+}
+
+TEST_F(NodeTest, LogOfAHashedInstancesRemoval) {
+  Register("a.b.{i}.c");
+  Hash(At("a.b"));
+  Create(At("a"), "b", 7);
+  LogCapture::Get().Clear();
+  nc_dm_agent_unreg_nodes(At("a.b.7"));
+  EXPECT_THAT(LogTexts(),
+              ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
+                          Info("Delete node, node name:b\n"),
+                          Info("Found dm_node instid:7 from hash table.\n"),
+                          Info("The hash_tab input is null.\n")));
+  EXPECT_EQ(InTable(At("a.b"), 7), nullptr);
+}
+
+TEST_F(NodeTest, RemovedNodeLeavesListsAndCounters) {
+  Register("a.l.{i}.k", NC_DM_FLAG_KEY);
+  Register("a.l.{i}.x");
+  Node* l = At("a.l");
+  nc_dm_agent_unreg_node(At("a.l.k"));
+  EXPECT_THAT(Describe(Children(l)), ElementsAre("a.l.x:leaf"));
+  EXPECT_THAT(KeyChildren(l), IsEmpty());
+  EXPECT_EQ(CountersNow(), (Counters{3, 0, 1, 1, 1, 0, 0}));
+}
+
+TEST_F(NodeTest, UnknownKindIsRemovedAllTheSame) {
+  Register("a.b");
+  Register("a.l.{i}.x");
+  Node* entry = Create(At("a"), "l", 1);
+  Create(At("a"), "l", 2);
+  for (Node* node : {At("a.b"), At("a.l.1.x"), entry}) {
+    const Counters before = CountersNow();
+    const std::string path = PathOf(node);
+    node->node_type = NC_DM_NODE_TYPE_MAX;
+    LogCapture::Get().Clear();
+    nc_dm_agent_unreg_node(node);
+    EXPECT_THAT(Errors(), ElementsAre("Unknown node type.\n")) << path;
+    Counters after = before;
+    --after[0];
+    EXPECT_EQ(CountersNow(), after);
+  }
+  EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.l:list", "a.l.2:entry"));
+  EXPECT_EQ(EntryOf(At("a"), "l", 1), nullptr);
+  EXPECT_EQ(EntryOf(At("a"), "l", 2)->data, At("a.l.2"));
+  EXPECT_NE(Create(At("a"), "l", 3), nullptr);
+  EXPECT_TRUE(nc_dm_agent_has_inst_node(At("a"), At("a.l")->node_name, 3));
+}
+
+TEST_F(NodeTest, RemovingTheRootInstanceLeavesItsReplacement) {
+  Register("a.b.{i}.c");
+  for (nc_int64 id = 1; id <= 7; ++id) Create(At("a"), "b", id);
+  Tree* tree = TreeOf(At("a"), "b");
+  for (int left = 6; left >= 0; --left) {
+    ASSERT_NE(tree->root_byid, nullptr);
+    nc_dm_agent_unreg_nodes(static_cast<Node*>(tree->root_byid->data));
+    for (const Node* node : Children(At("a"))) {
+      if (node->instid == 0) continue;
+      ASSERT_NE(EntryOf(At("a"), "b", node->instid), nullptr);
+      EXPECT_EQ(EntryOf(At("a"), "b", node->instid)->data, node);
+    }
+    EXPECT_EQ(tree->root_byid == nullptr, left == 0);
+  }
+}
+
+TEST_F(NodeTest, InstancesOutliveTheirModeNode) {
+  Register("a.b.{i}.c");
+  Register("a.ll", NC_DM_FLAG_LEAF_LIST);
+  Register("a.h.{i}.c");
+  Hash(At("a.h"));
+  for (const char* list : {"b", "ll", "h"}) {
+    Create(At("a"), list, 1);
+    Create(At("a"), list, 2);
+    nc_dm_agent_unreg_nodes(At(std::string("a.") + list));
+    EXPECT_EQ(TreeOf(At("a"), list)->data, nullptr);
+  }
+  EXPECT_EQ(CountersNow(), CountedNodes());
+  for (const char* path : {"a.b.1", "a.ll.2", "a.h.1", "a.h.2", "a.b.2", "a.ll.1"}) {
+    Node* node = At(path);
+    ASSERT_NE(node, nullptr) << path;
+    EXPECT_TRUE(nc_dm_agent_has_inst_node(At("a"), node->node_name, node->instid));
+    nc_dm_agent_unreg_nodes(node);
+    EXPECT_EQ(At(path), nullptr);
+  }
+  EXPECT_THAT(Children(At("a")), IsEmpty());
+  EXPECT_EQ(CountersNow(), (Counters{1, 0, 0, 1, 0, 0, 0}));
+}
+
+TEST_F(NodeTest, ListRegisteredAnewBehindItsInstances) {
+  Register("a.b.{i}.c");
+  Create(At("a"), "b", 1);
+  nc_dm_agent_unreg_nodes(At("a.b"));
+  Node* a = At("a");
+  // The path now leads to the instance, so the list itself is made by hand of the schema.
+  nc_dm_path_nodes_t path = Parsed("a.b.{i}.c");
+  path.match_cnt = 1;
+  Node leaf = Template();
+  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, a, &leaf), 0);
+  EXPECT_THAT(Describe(Children(a)), ElementsAre("a.b.1:entry", "a.b:list"));
+  EXPECT_EQ(TreeOf(a, "b")->data, At("a.b"));
+  Create(a, "b", 2);
+  EXPECT_EQ(EntryOf(a, "b", 1)->data, At("a.b.1"));
+  EXPECT_EQ(EntryOf(a, "b", 2)->data, At("a.b.2"));
+  char name[] = "b";
+  EXPECT_EQ(nc_dm_agent_search_mode_node(a, name), At("a.b"));
+}
+
+TEST_F(NodeTest, SubtreeGoesWithEverything) {
+  Register("a.b.{i}.c.{i}.d.{i}.e", NC_DM_FLAG_KEY);
+  Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
+  Hash(At("a.b.c"));
+  for (nc_int64 i = 1; i <= 3; ++i) {
+    Node* b = Create(At("a"), "b", i);
+    for (nc_int64 j = 1; j <= 3; ++j) {
+      Node* c = Create(b, "c", j);
+      for (nc_int64 k = 1; k <= 3; ++k) Create(c, "d", k);
+      Create(b, "ll", j);
+    }
+  }
+  EXPECT_EQ(CountersNow(), CountedNodes());
+  nc_dm_agent_unreg_nodes(At("a.b.2"));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+  nc_dm_agent_unreg_nodes(At("a.b.3.c.1"));
+  EXPECT_EQ(CountersNow(), CountedNodes());
+  EXPECT_NE(At("a.b.3.c.2.d.3.e"), nullptr);
+  nc_dm_agent_unreg_nodes(At("a"));
+  EXPECT_EQ(CountersNow(), Counters{});
+  EXPECT_THAT(Roots(), IsEmpty());
+}
+
+TEST_F(NodeTest, TopLevelEntryHasNoParentToAsk) {
+  Register("b.5.c");
+  LogCapture::Get().Clear();
+  nc_dm_agent_unreg_nodes(At("b.5"));
+  EXPECT_THAT(Errors(), ElementsAre("The node input is null!\n"));
+  EXPECT_EQ(CountersNow(), Counters{});
+}
+
+TEST_F(NodeTest, UnregParentStopsAtTheFirstAncestorWithChildren) {
+  Register("a.b.c.d");
+  Register("a.x");
+  nc_dm_agent_unreg_parent(At("a.b.c"));  // has a child
+  EXPECT_NE(At("a.b.c.d"), nullptr);
+  nc_dm_agent_unreg_parent(At("a.b.c.d"));
+  EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.x:leaf"));
+  EXPECT_EQ(CountersNow(), (Counters{2, 0, 0, 1, 1, 0, 0}));
+  nc_dm_agent_unreg_parent(At("a.x"));
+  EXPECT_THAT(Roots(), IsEmpty());
+  EXPECT_EQ(CountersNow(), Counters{});
+}
+
+TEST_F(NodeTest, UnregParentRemovesOnlyALeafWithSiblings) {
+  Register("a.b");
+  Register("a.c");
+  nc_dm_agent_unreg_parent(At("a.b"));
+  EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.c:leaf"));
+}
+
+TEST_F(NodeTest, HandMadeNodesAreReleased) {
+  Register("a.b.{i}.c");
+  Node* a = At("a");
+  Node* o = AddHandMade(a, "o", NC_DM_NODE_TYPE_SINGLE_OBJECT);
+  AddHandMade(o, "p", NC_DM_NODE_TYPE_LEAF);
+  Node* nine = AddHandMade(a, "b", NC_DM_NODE_TYPE_MULT_OBJECT, 9);
+  nine->instid_btree_node = nc_dm_agent_create_bin_tree_node(nine, 9);
+  TreeOf(a, "b")->root_byid = nine->instid_btree_node;
+  EXPECT_EQ(CountersNow(), CountedNodes());
+  EXPECT_NE(Create(a, "b", 10), nullptr);
+  EXPECT_EQ(EntryOf(a, "b", 9)->data, nine);
+  nc_dm_agent_unreg_nodes(nine);
+  EXPECT_EQ(EntryOf(a, "b", 9), nullptr);
+  EXPECT_EQ(EntryOf(a, "b", 10)->data, At("a.b.10"));
+  nc_dm_agent_unreg_nodes(a);
+  EXPECT_EQ(CountersNow(), Counters{});
+}
+
+TEST_F(NodeTest, InstanceOfAModeNodeFromElsewhere) {
+  Register("a.x");
+  Register("z.b.{i}.c");
+  Node* mode = At("z.b");
+  Node* entry =
+      nc_dm_agent_create_node(At("a"), mode, 3, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(EntryOf(At("a"), "b", 3)->data, entry);
+  // Nothing of the other branch is referred to: it may go first.
+  nc_dm_agent_unreg_nodes(At("z"));
+  nc_dm_agent_unreg_nodes(entry);
+  EXPECT_EQ(CountersNow(), (Counters{2, 0, 0, 1, 1, 0, 0}));
+}
+
+}  // namespace
+}  // namespace ncdm_test
