@@ -170,6 +170,7 @@ bool CopySchemaChildren(Node* node, const Node& source, nc::NodeRoom* room) {
 
 Node* Create(const Copy& copy, nc::NodeRoom* room) {
   Node* node = room->Make(copy.source->node_name);
+  if (node == nullptr) return nullptr;
   node->parent = copy.parent;
   node->instid = copy.instid;
   node->node_type = copy.node_type;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <limits>
 
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -13,22 +14,52 @@
 
 namespace nc {
 
+namespace {
+
+// In front of each node, behind what is there before it: how far its block is, in units of a node's
+// alignment.
+using Distance = uint16_t;
+
+constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
+constexpr size_t kMaxDistance = std::numeric_limits<Distance>::max() * kAlignment;
+
+}  // namespace
+
 struct NodeBlock {
-  size_t nodes;  // that still live
+  uint32_t nodes;  // that still live
+  uint16_t unused;
+  Distance first_node;
 };
 
 namespace {
 
-// In front of each node.
-struct Prefix {
-  NodeBlock* block;
-};
-
-constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
-static_assert(sizeof(NodeBlock) % kAlignment == 0 && sizeof(Prefix) % kAlignment == 0);
+static_assert(sizeof(NodeBlock) == kAlignment);
 
 NodeBlock* BlockOf(nc_dm_agent_node_t* node) {
-  return (reinterpret_cast<Prefix*>(node) - 1)->block;
+  const Distance distance = reinterpret_cast<Distance*>(node)[-1];
+  return reinterpret_cast<NodeBlock*>(reinterpret_cast<char*>(node) - distance * kAlignment);
+}
+
+// Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
+NodeBlock* NewBlock(size_t size) {
+  auto* block = static_cast<NodeBlock*>(calloc(1, sizeof(NodeBlock) + size));
+  if (block == nullptr) NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
+  return block;
+}
+
+nc_dm_agent_node_t* MakeAt(char* place, NodeBlock* block, std::string_view name) {
+  auto* node = reinterpret_cast<nc_dm_agent_node_t*>(place);
+  const auto distance = static_cast<size_t>(place - reinterpret_cast<char*>(block));
+  reinterpret_cast<Distance*>(node)[-1] = static_cast<Distance>(distance / kAlignment);
+  node->node_name = reinterpret_cast<char*>(node + 1);
+  memcpy(node->node_name, name.data(), name.size());
+  InitList(&node->lst);
+  InitList(&node->key_lst);
+  InitList(&node->btree_lst);
+  InitList(&node->sub_lst);
+  InitList(&node->sub_key_lst);
+  ++block->nodes;
+  return node;
 }
 
 // The memory of a node that is gone belongs to its block, but nobody may touch it.
@@ -60,36 +91,27 @@ uint32_t* CounterOf(const nc_dm_agent_node_t& node) {
 // ---- Memory ----
 
 size_t NodeRoom::SizeFor(std::string_view name) {
-  const size_t size = sizeof(Prefix) + sizeof(nc_dm_agent_node_t) + name.size() + 1;
+  // The distance is that of the next node.
+  const size_t size = sizeof(nc_dm_agent_node_t) + name.size() + 1 + sizeof(Distance);
   return (size + kAlignment - 1) / kAlignment * kAlignment;
 }
 
-// Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
-NodeRoom::NodeRoom(size_t size)
-    : block_(static_cast<NodeBlock*>(calloc(1, sizeof(NodeBlock) + size))),
-      next_(reinterpret_cast<char*>(block_ + 1)) {
-  if (block_ == nullptr) NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
+NodeRoom::NodeRoom(size_t size) : is_divided_(size > kMaxDistance) {
+  if (is_divided_) return;
+  block_ = NewBlock(size);
+  next_ = reinterpret_cast<char*>(block_ + 1);
 }
 
 nc_dm_agent_node_t* NodeRoom::Make(std::string_view name) {
-  auto* prefix = reinterpret_cast<Prefix*>(next_);
-  prefix->block = block_;
-  auto* node = reinterpret_cast<nc_dm_agent_node_t*>(prefix + 1);
-  node->node_name = reinterpret_cast<char*>(node + 1);
-  memcpy(node->node_name, name.data(), name.size());
-  InitList(&node->lst);
-  InitList(&node->key_lst);
-  InitList(&node->btree_lst);
-  InitList(&node->sub_lst);
-  InitList(&node->sub_key_lst);
+  if (is_divided_) return NewNode(name);
+  nc_dm_agent_node_t* node = MakeAt(next_, block_, name);
   next_ += SizeFor(name);
-  ++block_->nodes;
   return node;
 }
 
 nc_dm_agent_node_t* NewNode(std::string_view name) {
-  NodeRoom room(NodeRoom::SizeFor(name));
-  return room ? room.Make(name) : nullptr;
+  NodeBlock* block = NewBlock(NodeRoom::SizeFor(name));
+  return block != nullptr ? MakeAt(reinterpret_cast<char*>(block + 1), block, name) : nullptr;
 }
 
 void FreeNode(nc_dm_agent_node_t* node) {

@@ -27,20 +27,22 @@ class NodeRoom {
   // What a node of that name takes.
   static size_t SizeFor(std::string_view name);
 
-  // Room of the sum of such sizes; without any when memory is short, which is logged. Once it has
-  // given a node, it belongs to its nodes.
+  // Room of the sum of such sizes; none when memory is short, which is logged. Once it has given a
+  // node, it belongs to its nodes.
   explicit NodeRoom(size_t size);
   NodeRoom(const NodeRoom&) = delete;
   NodeRoom& operator=(const NodeRoom&) = delete;
 
-  explicit operator bool() const { return block_ != nullptr; }
+  explicit operator bool() const { return block_ != nullptr || is_divided_; }
 
-  // A zeroed node with that name and empty lists.
+  // A zeroed node with that name and empty lists. Null, which is logged, when the room is so large
+  // that each node is on its own and memory is short for this one.
   nc_dm_agent_node_t* Make(std::string_view name);
 
  private:
-  NodeBlock* block_;
-  char* next_;
+  const bool is_divided_;
+  NodeBlock* block_ = nullptr;
+  char* next_ = nullptr;
 };
 
 // A node on its own, or null.

@@ -239,6 +239,66 @@ TEST_F(NodeTest, LongestName) {
   EXPECT_STREQ(At("a." + name + ".1")->node_name, name.c_str());
 }
 
+TEST_F(NodeTest, NamesOfAllLengths) {
+  g_nc_dm_agent_dbg = 0;
+  for (size_t length = 1; length <= 64; ++length) Register("a.b.{i}." + std::string(length, 'n'));
+  for (nc_int64 id = 1; id <= 3; ++id) {
+    Node* entry = Create(At("a"), "b", id);
+    ASSERT_EQ(Children(entry).size(), 64U);
+    size_t length = 0;
+    for (const Node* leaf : Children(entry)) {
+      EXPECT_EQ(leaf->node_name, std::string(++length, 'n'));
+      EXPECT_EQ(reinterpret_cast<uintptr_t>(leaf) % alignof(Node), 0U);
+    }
+  }
+  // Copies go one by one, in any order.
+  Node* entry = At("a.b.2");
+  for (Node* leaf : Children(entry)) {
+    if (leaf->node_name[1] != '\0') nc_dm_agent_unreg_node(leaf);
+  }
+  EXPECT_EQ(Children(entry).size(), 1U);
+  nc_dm_agent_unreg_node(Children(entry)[0]);
+  nc_dm_agent_unreg_node(entry);
+  EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(NodeTest, EntryOfVeryManyLeaves) {
+  g_nc_dm_agent_dbg = 0;
+  for (int i = 0; i < 5000; ++i) Register("a.b.{i}.leaf" + std::to_string(i));
+  const Counters before = CountersNow();
+  Node* entry = Create(At("a"), "b", 1);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(Children(entry).size(), 5000U);
+  EXPECT_NE(At("a.b.1.leaf4999"), nullptr);
+  nc_dm_agent_unreg_nodes(entry);
+  EXPECT_EQ(CountersNow(), before);
+}
+
+TEST_F(NodeTest, NoMemoryForOneOfVeryManyLeaves) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  g_nc_dm_agent_dbg = 0;
+  for (int i = 0; i < 5000; ++i) Register("a.b.{i}.leaf" + std::to_string(i));
+  const Counters before = CountersNow();
+  Node* a = At("a");
+  Node* b = At("a.b");
+  for (const int successes : {0, 2, 3, 5000}) {
+    g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+    LogCapture::Get().Clear();
+    {
+      const FailingAlloc failing(successes);
+      EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+                nullptr);
+    }
+    EXPECT_EQ(Errors()[0], "Failed to malloc for nc_dm_agent_node_t!\n");
+    if (successes > 0) {
+      EXPECT_EQ(Errors()[1],
+                "Failed to create node 'leaf" + std::to_string(successes - 2) + "'!\n");
+    }
+    EXPECT_EQ(CountersNow(), before);
+    EXPECT_EQ(Children(a).size(), 1U);
+  }
+}
+
 TEST_F(NodeTest, LogOfAnEntry) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
