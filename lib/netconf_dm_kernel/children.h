@@ -22,7 +22,8 @@
 // that cannot stand for the walk (two nodes of the name that are no instances, ids that are not
 // unique, nodes that were linked by other means) is marked broken for good, and the list is walked.
 //
-// Callers hold the tree's lock. `name` must stay valid as long as the range made with it.
+// Callers hold the tree's lock, also for a search: it may make an index. `name` must stay valid as
+// long as the range made with it.
 #ifndef NETCONF_DM_KERNEL_CHILDREN_H_
 #define NETCONF_DM_KERNEL_CHILDREN_H_
 

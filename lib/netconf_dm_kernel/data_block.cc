@@ -164,10 +164,10 @@ void nc_dm_agent_padb_update_src(nc_dm_agent_node_t* node, nc_dm_node_src_t src)
     return;
   }
   if (node->padb->op_flag != NC_DM_CMD_OP_EDIT) return;
-  // All children of a name have the value type and the slot of the first. So the entries of a list,
-  // which have neither, need not be looked at.
+  // Instances have the value type and the slot of their mode node. So the entries of a list, which
+  // has neither, need not be looked at.
   for (nc::NameWalk walk(&node->sub_lst); const nc_dm_agent_node_t* first = walk.Next();) {
-    if (!HoldsValueOf(*node->padb, *first)) continue;
+    if (nc::IsMode(*first) && !HoldsValueOf(*node->padb, *first)) continue;
     for (nc_dm_agent_node_t& child : nc::SameNamed(&node->sub_lst, first->node_name)) {
       if (HoldsValueOf(*node->padb, child) && !KeepsSource(child)) child.src = src;
     }

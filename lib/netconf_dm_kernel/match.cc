@@ -179,6 +179,7 @@ nc_dm_agent_match_status_t nc_dm_agent_reg_match(list_head* dm_root, nc_dm_path_
     return InvalidArguments();
   }
   *last_node = nullptr;
+  if (nc::IsEmpty(dm_root)) return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
   const list_head* siblings = dm_root;
   nc_int32& cursor = path_nodes->match_cnt;
   while (cursor < path_nodes->total_node) {

@@ -6,7 +6,13 @@
 #include "netconf_dm_kernel/children.h"
 #include "netconf_dm_util/intrusive_list.h"
 
-nc_dm_t g_nc_agent_dm;
+// Empty lists also before the start, so that a search then finds nothing.
+constinit nc_dm_t g_nc_agent_dm = [] {
+  nc_dm_t dm{};
+  dm.dm_root = {&g_nc_agent_dm.dm_root, &g_nc_agent_dm.dm_root};
+  dm.yang_attr_lst = {&g_nc_agent_dm.yang_attr_lst, &g_nc_agent_dm.yang_attr_lst};
+  return dm;
+}();
 
 namespace {
 

@@ -287,6 +287,16 @@ TEST_F(SourceTest, ElementsOfALeafListAreStampedToo) {
   }
 }
 
+TEST_F(SourceTest, EveryChildOfANameIsLookedAt) {
+  AddHandMade(At("a"), "twice", NC_DM_NODE_TYPE_MULT_OBJECT, 5);
+  Node* leaf = AddHandMade(At("a"), "twice", NC_DM_NODE_TYPE_LEAF);
+  leaf->val_type = NC_DM_VAL_TYPE_UINT;
+  leaf->index = 7;
+  SetInt(7);
+  nc_dm_agent_padb_update_src(At("a"), NC_DM_NODE_SRC_CLI);
+  EXPECT_EQ(Sources(), "i1=0 i2=0 s1=0 s2=0 d1=0 u1=0 twice=0 twice=2");
+}
+
 TEST_F(SourceTest, LeavesOfSlotZeroAndOfNoSlot) {
   Add("z", NC_DM_VAL_TYPE_UINT, 0);
   Add("far", NC_DM_VAL_TYPE_UINT, 64);

@@ -128,6 +128,8 @@ TEST_F(MatchTest, EmptyTree) {
   EXPECT_EQ(last_, nullptr);
   EXPECT_EQ(RegMatch("a"), kNoExist);
   EXPECT_EQ(Reached(), "none 0");
+  EXPECT_EQ(RegMatch("{i}.a"), kNoExist);
+  EXPECT_EQ(Reached(), "none 0");
   EXPECT_THAT(LogTexts(), IsEmpty());
 }
 

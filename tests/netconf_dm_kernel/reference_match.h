@@ -134,6 +134,7 @@ inline nc_dm_agent_match_status_t MatchIndex(list_head* dm_root, nc_dm_path_node
 inline nc_dm_agent_match_status_t RegMatch(list_head* dm_root, nc_dm_path_nodes_t* path,
                                            Node** last_node) {
   *last_node = nullptr;
+  if (dm_root->next == dm_root) return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
   list_head* list = dm_root;
   while (path->match_cnt < path->total_node) {
     const int i = path->match_cnt;

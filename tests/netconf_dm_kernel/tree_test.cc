@@ -10,6 +10,20 @@ namespace {
 
 using testing::IsEmpty;
 
+// A death test has a process of its own, where the tree is as it was loaded.
+TEST(TreeDeathTest, SearchBeforeTheStart) {
+  const auto search = [] {
+    nc_dm_path_nodes_t path = Parsed("a.b");
+    Node* last = nullptr;
+    const bool is_empty = nc_dm_agent_match(&g_nc_agent_dm.dm_root, &path, &last, 0) ==
+                              NC_DM_CLIENT_MATCH_STATUS_NO_EXIST &&
+                          g_nc_agent_dm.yang_attr_lst.next == &g_nc_agent_dm.yang_attr_lst;
+    exit(is_empty ? 0 : 1);
+  };
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(search(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(TreeTest, StartsEmpty) {
   EXPECT_THAT(Roots(), IsEmpty());
   EXPECT_EQ(CountersNow(), Counters{});
