@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+
+#include "typed_text.h"
 
 namespace ncdm_test {
 namespace {
@@ -15,18 +16,6 @@ constexpr int kRefusal = -1;
 constexpr unsigned kHashedInstances = 10000;
 
 DeviceApp* g_app = nullptr;
-
-template <typename T>
-T Typed(const char* typed) {
-  T value;
-  std::memcpy(&value, typed, sizeof(value));
-  return value;
-}
-
-template <typename T>
-void Write(char* typed, T value) {
-  std::memcpy(typed, &value, sizeof(value));
-}
 
 Ids IdsOf(const nc_dm_id_array_t& array) { return Ids(array.id, array.id + array.cnt); }
 
@@ -57,10 +46,10 @@ bool IsAtOrBelow(std::string_view path, std::string_view list) {
 }
 
 // "net.user.3.name" from the plain path of a leaf and the ids of its lists.
-std::string InstancePath(const LeafSpec& spec, const Ids& ids) {
+std::string InstancePath(const LeafDefinition& definition, const Ids& ids) {
   std::string path;
   std::size_t used = 0;
-  std::istringstream components(spec.path);
+  std::istringstream components(definition.path);
   for (std::string component; std::getline(components, component, '.');) {
     if (!path.empty()) path += '.';
     path += component == "{i}" ? std::to_string(ids.at(used++)) : component;
@@ -112,55 +101,13 @@ Function If(bool offered, Function function) {
 
 }  // namespace
 
-std::string TextOf(nc_dm_val_type_t type, const char* typed) {
-  switch (type) {
-    case NC_DM_VAL_TYPE_BOOL:
-      return *typed != 0 ? "true" : "false";
-    case NC_DM_VAL_TYPE_SHORT:
-      return std::to_string(Typed<std::int16_t>(typed));
-    case NC_DM_VAL_TYPE_USHORT:
-      return std::to_string(Typed<std::uint16_t>(typed));
-    case NC_DM_VAL_TYPE_INT:
-      return std::to_string(Typed<std::int32_t>(typed));
-    case NC_DM_VAL_TYPE_UINT:
-      return std::to_string(Typed<std::uint32_t>(typed));
-    case NC_DM_VAL_TYPE_LONGLONG:
-      return std::to_string(Typed<std::int64_t>(typed));
-    case NC_DM_VAL_TYPE_ULONGLONG:
-      return std::to_string(Typed<std::uint64_t>(typed));
-    default:
-      return typed;
-  }
-}
-
-void WriteTyped(nc_dm_val_type_t type, const std::string& text, char* typed) {
-  switch (type) {
-    case NC_DM_VAL_TYPE_BOOL:
-      return Write<char>(typed, text == "true" ? 1 : 0);
-    case NC_DM_VAL_TYPE_SHORT:
-      return Write(typed, static_cast<std::int16_t>(std::stoi(text)));
-    case NC_DM_VAL_TYPE_USHORT:
-      return Write(typed, static_cast<std::uint16_t>(std::stoul(text)));
-    case NC_DM_VAL_TYPE_INT:
-      return Write(typed, static_cast<std::int32_t>(std::stoll(text)));
-    case NC_DM_VAL_TYPE_UINT:
-      return Write(typed, static_cast<std::uint32_t>(std::stoull(text)));
-    case NC_DM_VAL_TYPE_LONGLONG:
-      return Write(typed, static_cast<std::int64_t>(std::stoll(text)));
-    case NC_DM_VAL_TYPE_ULONGLONG:
-      return Write(typed, static_cast<std::uint64_t>(std::stoull(text)));
-    default:
-      std::memcpy(typed, text.c_str(), text.size() + 1);
-  }
-}
-
 // ---- Setting up ----
 
 DeviceApp::DeviceApp() {
   if (g_app != nullptr) throw std::logic_error("one application at a time");
-  for (const LeafSpec& spec : kLeaves) {
-    leaves_.push_back({spec, PlainPath(spec.path), ListOf(spec.path),
-                       static_cast<std::size_t>(Depth(spec.path))});
+  for (const LeafDefinition& definition : kLeaves) {
+    leaves_.push_back({definition, PlainPath(definition.path), ListOf(definition.path),
+                       static_cast<std::size_t>(Depth(definition.path))});
   }
   g_app = this;
 }
@@ -169,11 +116,11 @@ DeviceApp::~DeviceApp() { g_app = nullptr; }
 
 int DeviceApp::RegisterPaths() {
   for (int i = 0; i < kLeafCount; ++i) {
-    const LeafSpec& spec = kLeaves[i];
+    const LeafDefinition& definition = kLeaves[i];
     const Functions& functions = kFunctions[static_cast<std::size_t>(i)];
-    const auto offers = [&](Offer offer) { return (spec.offers & offer) != 0; };
+    const auto offers = [&](Offer offer) { return (definition.offers & offer) != 0; };
     const int result = nc_dm_agent_mode_reg(
-        const_cast<char*>(spec.path), spec.type, spec.flag, spec.slot,
+        const_cast<char*>(definition.path), definition.type, definition.flag, definition.slot,
         If(offers(kSet), functions.set), If(offers(kGet), functions.get),
         If(offers(kCreate), functions.create), If(offers(kDelete), functions.delete_fn),
         If(offers(kGetAttr), functions.get_attr), nullptr, If(offers(kExeCmd), functions.exe_cmd));
@@ -199,7 +146,7 @@ int DeviceApp::RegisterModel() {
       result = nc_dm_agent_reg_hash_tab(const_cast<char*>(hashed), kHashedInstances);
     }
   }
-  for (const YangSpec& yang : kYangAttributes) {
+  for (const YangDefinition& yang : kYangAttributes) {
     if (result == 0) result = nc_dm_agent_yang_attr_reg(yang.module, yang.type, yang.value);
   }
   if (result == 0) {
@@ -214,7 +161,7 @@ void DeviceApp::PutEntry(const std::string& list, const Ids& ids, const std::str
   PlaceEntry(list, ids, keys);
   for (const Leaf& leaf : leaves_) {
     if (leaf.list == list && leaf.is_key()) {
-      const std::string path = InstancePath(leaf.spec, ids);
+      const std::string path = InstancePath(leaf.definition, ids);
       announced_.emplace_back(path.substr(0, path.rfind('.') + 1), src);
       break;
     }
@@ -229,7 +176,8 @@ void DeviceApp::PutElement(const std::string& leaf_list, const Ids& ids, const s
                            nc_dm_node_src_t src) {
   values_[leaf_list][ids] = text;
   for (const Leaf& leaf : leaves_) {
-    if (leaf.path == leaf_list) announced_.emplace_back(InstancePath(leaf.spec, ids) + ".", src);
+    if (leaf.path == leaf_list)
+      announced_.emplace_back(InstancePath(leaf.definition, ids) + ".", src);
   }
 }
 
@@ -239,7 +187,7 @@ std::map<std::string, std::string> DeviceApp::Contents() const {
     const auto values = values_.find(leaf.path);
     if (values == values_.end()) continue;
     for (const auto& [ids, text] : values->second) {
-      contents[InstancePath(leaf.spec, ids)] = text;
+      contents[InstancePath(leaf.definition, ids)] = text;
     }
   }
   return contents;
@@ -298,14 +246,14 @@ int DeviceApp::Get(int number, nc_dm_id_array_t* id_array, char* value) {
   if (texts == values_.end()) return kMissing;
   const auto text = texts->second.find(Prefix(ids, count));
   if (text == texts->second.end()) return kMissing;
-  WriteTyped(leaf.spec.type, text->second, value);
+  WriteTyped(leaf.definition.type, text->second, value);
   return 0;
 }
 
 int DeviceApp::Set(int number, nc_dm_id_array_t* id_array, const char* value) {
   const Leaf& leaf = leaves_[static_cast<std::size_t>(number)];
   const Ids ids = IdsOf(*id_array);
-  const std::string text = TextOf(leaf.spec.type, value);
+  const std::string text = TextOf(leaf.definition.type, value);
   calls_.push_back("set " + leaf.path + " ids=" + IdsText(ids) +
                    " src=" + std::to_string(id_array->src) + " value=" + text);
   if (ids.size() < leaf.depth || IsRefused(text)) return kRefusal;
@@ -318,7 +266,7 @@ int DeviceApp::Set(int number, nc_dm_id_array_t* id_array, const char* value) {
 nc_int64 DeviceApp::Create(int number, nc_dm_id_array_t* id_array, const char* value) {
   const Leaf& leaf = leaves_[static_cast<std::size_t>(number)];
   const Ids ids = IdsOf(*id_array);
-  const std::string text = TextOf(leaf.spec.type, value);
+  const std::string text = TextOf(leaf.definition.type, value);
   calls_.push_back("create " + leaf.path + " ids=" + IdsText(ids) +
                    " src=" + std::to_string(id_array->src) + " value=" + text);
   if (leaf.is_leaf_list()) return CreateElement(leaf, id_array, text);
@@ -363,8 +311,9 @@ nc_int64 DeviceApp::Delete(int number, nc_dm_id_array_t* id_array, const char* v
   const Ids ids = IdsOf(*id_array);
   // A whole container is deleted by ids alone, with a value of nothing but zeroes.
   const bool has_value = *value != 0;
-  const std::string text =
-      has_value || !IsTextType(leaf.spec.type) ? TextOf(leaf.spec.type, value) : std::string();
+  const std::string text = has_value || !IsTextType(leaf.definition.type)
+                               ? TextOf(leaf.definition.type, value)
+                               : std::string();
   calls_.push_back("delete " + leaf.path + " ids=" + IdsText(ids) + " value=" + text);
   if (leaf.is_leaf_list()) return DeleteElement(leaf, ids, text);
   return leaf.is_key() ? DeleteEntry(leaf, ids, text) : DeleteValue(leaf, ids);
@@ -402,7 +351,7 @@ int DeviceApp::DeleteValue(const Leaf& leaf, const Ids& ids) {
   const Ids entry = Prefix(ids, leaf.depth);
   if (!HasEntry(leaf.list, entry)) return kMissing;
   const bool was_set = values_[leaf.path].erase(entry) > 0;
-  return was_set || (leaf.spec.offers & kDeleteUnset) != 0 ? 0 : kMissing;
+  return was_set || (leaf.definition.offers & kDeleteUnset) != 0 ? 0 : kMissing;
 }
 
 // ---- Commands ----
@@ -412,13 +361,13 @@ DeviceApp::Slots DeviceApp::ReadSlots(const std::string& list,
   Slots slots;
   void* accessed = const_cast<nc_dm_agent_data_block_t*>(block);
   for (const Leaf& leaf : leaves_) {
-    const int slot = leaf.spec.slot;
+    const int slot = leaf.definition.slot;
     if (leaf.list != list || slot == 0) continue;
-    if (leaf.spec.type == NC_DM_VAL_TYPE_STRING) {
+    if (leaf.definition.type == NC_DM_VAL_TYPE_STRING) {
       if (block->has_str_var(accessed, slot)) slots[slot] = block->get_str_var(accessed, slot);
     } else if (block->has_int_var(accessed, slot)) {
       // The accessor cuts to 32 bits.
-      slots[slot] = leaf.spec.type == NC_DM_VAL_TYPE_ULONGLONG
+      slots[slot] = leaf.definition.type == NC_DM_VAL_TYPE_ULONGLONG
                         ? std::to_string(block->ulong_var[slot])
                         : std::to_string(block->get_int_var(accessed, slot));
     }
@@ -431,7 +380,7 @@ std::string DeviceApp::KeysIn(const std::string& list, const Slots& slots) const
   std::string keys;
   for (const Leaf& leaf : leaves_) {
     if (leaf.list != list || !leaf.is_key()) continue;
-    const auto slot = slots.find(leaf.spec.slot);
+    const auto slot = slots.find(leaf.definition.slot);
     if (slot == slots.end() || slot->second.empty()) return {};
     keys = keys.empty() ? slot->second : JoinKeys(keys, slot->second);
   }
@@ -506,8 +455,8 @@ nc_int64 DeviceApp::EditByCommand(const std::string& list, const Ids& ids, const
 
 nc_int64 DeviceApp::ApplySlots(const std::string& list, const Ids& ids, const Slots& slots) {
   for (const Leaf& leaf : leaves_) {
-    if (leaf.list != list || leaf.spec.slot == 0 || leaf.is_key()) continue;
-    const auto slot = slots.find(leaf.spec.slot);
+    if (leaf.list != list || leaf.definition.slot == 0 || leaf.is_key()) continue;
+    const auto slot = slots.find(leaf.definition.slot);
     if (slot != slots.end()) values_[leaf.path][ids] = slot->second;
   }
   return ids.back();
@@ -521,7 +470,7 @@ nc_int64 DeviceApp::DeleteByCommand(const std::string& list, std::size_t depth, 
     const Ids entry = Prefix(ids, depth);
     if (slots.empty() || !HasEntry(list, entry)) return RemoveEntry(list, entry);
     for (const Leaf& leaf : leaves_) {
-      if (leaf.list == list && !leaf.is_key() && slots.contains(leaf.spec.slot)) {
+      if (leaf.list == list && !leaf.is_key() && slots.contains(leaf.definition.slot)) {
         values_[leaf.path].erase(entry);
       }
     }

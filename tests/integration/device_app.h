@@ -59,13 +59,15 @@ class DeviceApp {
 
  private:
   struct Leaf {
-    LeafSpec spec;
+    LeafDefinition definition;
     std::string path;  // plain
     std::string list;
     std::size_t depth;
 
-    bool is_key() const { return (spec.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0; }
-    bool is_leaf_list() const { return (spec.flag & NC_DM_FLAG_LEAF_LIST) != 0; }
+    bool is_key() const {
+      return (definition.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0;
+    }
+    bool is_leaf_list() const { return (definition.flag & NC_DM_FLAG_LEAF_LIST) != 0; }
   };
   struct ListData {
     std::map<Ids, std::string> keys;                   // of each entry
@@ -97,10 +99,6 @@ class DeviceApp {
   std::vector<std::string> calls_;
   int commits_ = 0;
 };
-
-// Typed objects and their texts, as the value types define them.
-std::string TextOf(nc_dm_val_type_t type, const char* typed);
-void WriteTyped(nc_dm_val_type_t type, const std::string& text, char* typed);
 
 }  // namespace ncdm_test
 

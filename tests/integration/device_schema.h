@@ -25,7 +25,7 @@ enum Offer : unsigned {
   kDeleteUnset = 64,  // deleting a value that is not there succeeds, where others say "missing"
 };
 
-struct LeafSpec {
+struct LeafDefinition {
   const char* path;  // as it is registered
   nc_dm_val_type_t type;
   int flag;
@@ -36,7 +36,7 @@ struct LeafSpec {
 // Lists whose entries are made by create and delete (user and what is in it, route) and by command
 // (port, acl), three levels of lists, leaf-lists, containers, plain leaves; route and sys.dns have
 // hash tables. Every list's first leaf is its first key.
-inline constexpr LeafSpec kLeaves[] = {
+inline constexpr LeafDefinition kLeaves[] = {
     {"sys.name", NC_DM_VAL_TYPE_STRING, 0, 0, kSet | kGet | kDelete},
     {"sys.enabled", NC_DM_VAL_TYPE_BOOL, 0, 0, kSet | kGet},
     {"sys.limit", NC_DM_VAL_TYPE_INT, 0, 0, kSet | kGet | kDelete | kDeleteUnset},
@@ -84,12 +84,12 @@ inline constexpr int kLeafCount = static_cast<int>(sizeof(kLeaves) / sizeof(kLea
 inline constexpr const char* kHashed[] = {"net.route.{i}", "sys.dns"};
 
 // What the application announces beside the paths.
-struct YangSpec {
+struct YangDefinition {
   const char* module;
   nc_dm_yang_attr_type_t type;
   const char* value;
 };
-inline constexpr YangSpec kYangAttributes[] = {
+inline constexpr YangDefinition kYangAttributes[] = {
     {"device-sys", NC_DM_YANG_ATTR_MODULE_NAME, "device-sys"},
     {"device-sys", NC_DM_YANG_ATTR_REVISION, "2024-01-31"},
     {"device-net", NC_DM_YANG_ATTR_MODULE_NAME, "device-net"},

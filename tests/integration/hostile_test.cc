@@ -4,14 +4,9 @@
 #include <sys/socket.h>
 
 #include <atomic>
-#include <cstring>
-#include <random>
 #include <thread>
 
-#include "device_app.h"
-#include "gmock/gmock.h"
-#include "harness.h"
-#include "server/names.h"
+#include "hostile_fixture.h"
 #include "support/debug_mask.h"
 
 namespace ncdm_test {
@@ -20,92 +15,6 @@ namespace {
 using namespace ncdm::server;  // NOLINT: requests and answers
 using testing::AnyOf;
 using testing::ElementsAre;
-
-constexpr const char* kDisconnected = "disconnected";
-constexpr const char* kParseFault = "fault PARSE";
-
-class HostileTest : public testing::Test {
- protected:
-  HostileTest() {
-    app_.PutValue("sys.name", {}, "router");
-    app_.PutEntry("net.user", {1}, "root");
-    app_.PutEntry("net.user.key", {1, 2}, "100");
-    app_.PutElement("sys.dns", {7}, "dns7");
-  }
-
-  void SetUp() override {
-    device_.StartServer();
-    ASSERT_EQ(device_.StartAgent(DeviceApp::RegisterModel), 0);
-    ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
-    device_.Forget();
-  }
-
-  // Sends bytes and, once they are dealt with, an edit that does nothing and is answered. What the
-  // bytes were answered with: "", one line a message, or "disconnected".
-  std::string Provoke(const std::string& bytes) {
-    device_.Forget();
-    if (!device_.server().SendBytes(Device::kName, bytes)) return "not connected";
-    device_.Settle();
-    Frame nothing;
-    nothing.head.type = NC_DM_MSG_TYPE_EDIT;
-    nothing.body = BodyWriter().Int32(2).Take();
-    const Answer end = device_.Call(Request{{nothing}, AnswerKind::kEdit});
-    if (end.outcome == Outcome::kDisconnected) return kDisconnected;
-    if (!end.ok()) return end.error;
-    std::string answers;
-    for (std::size_t i = 0; i + 1 < device_.frames().size(); ++i) {
-      const Frame& frame = device_.frames()[i];
-      if (!answers.empty()) answers += "\n";
-      if (frame.head.type == NC_DM_MSG_TYPE_FAULT) {
-        const Fault fault = DecodeFault(frame);
-        answers += RenderFault(fault.code, fault.path);
-      } else {
-        answers += MessageTypeName(frame.head.type);
-      }
-    }
-    return answers;
-  }
-
-  static std::string FrameOf(std::int32_t type, const std::string& body, std::int32_t entry_cnt = 0,
-                             std::int32_t flag = 0) {
-    Frame frame;
-    frame.head.type = type;
-    frame.head.sid = 77;
-    frame.head.flag = flag;
-    frame.head.entry_cnt = entry_cnt;
-    frame.body = body;
-    return EncodeFrame(frame);
-  }
-  // A head alone.
-  static std::string HeadOf(std::int32_t type, std::int32_t len) {
-    nc_dm_msg_head_t head{};
-    head.type = type;
-    head.sid = 77;
-    head.len = len;
-    std::string bytes(sizeof(head), '\0');
-    std::memcpy(bytes.data(), &head, sizeof(head));
-    return bytes;
-  }
-
-  // The connection may have been lost; the data is what it was.
-  void ExpectServes() {
-    ASSERT_TRUE(device_.RunUntil([&] { return device_.IsConnected(); }));
-    const Answer answer = device_.Call(ReadValues({{.name = "sys"}, {.name = "net"}}));
-    EXPECT_THAT(Texts(answer.values),
-                ElementsAre("sys.name=router", "sys.dns.7=dns7", "net.user.1.name=root",
-                            "net.user.1.key.2.number=100"));
-  }
-  // After what ends the connection.
-  void ExpectMended() {
-    EXPECT_FALSE(device_.IsConnected());
-    ASSERT_TRUE(device_.RunUntil([&] { return device_.IsConnected(); }));
-    ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
-    ExpectServes();
-  }
-
-  DeviceApp app_;
-  Device device_;
-};
 
 // ---- Heads ----
 
@@ -399,94 +308,6 @@ TEST_F(HostileTest, TricklingBytes) {
   EXPECT_EQ(raw.Descriptions()[0], "NAME");
   EXPECT_EQ(raw.Descriptions()[1], "CPLT");
 }
-
-// ---- Garbage ----
-
-class GarbageTest : public HostileTest, public testing::WithParamInterface<unsigned> {};
-
-TEST_P(GarbageTest, EndsInService) {
-  std::mt19937 random(GetParam());
-  const std::size_t before = OpenDescriptors();
-  for (int round = 0; round < 30; ++round) {
-    std::string garbage(1 + random() % 5000, '\0');
-    for (char& byte : garbage) byte = static_cast<char>(random());
-    ASSERT_TRUE(device_.server().SendBytes(Device::kName, garbage));
-    device_.Settle();
-    // It may have waited for more, so the connection is ended in any case.
-    const unsigned connections = device_.server().FindAgent(Device::kName)->connections;
-    device_.server().Disconnect(Device::kName);
-    ASSERT_TRUE(device_.RunUntil([&] {
-      return device_.IsConnected() &&
-             device_.server().FindAgent(Device::kName)->connections > connections;
-    }));
-    ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
-    ExpectServes();
-  }
-  EXPECT_EQ(OpenDescriptors(), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(Seed, GarbageTest, testing::Range(1U, 5U));
-
-class MutationTest : public HostileTest, public testing::WithParamInterface<unsigned> {};
-
-// Sound heads with bodies that are right but for a few bytes. The connection stays.
-TEST_P(MutationTest, EndsInService) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr int kFrames = 1000;
-#else
-  constexpr int kFrames = 5000;
-#endif
-  const std::vector<EditElement> edits{
-      {.name = "net.user.name", .value = "root", .ids = {}, .key = NC_DM_FLAG_KEY},
-      {.name = "net.user.key.number", .value = "100", .ids = {1}, .key = NC_DM_FLAG_KEY},
-      {.name = "sys.dns", .value = "dns8"}};
-  const std::vector<ReadElement> reads{{.name = "net.user.name", .value = "root", .ids = {1}},
-                                       {.name = "net.user.key", .ids = {1}},
-                                       {.name = "sys"}};
-  std::vector<Frame> sound;
-  for (const Request& request : {EditEntry(edits), EditEntry(edits, true), EditSubtree(edits),
-                                 ReadValues(reads), ReadOne(reads[0]), FindIds(reads), Commit()}) {
-    sound.insert(sound.end(), request.frames.begin(), request.frames.end());
-  }
-  std::mt19937 random(GetParam());
-  const std::size_t before = OpenDescriptors();
-  for (int i = 0; i < kFrames; ++i) {
-    Frame frame = sound[random() % sound.size()];
-    frame.head.sid = 1000000 + i;
-    for (unsigned changes = random() % 4; changes > 0; --changes) {
-      switch (random() % 5) {
-        case 0:
-          frame.head.entry_cnt = static_cast<std::int32_t>(random() % 8) - 2;
-          break;
-        case 1:
-          frame.head.flag = static_cast<std::int32_t>(random() % 8);
-          break;
-        case 2:
-          frame.body.resize(frame.body.size() + random() % 16);
-          break;
-        default:
-          frame.body[random() % frame.body.size()] = static_cast<char>(random());
-      }
-    }
-    ASSERT_TRUE(device_.server().SendFrame(Device::kName, frame)) << i;
-    if (i % 5 == 0) {
-      ASSERT_TRUE(device_.Call(Barrier()).ok()) << i;
-    }
-  }
-  ASSERT_TRUE(device_.Call(Barrier()).ok());
-  EXPECT_EQ(device_.server().FindAgent(Device::kName)->connections, 1U);
-  EXPECT_EQ(OpenDescriptors(), before);
-
-  // Whatever was created and collected on the way: the rest works.
-  nc_dm_agent_op_data_init();
-  device_.Call(EditSubtree({{.name = "net", .operation = Operation::kDelete}}));
-  EXPECT_EQ(Summary(device_.Call(EditEntry({KeyElement("net.user.name", "fresh")}))),
-            "ok " + std::to_string(DeviceId("net.user", "fresh")));
-  EXPECT_THAT(Texts(device_.Call(ReadValues({{.name = "sys.name"}})).values),
-              ElementsAre("sys.name=router"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Seed, MutationTest, testing::Range(1U, 5U));
 
 // ---- Descriptors ----
 

@@ -33,8 +33,8 @@ int NumberFrom(const char* variable, int otherwise) {
 class Generator {
  public:
   Generator(unsigned seed, const ReferenceModel* model) : random_(seed), model_(model) {
-    for (const LeafSpec& spec : kLeaves) {
-      const Schema* leaf = model->FindSchema(spec.path);
+    for (const LeafDefinition& definition : kLeaves) {
+      const Schema* leaf = model->schema().FindPath(PlainPath(definition.path));
       leaves_.push_back(leaf);
       const Schema* list = leaf->EnclosingList();
       if (list != nullptr && std::ranges::count(lists_, list) == 0) lists_.push_back(list);
@@ -123,7 +123,7 @@ class Generator {
   Ids InstanceIds(const Schema* list) {
     if (list == nullptr) return {};
     Ids ids = InstanceIds(list->EnclosingList());
-    const std::vector<std::int64_t> there = model_->InstancesAt(*list, ids);
+    const std::vector<std::int64_t> there = model_->tree().InstancesAt(*list, ids);
     const int kind = Below(100);
     if (kind < 92 && !there.empty()) {
       ids.push_back(OneOf(there));
@@ -269,7 +269,7 @@ class Generator {
   ModelRequest WholeContainer() {
     Op op = Operations();
     op.operation = Chance(80) ? Operation::kRemove : Operation::kMerge;
-    const Schema* container = model_->FindSchema(OneOf<std::string>({"net", "sys"}));
+    const Schema* container = model_->schema().FindPath(OneOf<std::string>({"net", "sys"}));
     return {.kind = ModelRequest::Kind::kSubtree, .edits = {Edit(*container, {}, op, {})}};
   }
 
@@ -279,7 +279,7 @@ class Generator {
     const int kind = Below(100);
     if (kind < 3) return WholeContainer().edits[0];
     if (kind < 45) {
-      const Schema* container = model_->FindSchema(
+      const Schema* container = model_->schema().FindPath(
           OneOf<std::string>({"sys.clock", "sys.ntp", "net.user.prefs", "net.port.limits"}));
       return Edit(*container, IdsAround(container->EnclosingList()), op, {});
     }
@@ -354,7 +354,7 @@ class Generator {
   // A value that the leaf has somewhere, mostly.
   std::string SomeValue(const Schema& leaf) {
     std::vector<std::string> there;
-    for (const auto& [path, text] : model_->data()) {
+    for (const auto& [path, text] : model_->application().data()) {
       // Numbers are ids in these paths.
       std::string plain;
       for (const std::string& name : Names(path)) {
@@ -409,10 +409,10 @@ class RandomModelTest : public testing::TestWithParam<unsigned> {
   }
 
   void CompareEverything() {
-    EXPECT_EQ(app_.Contents(), model_.data());
-    EXPECT_EQ(g_nc_agent_dm.total_node, model_.total_nodes());
-    EXPECT_EQ(g_nc_agent_dm.total_mobject, model_.total_entries());
-    EXPECT_EQ(g_nc_agent_dm.total_mleaf, model_.total_elements());
+    EXPECT_EQ(app_.Contents(), model_.application().data());
+    EXPECT_EQ(g_nc_agent_dm.total_node, model_.tree().total_nodes());
+    EXPECT_EQ(g_nc_agent_dm.total_mobject, model_.tree().total_entries());
+    EXPECT_EQ(g_nc_agent_dm.total_mleaf, model_.tree().total_elements());
     for (const auto datastore : {NC_DM_DATASTORE_RUNNING, NC_DM_DATASTORE_SDN}) {
       const ModelRequest request{.kind = ModelRequest::Kind::kRead,
                                  .datastore = datastore,
