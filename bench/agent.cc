@@ -4,7 +4,6 @@
 // It writes lines "key value" to the descriptor of --report: what the start cost, "ready", and at
 // the end what the hold probe found.
 
-#include <malloc.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 

@@ -1,9 +1,10 @@
 // Creation and removal of list instances with 8 leaves, in process, against their allocations and
-// links alone: a cleared record of the described size for each node, with its lists made empty and
-// linked to its siblings, a copy of its name, and a record for its place in the index.
+// links alone: a cleared record for each node, without the fields that are the library's own
+// business, with its lists made empty and linked to its siblings, a copy of its name, and a record
+// for its place in the index.
 //
-// Each number is that of the second pass in a process: the first has got the memory from the
-// system.
+// Each number is that of the later passes in a process: the first has got the memory from the
+// system. It is processor time, so that others on the machine do not count.
 
 #include <malloc.h>
 
@@ -112,6 +113,7 @@ void Unlink(list_head* link) {
   link->next->prev = link->prev;
 }
 
+// The public fields end where the library's own begin.
 constexpr std::size_t kNodeBytes = offsetof(nc_dm_agent_node, shortcut);
 
 class BareList {

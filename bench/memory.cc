@@ -1,6 +1,6 @@
-// Memory of the entries of a list, against the bytes of what is described for them: a record for
-// each node, its name, and the entry's place in the index. What the system's allocator adds, and
-// fields of the library's own, are on top of that.
+// Memory of the entries of a list, against the bytes of their records: one for each node, its
+// name, and the entry's place in the index. What the system's allocator adds, and fields that are
+// the library's own business, are on top of that.
 
 #include <cstddef>
 #include <string>
@@ -11,7 +11,7 @@
 namespace bench {
 namespace {
 
-// The described fields end where the library's own begin.
+// The public fields end where the library's own begin.
 constexpr std::int64_t kNodeBytes = offsetof(nc_dm_agent_node, shortcut);
 constexpr std::int64_t kHashBuckets = std::int64_t{1} << 18;
 
@@ -36,12 +36,12 @@ void AddMemory(const AgentProcess& agent, Results* results) {
   if (model.second_list || model.command) return;
   constexpr double kMebibyte = 1024 * 1024;
   const auto buckets = static_cast<std::int64_t>(sizeof(nc_dm_hash_tab_entry_t)) * kHashBuckets;
-  const std::int64_t described = model.entries * EntryBytes(model) + (model.hash ? buckets : 0);
+  const std::int64_t records = model.entries * EntryBytes(model) + (model.hash ? buckets : 0);
   Figure figure = FigureOf("memory", model, Placement::kUnpinned);
   figure.placement = "-";
   figure.unit = "MiB";
   figure.median = static_cast<double>(agent.Reported("resident_bytes")) / kMebibyte;
-  figure.floor = static_cast<double>(described) / kMebibyte;
+  figure.floor = static_cast<double>(records) / kMebibyte;
   results->Add(std::move(figure));
 
   Figure announced = FigureOf("announce-entry", model, Placement::kUnpinned);

@@ -54,7 +54,7 @@ void MeasureSubtreeEdit(AgentProcess* agent, const Settings& settings, Results* 
 void MeasureRegistration(const Settings& settings, Results* results);
 void MeasureHold(const Settings& settings, Results* results);
 
-// Memory of the agent's entries, against the bytes of what is described for them.
+// Memory of the agent's entries, against the bytes of their records.
 void AddMemory(const AgentProcess& agent, Results* results);
 
 // In process: creation and removal of instances with 8 leaves; a callback alone.

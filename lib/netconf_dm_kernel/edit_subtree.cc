@@ -198,11 +198,12 @@ bool Pass::Match(nc_dm_agent_node_t** node) {
       &g_nc_agent_dm.dm_root, path, node, ids_.get(), NC_DM_MATCH_LEAF_LIST_MODE);
   const bool partial =
       ids_.get()->match_cnt != ids_.get()->cnt || path->match_cnt != path->total_node;
-  const bool is_object = status == NC_DM_CLIENT_MATCH_STATUS_OBJECT;
-  if (*node != nullptr && !(is_object && partial)) return true;
+  const bool stops_short = status == NC_DM_CLIENT_MATCH_STATUS_OBJECT && partial;
+  if (*node != nullptr && !stops_short) return true;
 
   NC_DM_LOG_ERROR("Failed to match the node with the first entry id array!\n");
-  if (is_object) NC_DM_LOG_ERROR("The last matched node name is '%s'.\n", (*node)->node_name);
+  if (*node != nullptr)
+    NC_DM_LOG_ERROR("The last matched node name is '%s'.\n", (*node)->node_name);
   nc_dm_agent_set_fault(fault_, NC_DM_FAULT_CODE_UNKNOWN_ELEM, group_->first()->tmpname);
   return false;
 }

@@ -824,17 +824,17 @@ TEST_F(CommandTest, EachKindOfCallIsTimedWhileTheBitIsSet) {
   };
   struct {
     Callback callback;
-    const char* leaf;
     nc_int32 op;
-    double* total;
+    const char* leaf;
     const char* edited;
+    double* total;
   } const cases[] = {
-      {Callback::kSet, "descr", NC_DM_OP_MERGE, &g_nc_dm_mng_info.set_time, "descr"},
-      {Callback::kDelete, "descr", NC_DM_OP_DELETE, &g_nc_dm_mng_info.del_time, "descr"},
-      {Callback::kDelete, "vlan", NC_DM_OP_DELETE, &g_nc_dm_mng_info.del_time, "vlan"},
-      {Callback::kDelete, "rx", NC_DM_OP_DELETE, &g_nc_dm_mng_info.del_time, "stats"},
-      {Callback::kCreate, "vlan", NC_DM_OP_MERGE, &g_nc_dm_mng_info.crt_time, "vlan"},
-      {Callback::kExeCmd, "name", NC_DM_OP_MERGE, &g_nc_dm_mng_info.exe_time, "name"},
+      {Callback::kSet, NC_DM_OP_MERGE, "descr", "descr", &g_nc_dm_mng_info.set_time},
+      {Callback::kDelete, NC_DM_OP_DELETE, "descr", "descr", &g_nc_dm_mng_info.del_time},
+      {Callback::kDelete, NC_DM_OP_DELETE, "vlan", "vlan", &g_nc_dm_mng_info.del_time},
+      {Callback::kDelete, NC_DM_OP_DELETE, "rx", "stats", &g_nc_dm_mng_info.del_time},
+      {Callback::kCreate, NC_DM_OP_MERGE, "vlan", "vlan", &g_nc_dm_mng_info.crt_time},
+      {Callback::kExeCmd, NC_DM_OP_MERGE, "name", "name", &g_nc_dm_mng_info.exe_time},
   };
   double* const totals[] = {&g_nc_dm_mng_info.set_time, &g_nc_dm_mng_info.del_time,
                             &g_nc_dm_mng_info.crt_time, &g_nc_dm_mng_info.exe_time};

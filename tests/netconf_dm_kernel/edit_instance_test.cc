@@ -347,6 +347,23 @@ TEST_F(DeleteAllTest, FailedEntryEndsIt) {
   EXPECT_FALSE(Exists("sys.ntp.peer.9"));
 }
 
+TEST_F(DeleteAllTest, AnyResultThatIsNotNegativeIsSuccess) {
+  for (const nc_int64 result : {nc_int64{0}, nc_int64{1}, INT64_MAX}) {
+    for (const char* path : {"sys.user.3", "sys.job.4", "sys.dns.6", "sys.ntp.peer.9"}) {
+      if (!Exists(path)) AddInstance(path);
+    }
+    for (const char* leaf : {"host", "name", "dns", "server", "peer"}) {
+      app.On(Callback::kDelete, leaf, result);
+    }
+    app.On(Callback::kExeCmd, "id", result);
+    EXPECT_EQ(DeleteAll(), 0);
+    for (const char* path : {"sys.user.3", "sys.job.4", "sys.dns.6", "sys.ntp.peer.9"}) {
+      EXPECT_FALSE(Exists(path)) << path << " " << result;
+    }
+  }
+  EXPECT_EQ(Fault(), "0 ");
+}
+
 TEST_F(DeleteAllTest, FailedCommandEndsIt) {
   app.On(Callback::kExeCmd, "id", -1);
   EXPECT_EQ(DeleteAll(), -1);

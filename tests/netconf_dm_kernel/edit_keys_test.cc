@@ -366,7 +366,7 @@ class KeyLookupTest : public EditTest {
                   .callbacks = 0u | Callback::kGetAttr});
     app.Register({.path = "net.domain.{i}", .flag = 4});
     app.On(Callback::kGet, "name", [this](const ModelCall& call) -> nc_int64 {
-      strcpy(call.buffer, names.at(call.ids.back()).c_str());
+      Put(names.at(call.ids.back()), call.buffer);
       return 0;
     });
     app.On(Callback::kGet, "rd", [this](const ModelCall& call) -> nc_int64 {

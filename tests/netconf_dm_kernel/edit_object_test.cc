@@ -338,7 +338,7 @@ TEST_F(ObjectTest, MissingEntryFailsForDeleteAlone) {
 TEST_F(ObjectTest, LookupMakesNoChange) {
   AddInstance("net.vrf.7");
   app.On(Callback::kGet, "name", [](const ModelCall& call) -> nc_int64 {
-    strcpy(call.buffer, "red");
+    Put("red", call.buffer);
     return 0;
   });
   const auto before = TreeSources();

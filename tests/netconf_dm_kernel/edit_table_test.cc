@@ -210,7 +210,7 @@ void Answer(ModelApp& app, std::map<std::string, nc_int64>& entries) {
   app.On(Callback::kGet, "id", [&](const ModelCall& call) -> nc_int64 {
     for (const auto& [key, id] : entries) {
       if (id != call.ids.back()) continue;
-      strcpy(call.buffer, key.c_str());
+      Put(key, call.buffer);
       return 0;
     }
     return -7;

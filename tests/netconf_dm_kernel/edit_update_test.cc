@@ -114,6 +114,11 @@ TEST_F(UpdateTest, EveryInstanceBelowIsWritten) {
   EXPECT_THAT(Errors(), IsEmpty());
 }
 
+TEST_F(UpdateTest, OffsetMayBeTheFirst) {
+  EXPECT_EQ(UpdateLeaf("if.port.3", "mtu", 0, "9"), 0);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("set mtu ids=[3] src=0 value=9"));
+}
+
 TEST_F(UpdateTest, FailureBelowEndsTheWalk) {
   EXPECT_EQ(UpdateLeaf("if", "if.port.state", 1, "9"), -1);
   EXPECT_THAT(Errors(), ElementsAre("The current node is key node or set value function is null!\n",

@@ -185,6 +185,12 @@ std::string ModelCall::ToString() const {
   return text + "}";
 }
 
+void Put(std::string_view text, char* buffer) {
+  ASSERT_LT(text.size(), static_cast<size_t>(NC_DM_VALUE_BUF_SIZE));
+  memcpy(buffer, text.data(), text.size());
+  buffer[text.size()] = '\0';
+}
+
 // ---- The application ----
 
 ModelApp::ModelApp() {

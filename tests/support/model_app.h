@@ -57,6 +57,9 @@ struct ModelCall {
 
 using Answer = std::function<nc_int64(const ModelCall&)>;
 
+// Gives a text as the answer of `get`.
+void Put(std::string_view text, char* buffer);
+
 // A leaf to register.
 struct ModelLeaf {
   std::string path = {};
