@@ -94,6 +94,11 @@ constexpr std::array<Functions, sizeof...(kLeaf)> AllFunctions(
 
 constexpr auto kFunctions = AllFunctions(std::make_integer_sequence<int, kLeafCount>());
 
+int Announce(std::string path, nc_dm_node_src_t src) {
+  return src == NC_DM_NODE_SRC_NONE ? nc_dm_agent_reg(path.data())
+                                    : nc_dm_agent_cli_reg(path.data(), src);
+}
+
 template <typename Function>
 Function If(bool offered, Function function) {
   return offered ? function : nullptr;
@@ -131,9 +136,7 @@ int DeviceApp::RegisterPaths() {
 
 int DeviceApp::RegisterInstances() {
   for (const auto& [path, src] : g_app->announced_) {
-    char* text = const_cast<char*>(path.c_str());
-    const int result =
-        src == NC_DM_NODE_SRC_NONE ? nc_dm_agent_reg(text) : nc_dm_agent_cli_reg(text, src);
+    const int result = Announce(path, src);
     if (result != 0) return result;
   }
   return 0;
@@ -156,16 +159,23 @@ int DeviceApp::RegisterModel() {
   return result == 0 ? RegisterInstances() : result;
 }
 
+// "net.user.3." of an entry.
+std::string DeviceApp::EntryPath(const std::string& list, const Ids& ids) const {
+  const auto leaf = std::ranges::find_if(
+      leaves_, [&](const Leaf& any) { return any.list == list && any.is_key(); });
+  const std::string path = InstancePath(leaf->definition, ids);
+  return path.substr(0, path.rfind('.') + 1);
+}
+
+std::string DeviceApp::ElementPath(const std::string& leaf_list, const Ids& ids) const {
+  const auto leaf = std::ranges::find(leaves_, leaf_list, &Leaf::path);
+  return InstancePath(leaf->definition, ids) + ".";
+}
+
 void DeviceApp::PutEntry(const std::string& list, const Ids& ids, const std::string& keys,
                          nc_dm_node_src_t src) {
   PlaceEntry(list, ids, keys);
-  for (const Leaf& leaf : leaves_) {
-    if (leaf.list == list && leaf.is_key()) {
-      const std::string path = InstancePath(leaf.definition, ids);
-      announced_.emplace_back(path.substr(0, path.rfind('.') + 1), src);
-      break;
-    }
-  }
+  announced_.emplace_back(EntryPath(list, ids), src);
 }
 
 void DeviceApp::PutValue(const std::string& leaf, const Ids& ids, const std::string& text) {
@@ -175,10 +185,36 @@ void DeviceApp::PutValue(const std::string& leaf, const Ids& ids, const std::str
 void DeviceApp::PutElement(const std::string& leaf_list, const Ids& ids, const std::string& text,
                            nc_dm_node_src_t src) {
   values_[leaf_list][ids] = text;
-  for (const Leaf& leaf : leaves_) {
-    if (leaf.path == leaf_list)
-      announced_.emplace_back(InstancePath(leaf.definition, ids) + ".", src);
-  }
+  announced_.emplace_back(ElementPath(leaf_list, ids), src);
+}
+
+int DeviceApp::AnnounceEntry(const std::string& list, const Ids& ids, const std::string& keys,
+                             nc_dm_node_src_t src) {
+  PlaceEntry(list, ids, keys);
+  return Announce(EntryPath(list, ids), src);
+}
+
+int DeviceApp::AnnounceElement(const std::string& leaf_list, const Ids& ids,
+                               const std::string& text, nc_dm_node_src_t src) {
+  values_[leaf_list][ids] = text;
+  return Announce(ElementPath(leaf_list, ids), src);
+}
+
+int DeviceApp::WithdrawEntry(const std::string& list, const Ids& ids) {
+  EraseEntry(list, ids);
+  return nc_dm_agent_unreg(EntryPath(list, ids).data());
+}
+
+int DeviceApp::WithdrawElement(const std::string& leaf_list, const Ids& ids) {
+  values_[leaf_list].erase(ids);
+  return nc_dm_agent_unreg(ElementPath(leaf_list, ids).data());
+}
+
+void DeviceApp::ForgetEverything() {
+  lists_.clear();
+  values_.clear();
+  announced_.clear();
+  calls_.clear();
 }
 
 std::map<std::string, std::string> DeviceApp::Contents() const {
@@ -224,6 +260,11 @@ nc_int64 DeviceApp::AddEntry(const std::string& list, const Ids& parents, const 
 nc_int64 DeviceApp::RemoveEntry(const std::string& list, const Ids& ids) {
   if (!HasEntry(list, ids)) return kMissing;
   if (IsLocked(lists_[list].keys[ids])) return kRefusal;
+  EraseEntry(list, ids);
+  return ids.back();
+}
+
+void DeviceApp::EraseEntry(const std::string& list, const Ids& ids) {
   for (auto& [path, data] : lists_) {
     if (!IsAtOrBelow(path, list)) continue;
     ErasePrefix(&data.keys, ids);
@@ -232,7 +273,6 @@ nc_int64 DeviceApp::RemoveEntry(const std::string& list, const Ids& ids) {
   for (auto& [path, texts] : values_) {
     if (IsAtOrBelow(path, list)) ErasePrefix(&texts, ids);
   }
-  return ids.back();
 }
 
 // ---- Callbacks of leaves ----

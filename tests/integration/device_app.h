@@ -37,6 +37,17 @@ class DeviceApp {
   void PutElement(const std::string& leaf_list, const Ids& ids, const std::string& text,
                   nc_dm_node_src_t src = NC_DM_NODE_SRC_NONE);
 
+  // The same while the library runs, which is told at once, and the ways back: an entry with all
+  // that is in it, an element, everything. What the library's call returned.
+  int AnnounceEntry(const std::string& list, const Ids& ids, const std::string& keys,
+                    nc_dm_node_src_t src = NC_DM_NODE_SRC_NONE);
+  int AnnounceElement(const std::string& leaf_list, const Ids& ids, const std::string& text,
+                      nc_dm_node_src_t src = NC_DM_NODE_SRC_NONE);
+  int WithdrawEntry(const std::string& list, const Ids& ids);
+  int WithdrawElement(const std::string& leaf_list, const Ids& ids);
+  // Behind the library's back.
+  void ForgetEverything();
+
   // Everything it has: instance paths ("net.user.3.name") and texts.
   std::map<std::string, std::string> Contents() const;
 
@@ -79,6 +90,9 @@ class DeviceApp {
   nc_int64 AddEntry(const std::string& list, const Ids& parents, const std::string& keys);
   void PlaceEntry(const std::string& list, const Ids& ids, const std::string& keys);
   nc_int64 RemoveEntry(const std::string& list, const Ids& ids);
+  void EraseEntry(const std::string& list, const Ids& ids);
+  std::string EntryPath(const std::string& list, const Ids& ids) const;
+  std::string ElementPath(const std::string& leaf_list, const Ids& ids) const;
   nc_int64 CreateElement(const Leaf& leaf, nc_dm_id_array_t* ids, const std::string& text);
   nc_int64 DeleteElement(const Leaf& leaf, const Ids& ids, const std::string& text);
   nc_int64 DeleteEntry(const Leaf& leaf, const Ids& ids, const std::string& text);

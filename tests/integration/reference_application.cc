@@ -88,8 +88,14 @@ std::int64_t ReferenceApplication::CreateEntry(const Schema& list, const Ids& id
 
 std::int64_t ReferenceApplication::RemoveEntry(const Schema& list, const Ids& ids) {
   if (!HasEntry(&list, ids)) return kMissing;
+  if (IsLocked(KeysOf(list, ids))) return kRefusal;
+  TakeEntry(list, ids);
+  return ids.back();
+}
+
+void ReferenceApplication::TakeEntry(const Schema& list, const Ids& ids) {
+  if (!HasEntry(&list, ids)) return;
   const std::string keys = KeysOf(list, ids);
-  if (IsLocked(keys)) return kRefusal;
   index_.erase(IndexKey(list, Prefix(ids, ids.size() - 1), keys));
   const std::string below = InstancePath(list, ids) + ".";
   const auto erase_below = [&](auto* map) {
@@ -97,7 +103,13 @@ std::int64_t ReferenceApplication::RemoveEntry(const Schema& list, const Ids& id
   };
   erase_below(&data_);
   erase_below(&index_);
-  return ids.back();
+}
+
+void ReferenceApplication::TakeElement(const Schema& leaf_list, const Ids& ids) {
+  const auto element = data_.find(InstancePath(leaf_list, ids));
+  if (element == data_.end()) return;
+  index_.erase(IndexKey(leaf_list, Prefix(ids, ids.size() - 1), element->second));
+  data_.erase(element);
 }
 
 std::int64_t ReferenceApplication::DeleteEntry(const Schema& list, const Ids& ids,

@@ -25,6 +25,13 @@ class ReferenceApplication {
   void PutValue(const Schema& leaf, const Ids& ids, const std::string& text);
   void PutElement(const Schema& leaf_list, const Ids& ids, const std::string& text);
 
+  // Without a list: yes.
+  bool HasEntry(const Schema* list, const Ids& ids) const;
+
+  // Takes out an entry with all that is in it, or an element; either may be missing.
+  void TakeEntry(const Schema& list, const Ids& ids);
+  void TakeElement(const Schema& leaf_list, const Ids& ids);
+
   // The entry with these keys, by the ids of the lists around it; 0 when there is none.
   std::int64_t FindEntry(const Schema& list, const Ids& parents, const std::string& keys) const;
   // The keys that slots give; empty when one is missing.
@@ -45,7 +52,6 @@ class ReferenceApplication {
                        bool* existed);
 
  private:
-  bool HasEntry(const Schema* list, const Ids& ids) const;
   std::string KeysOf(const Schema& list, const Ids& ids) const;
   static std::string IndexKey(const Schema& list, const Ids& parents, const std::string& keys);
   std::int64_t RemoveEntry(const Schema& list, const Ids& ids);

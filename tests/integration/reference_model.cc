@@ -23,11 +23,31 @@ void ReferenceModel::PutElement(const std::string& leaf_list, const Ids& ids,
   Announce(schema, ids, src);
 }
 
-// What is announced stamps what it is announced in.
+void ReferenceModel::TakeEntry(const std::string& list, const Ids& ids) {
+  const Schema* schema = schema_->FindPath(list);
+  application_.TakeEntry(*schema, ids);
+  ReferenceTree::RemoveInstance(OwnerOf(schema, ids), schema->name, ids.back());
+}
+
+void ReferenceModel::TakeElement(const std::string& leaf_list, const Ids& ids) {
+  const Schema* schema = schema_->FindPath(leaf_list);
+  application_.TakeElement(*schema, ids);
+  ReferenceTree::RemoveInstance(OwnerOf(schema, ids), schema->name, ids.back());
+}
+
+ReferenceTree::Node* ReferenceModel::OwnerOf(const Schema* schema, const Ids& ids) {
+  return tree_.Match(Names(schema->parent->path), ids, false).node;
+}
+
+// What is announced stamps what it is announced in; what is there already is stamped itself.
 void ReferenceModel::Announce(const Schema* schema, const Ids& ids, nc_dm_node_src_t src) {
-  ReferenceTree::Node* owner = tree_.Match(Names(schema->parent->path), ids, false).node;
-  if (owner->src != NC_DM_NODE_SRC_SDN && owner->src != NC_DM_NODE_SRC_CLI_ALW) owner->src = src;
-  ReferenceTree::AddInstance(owner, schema, ids.back(), src);
+  ReferenceTree::Node* owner = OwnerOf(schema, ids);
+  ReferenceTree::Node* known = ReferenceTree::FindInstance(owner, schema->name, ids.back());
+  ReferenceTree::Node* stamped = known != nullptr ? known : owner;
+  if (stamped->src != NC_DM_NODE_SRC_SDN && stamped->src != NC_DM_NODE_SRC_CLI_ALW) {
+    stamped->src = src;
+  }
+  if (known == nullptr) ReferenceTree::AddInstance(owner, schema, ids.back(), src);
 }
 
 Expectation ReferenceModel::Run(const ModelRequest& request) {

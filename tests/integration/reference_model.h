@@ -25,6 +25,12 @@ class ReferenceModel {
   void PutElement(const std::string& leaf_list, const Ids& ids, const std::string& text,
                   nc_dm_node_src_t src);
 
+  // The same holds for what it announces later. The ways back: an entry with all that is in it, an
+  // element, and all data behind the agent's back.
+  void TakeEntry(const std::string& list, const Ids& ids);
+  void TakeElement(const std::string& leaf_list, const Ids& ids);
+  void ForgetEverything() { application_ = {}; }
+
   // Carries a request out.
   Expectation Run(const ModelRequest& request);
 
@@ -33,6 +39,7 @@ class ReferenceModel {
   const ReferenceTree& tree() const { return tree_; }
 
  private:
+  ReferenceTree::Node* OwnerOf(const Schema* schema, const Ids& ids);
   void Announce(const Schema* schema, const Ids& ids, nc_dm_node_src_t src);
 
   std::unique_ptr<const Schema> schema_;
