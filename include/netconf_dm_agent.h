@@ -1,11 +1,11 @@
 /*
  * netconf_dm_agent.h - what an application calls.
  *
- * The idea: an application on a network device describes its configuration and state as dotted paths
- * ("interfaces.interface.{i}.mtu", where "{i}" makes the component before it a list) and hands the
- * library one set of callbacks a leaf. The library keeps a tree of that schema and of the list
- * instances that exist, tells the device's NETCONF server about it, and turns the server's reads and
- * edits into calls of these callbacks.
+ * The idea: an application on a network device describes its configuration and state as dotted
+ * paths ("interfaces.interface.{i}.mtu", where "{i}" makes the component before it a list) and
+ * hands the library one set of callbacks a leaf. The library keeps a tree of that schema and of the
+ * list instances that exist, tells the device's NETCONF server about it, and turns the server's
+ * reads and edits into calls of these callbacks.
  *
  * How an application uses it:
  *   1. call nc_dm_agent_init() once, with the event loop's master and a registration function;
@@ -18,11 +18,11 @@
  * registration calls may be made from any thread, and from a callback; nc_dm_agent_init() and
  * nc_dm_agent_unreg_all() belong to the thread that runs the loop.
  *
- * Ownership: the library copies every text that it is given. What it hands to a callback belongs to the
- * library and is valid during that call alone.
+ * Ownership: the library copies every text that it is given. What it hands to a callback belongs to
+ * the library and is valid during that call alone.
  *
- * Results: 0 is success and a negative number is failure unless a function says otherwise. Each failure
- * is logged (nc_dm_agent_dbg_msg).
+ * Results: 0 is success and a negative number is failure unless a function says otherwise. Each
+ * failure is logged (nc_dm_agent_dbg_msg).
  */
 #ifndef NETCONF_DM_AGENT_H_
 #define NETCONF_DM_AGENT_H_
@@ -38,7 +38,8 @@
 #define NC_DM_API
 #endif
 
-/* `delete` is a keyword of C++, so the record field of that name is `delete` in C and `delete_` there. */
+/* `delete` is a keyword of C++, so the record field of that name is `delete` in C and `delete_`
+ * there. */
 #ifdef __cplusplus
 #define NC_DM_DELETE delete_
 #else
@@ -53,11 +54,11 @@ typedef int32_t nc_int32;
 typedef int64_t nc_int64;
 
 /* Limits that a caller meets. */
-#define NC_DM_MAX_DEPTH 16       /* named components of a path, and instance ids along it */
-#define NC_DM_MAX_NAME_LEN 64    /* characters of one component, and of a client's name */
-#define NC_DM_MAX_PATH_LEN 256   /* characters of a registered path */
-#define NC_DM_VALUE_BUF_SIZE 257 /* bytes of the buffer handed to `get`: 256 characters and a NUL */
-#define NC_DM_MAX_SLOTS 64       /* integer slots, and string slots, of a data block */
+#define NC_DM_MAX_DEPTH 16            /* named components of a path, and instance ids along it */
+#define NC_DM_MAX_NAME_LEN 64         /* characters of one component, and of a client's name */
+#define NC_DM_MAX_PATH_LEN 256        /* characters of a registered path */
+#define NC_DM_VALUE_BUF_SIZE 257      /* bytes of the buffer handed to `get`, its NUL included */
+#define NC_DM_MAX_SLOTS 64            /* integer slots, and string slots, of a data block */
 #define NC_DM_MAX_RANGE_PATHS 1048576 /* instance paths that one nc_dm_agent_mul_reg may queue */
 
 /* Value type of a leaf. The comment gives the object that `get` writes and `set` receives. */
@@ -138,12 +139,12 @@ typedef struct nc_dm_op_output {
 
 /* Handed to a callback beside its value. */
 typedef struct nc_dm_op_input {
-  char *tmp_val; /* borrowed text, or null */
+  char* tmp_val; /* borrowed text, or null */
 } nc_dm_op_input_t;
 
 /*
- * The instance ids along a path, outermost list first: for a.b.3.c.7.d they are 3 and 7. A leaf-list
- * element adds its own id at the end. Ids are positive; 0 means none.
+ * The instance ids along a path, outermost list first: for a.b.3.c.7.d they are 3 and 7. A
+ * leaf-list element adds its own id at the end. Ids are positive; 0 means none.
  */
 typedef struct nc_dm_id_array {
   nc_int32 cnt;       /* valid ids, 0 to 16 */
@@ -155,16 +156,16 @@ typedef struct nc_dm_id_array {
 } nc_dm_id_array_t;
 
 /*
- * The parameter data block: the values that one request gives to an entry's leaves, each in the slot
- * that the leaf registered as its `index`. Read it through the four accessors, which take the block and
- * a slot number, 0 to 63; a slot that is not set reads as 0 or null.
+ * The parameter data block: the values that one request gives to an entry's leaves, each in the
+ * slot that the leaf registered as its `index`. Read it through the four accessors, which take the
+ * block and a slot number, 0 to 63; a slot that is not set reads as 0 or null.
  */
 typedef struct nc_dm_agent_data_block {
   nc_dm_id_array_t id_array;                              /* the entry that the block is about */
-  bool (*has_int_var)(void *padb, int index);             /* is the integer slot set */
-  bool (*has_str_var)(void *padb, int index);             /* is the string slot set */
-  unsigned long (*get_int_var)(void *padb, int index);    /* low 32 bits of the integer slot */
-  char *(*get_str_var)(void *padb, int index);            /* borrowed text of the string slot */
+  bool (*has_int_var)(void* padb, int index);             /* is the integer slot set */
+  bool (*has_str_var)(void* padb, int index);             /* is the string slot set */
+  unsigned long (*get_int_var)(void* padb, int index);    /* low 32 bits of the integer slot */
+  char* (*get_str_var)(void* padb, int index);            /* borrowed text of the string slot */
   int op_flag;                                            /* one of NC_DM_CMD_OP_* */
   nc_int64 ulong_var_flag;                                /* bit n: integer slot n is set */
   nc_int64 string_var_flag;                               /* bit n: string slot n is set */
@@ -180,26 +181,28 @@ typedef struct nc_dm_agent_data_block {
 #define NC_DM_CMD_OP_CREATE 5 /* create the entry, which must not exist */
 
 /*
- * Callbacks of a leaf. All run on the event-loop thread under the tree's lock; a null callback means
- * that the operation is not offered.
+ * Callbacks of a leaf. All run on the event-loop thread under the tree's lock; a null callback
+ * means that the operation is not offered.
  */
 
-/* Writes a value. `value` points to the typed object of the leaf's value type. 0, or non-zero: refused. */
-typedef int (*nc_dm_set_fn)(nc_dm_id_array_t *id_array, char *value);
-/* Reads a value: writes the typed object (a text, for the string types, of at most 255 characters) into
- * `value`, a cleared buffer of NC_DM_VALUE_BUF_SIZE bytes. 0; -7 when the object does not exist; any other
- * non-zero result on failure. */
-typedef int (*nc_dm_get_fn)(nc_dm_id_array_t *id_array, char *value);
-/* Creates the list entry whose first key is `value`, or the leaf-list element `value`. Returns its id (an
- * entry's id is above 0) and sets output.inst_exist when it existed; negative on failure. */
-typedef nc_int64 (*nc_dm_create_fn)(nc_dm_id_array_t *id_array, char *value);
-/* Deletes. Returns the id deleted, or 0; -7 when there is no such instance or value; otherwise negative. */
-typedef nc_int64 (*nc_dm_delete_fn)(nc_dm_id_array_t *id_array, char *value);
+/* Writes a value. `value` points to the typed object of the leaf's value type. 0, or non-zero:
+ * refused. */
+typedef int (*nc_dm_set_fn)(nc_dm_id_array_t* id_array, char* value);
+/* Reads a value: writes the typed object (a text, for the string types, of at most 255 characters)
+ * into `value`, a cleared buffer of NC_DM_VALUE_BUF_SIZE bytes. 0; -7 when the object does not
+ * exist; any other non-zero result on failure. */
+typedef int (*nc_dm_get_fn)(nc_dm_id_array_t* id_array, char* value);
+/* Creates the list entry whose first key is `value`, or the leaf-list element `value`. Returns its
+ * id (an entry's id is above 0) and sets output.inst_exist when it existed; negative on failure. */
+typedef nc_int64 (*nc_dm_create_fn)(nc_dm_id_array_t* id_array, char* value);
+/* Deletes. Returns the id deleted, or 0; -7 when there is no such instance or value; otherwise
+ * negative. */
+typedef nc_int64 (*nc_dm_delete_fn)(nc_dm_id_array_t* id_array, char* value);
 /* Finds the entry whose keys stand in the block and writes its id to output->instid (0: none). */
-typedef int (*nc_dm_get_attr_fn)(nc_dm_agent_data_block_t *padb, nc_dm_op_output_t *output);
-/* Applies a whole entry at once as `op_flag` says. Returns the entry's id, above 0 for an entry created
- * or merged; -7 when the entry does not exist; otherwise negative. */
-typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t *padb);
+typedef int (*nc_dm_get_attr_fn)(nc_dm_agent_data_block_t* padb, nc_dm_op_output_t* output);
+/* Applies a whole entry at once as `op_flag` says. Returns the entry's id, above 0 for an entry
+ * created or merged; -7 when the entry does not exist; otherwise negative. */
+typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t* padb);
 
 /*
  * Starts the library: checks `name`, connects to the server (or arranges to try each second), calls
@@ -208,10 +211,10 @@ typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t *padb);
  *   master      the event loop; must live as long as the process
  *   dm_reg      registers the data model; may be null. Its non-zero result ends the start
  *   dm_reg_rsp  called when the server refuses a registration; may be null
- * Returns 0, -1 for a bad argument or when a mutex cannot be made, or the result of `dm_reg`. A server
- * that is not there is no failure. Call it once.
+ * Returns 0, -1 for a bad argument or when a mutex cannot be made, or the result of `dm_reg`. A
+ * server that is not there is no failure. Call it once.
  */
-NC_DM_API int nc_dm_agent_init(const char *name, zu_thread_master *master, int (*dm_reg)(void),
+NC_DM_API int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(void),
                                int (*dm_reg_rsp)(void));
 
 /*
@@ -221,21 +224,22 @@ NC_DM_API int nc_dm_agent_init(const char *name, zu_thread_master *master, int (
  *   index     the leaf's slot in the data block, 1 to 63; 0 for none
  *   reserved  kept for compatibility, may be null
  *   exe_cmd   applies an entry's slotted leaves at once; the parent takes the first one registered
- * The callbacks of a key leaf (create, delete_fn, get_attr) become those of its list. A path that is
- * registered already is announced again and counts as success. Returns 0, or -1.
+ * The callbacks of a key leaf (create, delete_fn, get_attr) become those of its list. A path that
+ * is registered already is announced again and counts as success. Returns 0, or -1.
  */
-NC_DM_API int nc_dm_agent_mode_reg(char *dm_name, nc_dm_val_type_t val_type, int flag, int index,
+NC_DM_API int nc_dm_agent_mode_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, int index,
                                    nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
                                    nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
                                    int (*reserved)(void), nc_dm_exe_cmd_fn exe_cmd);
 
 /*
  * Registers a leaf written with ids or ranges of ids ("a.{1-3}.b", "a.7.b") and queues its instance
- * paths: for "a.{1-3}.b" the schema a.{i}.b and the instances a.1., a.2. and a.3. Ranges multiply: a path
- * that gives more than NC_DM_MAX_RANGE_PATHS instances, or an id above 2147483647, is refused and nothing is
- * queued. Arguments as of nc_dm_agent_mode_reg. Returns 0; -1; -4 for a malformed path.
+ * paths: for "a.{1-3}.b" the schema a.{i}.b and the instances a.1., a.2. and a.3. Ranges multiply:
+ * a path that gives more than NC_DM_MAX_RANGE_PATHS instances, or an id above 2147483647, is
+ * refused and nothing is queued. Arguments as of nc_dm_agent_mode_reg. Returns 0; -1; -4 for a
+ * malformed path.
  */
-NC_DM_API int nc_dm_agent_mul_reg(char *dm_name, nc_dm_val_type_t val_type, int flag,
+NC_DM_API int nc_dm_agent_mul_reg(char* dm_name, nc_dm_val_type_t val_type, int flag,
                                   nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
                                   nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
                                   int (*reserved)(void));
@@ -245,42 +249,43 @@ NC_DM_API int nc_dm_agent_mul_reg(char *dm_name, nc_dm_val_type_t val_type, int 
  * applied to the tree by the registration task, in order of queueing, on the event-loop thread; its
  * schema must have been registered before. Returns 0, or -1.
  */
-NC_DM_API int nc_dm_agent_reg(char *path);
+NC_DM_API int nc_dm_agent_reg(char* path);
 
 /* The same with a source for what is created on the way. */
-NC_DM_API int nc_dm_agent_cli_reg(char *path, nc_dm_node_src_t src);
+NC_DM_API int nc_dm_agent_cli_reg(char* path, nc_dm_node_src_t src);
 
 /* Queues the removal of an instance and of all below it. Returns 0, or -1. */
-NC_DM_API int nc_dm_agent_unreg(char *path);
+NC_DM_API int nc_dm_agent_unreg(char* path);
 
 /*
- * Removes the whole tree at once and asks the server to forget this client; `dm_unreg_rsp` (may be null)
- * is called when it has answered. Only on the thread that called nc_dm_agent_init. Returns 0, or -1.
+ * Removes the whole tree at once and asks the server to forget this client; `dm_unreg_rsp` (may be
+ * null) is called when it has answered. Only on the thread that called nc_dm_agent_init. Returns 0,
+ * or -1.
  */
 NC_DM_API int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void));
 
 /*
- * Gives the list (or leaf-list) at the schema path `dm_path` a hash table for its instances, in place of
- * the instance tree. Call it after the schema and before the first instance. `limit_num`: how many
- * instances are expected, at least 10000. Returns 0; -1; -4 for a malformed path.
+ * Gives the list (or leaf-list) at the schema path `dm_path` a hash table for its instances, in
+ * place of the instance tree. Call it after the schema and before the first instance. `limit_num`:
+ * how many instances are expected, at least 10000. Returns 0; -1; -4 for a malformed path.
  */
-NC_DM_API int nc_dm_agent_reg_hash_tab(char *dm_path, unsigned int limit_num);
+NC_DM_API int nc_dm_agent_reg_hash_tab(char* dm_path, unsigned int limit_num);
 
 /* Installs a hook; a null handler removes it. Returns 0, or -1 before nc_dm_agent_init. */
-NC_DM_API int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char *));
+NC_DM_API int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*));
 
 /*
- * Queues the notice that all of the schema is registered. nc_dm_agent_init does it behind `dm_reg`; only an
- * application that registers later, without `dm_reg`, calls it itself.
+ * Queues the notice that all of the schema is registered. nc_dm_agent_init does it behind `dm_reg`;
+ * only an application that registers later, without `dm_reg`, calls it itself.
  */
 NC_DM_API void nc_dm_agent_mode_reg_cplt(void);
 
 /*
- * Records an attribute of a YANG module and queues it for the server. A second call for the same module and
- * kind replaces the value. Returns 0, or -1.
+ * Records an attribute of a YANG module and queues it for the server. A second call for the same
+ * module and kind replaces the value. Returns 0, or -1.
  */
-NC_DM_API int nc_dm_agent_yang_attr_reg(const char *name, nc_dm_yang_attr_type_t attr_type,
-                                        const char *attr_val);
+NC_DM_API int nc_dm_agent_yang_attr_reg(const char* name, nc_dm_yang_attr_type_t attr_type,
+                                        const char* attr_val);
 
 /* Levels of nc_dm_agent_dbg_msg and bits of the debug mask. */
 #define NC_DM_DBG_ERROR 1   /* what failed */
@@ -289,11 +294,11 @@ NC_DM_API int nc_dm_agent_yang_attr_reg(const char *name, nc_dm_yang_attr_type_t
 #define NC_DM_DBG_TIMING 16 /* durations of the application's callbacks; a mask bit alone */
 
 /*
- * Logs a text through the platform's syslog call when the debug mask has the bit of `flag`, which is one of
- * NC_DM_DBG_ERROR, NC_DM_DBG_INFO and NC_DM_DBG_PACKET; with any other value nothing happens. A text longer
- * than 1023 characters is cut.
+ * Logs a text through the platform's syslog call when the debug mask has the bit of `flag`, which
+ * is one of NC_DM_DBG_ERROR, NC_DM_DBG_INFO and NC_DM_DBG_PACKET; with any other value nothing
+ * happens. A text longer than 1023 characters is cut.
  */
-NC_DM_API void nc_dm_agent_dbg_msg(int flag, const char *fmt, ...)
+NC_DM_API void nc_dm_agent_dbg_msg(int flag, const char* fmt, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 2, 3)))
 #endif

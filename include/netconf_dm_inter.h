@@ -1,9 +1,9 @@
 /*
  * netconf_dm_inter.h - the library's tasks on the application's event loop.
  *
- * The library does all of its work in tasks of the application's zu_thread_master: one task of each kind
- * at most. A handle is non-null while its task is scheduled, and each task function clears its own handle
- * first, so that it may schedule its kind again.
+ * The library does all of its work in tasks of the application's zu_thread_master: one task of each
+ * kind at most. A handle is non-null while its task is scheduled, and each task function clears its
+ * own handle first, so that it may schedule its kind again.
  *
  * Everything here belongs to the event-loop thread.
  */
@@ -32,15 +32,15 @@ typedef enum nc_dm_event {
 
 /* The handles of the scheduled tasks. */
 typedef struct nc_dm_thread_manage {
-  zu_thread_master *master;
-  zu_thread *tt_connect;
-  zu_thread *tt_reconnect;
-  zu_thread *tt_read;
-  zu_thread *tt_fltrsp;
-  zu_thread *tt_idrsp;
-  zu_thread *tt_notify;
-  zu_thread *tt_reg;
-  zu_thread *tt_unreg_client;
+  zu_thread_master* master;
+  zu_thread* tt_connect;
+  zu_thread* tt_reconnect;
+  zu_thread* tt_read;
+  zu_thread* tt_fltrsp;
+  zu_thread* tt_idrsp;
+  zu_thread* tt_notify;
+  zu_thread* tt_reg;
+  zu_thread* tt_unreg_client;
 } nc_dm_thread_manage_t;
 
 NC_DM_API extern nc_dm_thread_manage_t g_nc_dm_agent_manage;
@@ -49,33 +49,34 @@ NC_DM_API extern nc_dm_thread_manage_t g_nc_dm_agent_manage;
  * Schedules the task of `event`, unless one of its kind is scheduled already.
  *   socket  descriptor of a read or write task, value of a connect task
  *   time    delay in seconds of NC_DM_EVENT_REG
- * The reconnect task comes after one second, connect and client-unregister tasks soon. A failure is logged
- * and leaves the handle null, so that the next request tries again; where a write task cannot be scheduled
- * the pending answer is released.
+ * The reconnect task comes after one second, connect and client-unregister tasks soon. A failure is
+ * logged and leaves the handle null, so that the next request tries again; where a write task
+ * cannot be scheduled the pending answer is released.
  */
 NC_DM_API void nc_dm_agent_handle_event(nc_dm_event_t event, int32_t socket, int time);
 
-/* Schedules the registration task after `sec` seconds and `usec` microseconds; only NC_DM_EVENT_REG. */
+/* Schedules the registration task after `sec` seconds and `usec` microseconds; only
+ * NC_DM_EVENT_REG. */
 NC_DM_API void nc_dm_agent_handle_timer(nc_dm_event_t event, long sec, long usec);
 
 /*
- * Task functions. Each takes the task that runs it, and returns 0 or the result of the step that failed;
- * the loop ignores it.
+ * Task functions. Each takes the task that runs it, and returns 0 or the result of the step that
+ * failed; the loop ignores it.
  */
-NC_DM_API int nc_dm_agent_connect(zu_thread *t);
-NC_DM_API int nc_dm_agent_reconnect(zu_thread *t);
-NC_DM_API int nc_dm_agent_read(zu_thread *t);
-NC_DM_API int nc_dm_agent_reg_handler(zu_thread *t);
-NC_DM_API int nc_dm_agent_unreg_client(zu_thread *t);
-NC_DM_API int nc_dm_agent_send_filter_rsp_lst(zu_thread *t);
-NC_DM_API int nc_dm_agent_send_getid_rsp_lst(zu_thread *t);
+NC_DM_API int nc_dm_agent_connect(zu_thread* t);
+NC_DM_API int nc_dm_agent_reconnect(zu_thread* t);
+NC_DM_API int nc_dm_agent_read(zu_thread* t);
+NC_DM_API int nc_dm_agent_reg_handler(zu_thread* t);
+NC_DM_API int nc_dm_agent_unreg_client(zu_thread* t);
+NC_DM_API int nc_dm_agent_send_filter_rsp_lst(zu_thread* t);
+NC_DM_API int nc_dm_agent_send_getid_rsp_lst(zu_thread* t);
 
 /*
  * Creates the client's socket bound to `path` (a suffix of TMPDIR); a file in its place is removed.
  * `is_block` true makes the socket non-blocking; the name is older than its meaning. Returns the
  * descriptor, or -1.
  */
-NC_DM_API int nc_dm_agent_create_socket(char *path, bool is_block);
+NC_DM_API int nc_dm_agent_create_socket(char* path, bool is_block);
 
 /* Creates the socket of this client. Returns the descriptor, or -1. */
 NC_DM_API int nc_dm_agent_create(void);
@@ -88,7 +89,7 @@ NC_DM_API void nc_dm_agent_clear_connect(void);
 
 /* Notes in the connection state whether a client of this name ran before, from its socket file, and
  * returns it. */
-NC_DM_API bool nc_dm_agent_restart(char *agent_name);
+NC_DM_API bool nc_dm_agent_restart(char* agent_name);
 
 /* Empties the lists in which edits and filters are collected between messages. Returns 0. */
 NC_DM_API int nc_dm_agent_op_data_init(void);

@@ -1,10 +1,12 @@
 /*
  * netconf_dm_util.h - lists, messages, paths, limits, values: what stands below the tree.
  *
- * Nothing here keeps state between calls but the debug mask and the buffer of nc_dm_make_path, and nothing
- * here knows of the tree or the connection (nc_dm_get_ids reads a node's ancestors, no more).
+ * Nothing here keeps state between calls but the debug mask and the buffer of nc_dm_make_path, and
+ * nothing here knows of the tree or the connection (nc_dm_get_ids reads a node's ancestors, no
+ * more).
  *
- * Strings that a function returns are from malloc and belong to the caller, who frees them with free().
+ * Strings that a function returns are from malloc and belong to the caller, who frees them with
+ * free().
  */
 #ifndef NETCONF_DM_UTIL_H_
 #define NETCONF_DM_UTIL_H_
@@ -15,13 +17,13 @@
 extern "C" {
 #endif
 
-/* ---- Lists ------------------------------------------------------------------------------------------- */
+/* ---- Lists ---- */
 
-/* Link of an intrusive doubly linked list, and its head: an empty list's head points to itself. Every
- * record that stands in a list has its link as its first member. */
+/* Link of an intrusive doubly linked list, and its head: an empty list's head points to itself.
+ * Every record that stands in a list has its link as its first member. */
 typedef struct list_head {
-  struct list_head *next;
-  struct list_head *prev;
+  struct list_head* next;
+  struct list_head* prev;
 } list_head;
 
 /* A list with a count. */
@@ -32,7 +34,7 @@ typedef struct nc_dm_list {
 
 struct nc_dm_agent_node;
 
-/* ---- Messages: the frame ------------------------------------------------------------------------------ */
+/* ---- Messages: the frame ---- */
 
 #define NC_DM_MSG_HEAD_SIZE 24
 #define NC_DM_RECV_BUF_SIZE 2560 /* an incoming frame, head included */
@@ -41,10 +43,10 @@ struct nc_dm_agent_node;
 
 /* Kinds of message, and of pending registrations (REG_OBJ and UNREG_OBJ never travel). */
 typedef enum nc_dm_msg_type {
-  NC_DM_MSG_TYPE_FAULT = 1,     /* to the server: a request failed */
-  NC_DM_MSG_TYPE_REG = 2,       /* to the server: a path */
-  NC_DM_MSG_TYPE_REG_RSP = 3,   /* from the server: how registration went */
-  NC_DM_MSG_TYPE_REG_NAME = 4,  /* to the server: the client's name, first on each connection */
+  NC_DM_MSG_TYPE_FAULT = 1,    /* to the server: a request failed */
+  NC_DM_MSG_TYPE_REG = 2,      /* to the server: a path */
+  NC_DM_MSG_TYPE_REG_RSP = 3,  /* from the server: how registration went */
+  NC_DM_MSG_TYPE_REG_NAME = 4, /* to the server: the client's name, first on each connection */
   NC_DM_MSG_TYPE_REG_NAME_RSP = 5,
   NC_DM_MSG_TYPE_REG_YANG_ATTR = 6, /* to the server: an attribute of a YANG module */
   NC_DM_MSG_TYPE_REG_YANG_ATTR_RSP = 7,
@@ -119,44 +121,46 @@ typedef struct nc_dm_lv {
   char value[];
 } nc_dm_lv_t;
 
-/* ---- Messages: the field codec ------------------------------------------------------------------------- */
+/* ---- Messages: the field codec ---- */
 
-/* Writers: put a field at `buf + *offset` and advance `*offset`. They do not know the buffer's size: the
- * caller bounds what it puts in. */
-NC_DM_API void nc_dm_put_int32(char *buf, int *offset, nc_int32 value);
-NC_DM_API void nc_dm_put_int64(char *buf, int *offset, nc_int64 value);
+/* Writers: put a field at `buf + *offset` and advance `*offset`. They do not know the buffer's
+ * size: the caller bounds what it puts in. */
+NC_DM_API void nc_dm_put_int32(char* buf, int* offset, nc_int32 value);
+NC_DM_API void nc_dm_put_int64(char* buf, int* offset, nc_int64 value);
 /* A length-prefixed string; `value_len` is its length. Writes one byte (NUL) past the field. */
-NC_DM_API void nc_dm_lv_str(char *buf, int *offset, char *value, int value_len);
+NC_DM_API void nc_dm_lv_str(char* buf, int* offset, char* value, int value_len);
 
-/* Readers: read a field of the body `msg` of `msg_len` bytes at `*decode_len` and advance it. 0; -1 when the
- * field does not fit the body, or memory is short. What they allocate belongs to the caller. */
-NC_DM_API int nc_dm_decode_int32(nc_int32 *data, nc_int32 *decode_len, char *msg, nc_int32 msg_len);
-NC_DM_API int nc_dm_decode_int64(nc_int64 *data, nc_int32 *decode_len, char *msg, nc_int32 msg_len);
+/* Readers: read a field of the body `msg` of `msg_len` bytes at `*decode_len` and advance it. 0; -1
+ * when the field does not fit the body, or memory is short. What they allocate belongs to the
+ * caller. */
+NC_DM_API int nc_dm_decode_int32(nc_int32* data, nc_int32* decode_len, char* msg, nc_int32 msg_len);
+NC_DM_API int nc_dm_decode_int64(nc_int64* data, nc_int32* decode_len, char* msg, nc_int32 msg_len);
 /* `data_len` bytes without a length prefix, as a new NUL-terminated string. */
-NC_DM_API int nc_dm_decode_str(char **data, nc_int32 *decode_len, nc_int32 data_len, char *msg,
+NC_DM_API int nc_dm_decode_str(char** data, nc_int32* decode_len, nc_int32 data_len, char* msg,
                                nc_int32 msg_len);
 /* A length-prefixed string, as a new NUL-terminated string. */
-NC_DM_API int nc_dm_decode_lv(char **data, nc_int32 *decode_len, char *msg, nc_int32 msg_len);
-/* A length-prefixed string into `data`, a zeroed buffer of at least NC_DM_MAX_PATH_LEN + 1 bytes; a longer
- * string is refused. */
-NC_DM_API int nc_dm_decode_lv_non(char *data, nc_int32 *decode_len, char *msg, nc_int32 msg_len);
+NC_DM_API int nc_dm_decode_lv(char** data, nc_int32* decode_len, char* msg, nc_int32 msg_len);
+/* A length-prefixed string into `data`, a zeroed buffer of at least NC_DM_MAX_PATH_LEN + 1 bytes; a
+ * longer string is refused. */
+NC_DM_API int nc_dm_decode_lv_non(char* data, nc_int32* decode_len, char* msg, nc_int32 msg_len);
 
 /* The 4-byte integer at `ptr`, whatever its alignment. */
-NC_DM_API nc_int32 get_int32(const void *ptr);
+NC_DM_API nc_int32 get_int32(const void* ptr);
 
-/* Transfer exactly `nbytes` on a descriptor. `nbytes`; 0 when the peer closed; the failing call's negative
- * result; -1 for a null `ptr`. Up to NC_DM_RW_RETRIES attempts that are interrupted or would block are
- * repeated at once. A write to a closed peer raises no signal. */
-NC_DM_API int nc_dm_read(int fd, char *ptr, int nbytes);
-NC_DM_API int nc_dm_write(int fd, char *ptr, int nbytes);
+/* Transfer exactly `nbytes` on a descriptor. `nbytes`; 0 when the peer closed; the failing call's
+ * negative result; -1 for a null `ptr`. Up to NC_DM_RW_RETRIES attempts that are interrupted or
+ * would block are repeated at once. A write to a closed peer raises no signal. */
+NC_DM_API int nc_dm_read(int fd, char* ptr, int nbytes);
+NC_DM_API int nc_dm_write(int fd, char* ptr, int nbytes);
 
 /* A copy of `s`; null for null, or when memory is short. */
-NC_DM_API char *nc_dm_copy_str(const char *s);
+NC_DM_API char* nc_dm_copy_str(const char* s);
 
-/* Zeroes `size` bytes of `buf` and returns them as a message; null for a null `buf` or a size below 1. */
-NC_DM_API nc_dm_msg_t *nc_dm_agent_init_out_msg(char *buf, int size);
+/* Zeroes `size` bytes of `buf` and returns them as a message; null for a null `buf` or a size
+ * below 1. */
+NC_DM_API nc_dm_msg_t* nc_dm_agent_init_out_msg(char* buf, int size);
 
-/* ---- Paths --------------------------------------------------------------------------------------------- */
+/* ---- Paths ---- */
 
 /* A parsed dotted path. Clear the whole record before parsing into it. */
 typedef struct nc_dm_path_nodes {
@@ -166,37 +170,39 @@ typedef struct nc_dm_path_nodes {
   char nodes[NC_DM_MAX_DEPTH][NC_DM_MAX_NAME_LEN + 1]; /* the components' names */
 } nc_dm_path_nodes_t;
 
-/* Splits a dotted path. With `getinst` a decimal component becomes the instance id of the component before
- * it. A single trailing dot is ignored. 0; -1 for a null argument; -4 for a malformed path. */
-NC_DM_API int nc_dm_parse(char *dm_name, nc_dm_path_nodes_t *path_nodes, bool getinst);
+/* Splits a dotted path. With `getinst` a decimal component becomes the instance id of the component
+ * before it. A single trailing dot is ignored. 0; -1 for a null argument; -4 for a malformed path.
+ */
+NC_DM_API int nc_dm_parse(char* dm_name, nc_dm_path_nodes_t* path_nodes, bool getinst);
 
 /* Is the text a decimal integer: digits, a '-' before them, blanks around them, no leading zero. */
-NC_DM_API bool nc_dm_is_str_num(const char *str);
+NC_DM_API bool nc_dm_is_str_num(const char* str);
 
-/* Reads the decimal number before the first `parse_tag` (one character) of `parse_str`; `*parse_len` becomes
- * its length and the tag's. 0, or -1. */
-NC_DM_API int nc_dm_parse_str_num(char *parse_str, char *parse_tag, nc_int32 *parsed_num,
-                                  nc_int32 *parse_len);
+/* Reads the decimal number before the first `parse_tag` (one character) of `parse_str`;
+ * `*parse_len` becomes its length and the tag's. 0, or -1. */
+NC_DM_API int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* parsed_num,
+                                  nc_int32* parse_len);
 
 /* Is the first component `root`; otherwise logged. For applications whose paths share a root. */
-NC_DM_API bool nc_dm_check_root(const char *root, const nc_dm_path_nodes_t *path_nodes);
+NC_DM_API bool nc_dm_check_root(const char* root, const nc_dm_path_nodes_t* path_nodes);
 
-/* Does the name obey the character rules: letters, digits, '_', '{', '}', and '-' but for the first. */
-NC_DM_API bool nc_dm_check_c_naming(const char *name);
+/* Does the name obey the character rules: letters, digits, '_', '{', '}', and '-' but for the
+ * first. */
+NC_DM_API bool nc_dm_check_c_naming(const char* name);
 
 /* Do all components of the path. */
-NC_DM_API bool nc_dm_check_param_name(const nc_dm_path_nodes_t *path_nodes);
+NC_DM_API bool nc_dm_check_param_name(const nc_dm_path_nodes_t* path_nodes);
 
-/* Joins an instance path, ids included: "a.b.3.c" for a leaf, "a.b.3.c." otherwise. 0; -1 for a null argument,
- * short memory, or a result longer than 256 characters. */
-NC_DM_API int nc_dm_agent_comb_path_name(char **path_name, nc_dm_path_nodes_t *path_nodes,
+/* Joins an instance path, ids included: "a.b.3.c" for a leaf, "a.b.3.c." otherwise. 0; -1 for a
+ * null argument, short memory, or a result longer than 256 characters. */
+NC_DM_API int nc_dm_agent_comb_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
                                          bool is_leaf);
 
 /* Joins the first `node_cnt` names, without ids. 0, or -1. */
-NC_DM_API int nc_dm_agent_comb_reg_path_name(char **path_name, nc_dm_path_nodes_t *path_nodes,
+NC_DM_API int nc_dm_agent_comb_reg_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
                                              int node_cnt, bool is_leaf);
 
-/* ---- Instance id arrays -------------------------------------------------------------------------------- */
+/* ---- Instance id arrays ---- */
 
 /* A list element that holds an id array. */
 typedef struct nc_dm_id_array_node {
@@ -204,39 +210,41 @@ typedef struct nc_dm_id_array_node {
   nc_dm_id_array_t id_array;
 } nc_dm_id_array_node_t;
 
-/* Appends the non-zero ids of a parsed instance path, at most up to 16. 0; -1 for a null argument. */
-NC_DM_API int nc_dm_get_id(nc_dm_id_array_t *id_array, nc_dm_path_nodes_t *path_nodes);
+/* Appends the non-zero ids of a parsed instance path, at most up to 16. 0; -1 for a null argument.
+ */
+NC_DM_API int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes);
 
-/* Collects the ids of a node's ancestors (and its own, for a leaf-list element) into a cleared array, outermost
- * first. 0, or -1. */
-NC_DM_API int nc_dm_get_ids(nc_dm_id_array_t *id_array, struct nc_dm_agent_node *curr_node);
+/* Collects the ids of a node's ancestors (and its own, for a leaf-list element) into a cleared
+ * array, outermost first. 0, or -1. */
+NC_DM_API int nc_dm_get_ids(nc_dm_id_array_t* id_array, struct nc_dm_agent_node* curr_node);
 
 /* Do both hold the same ids; two null pointers do. */
-NC_DM_API bool nc_dm_id_arrays_same(nc_dm_id_array_t *id_array1, nc_dm_id_array_t *id_array2);
+NC_DM_API bool nc_dm_id_arrays_same(nc_dm_id_array_t* id_array1, nc_dm_id_array_t* id_array2);
 
 /* Does `short_arr` address `long_arr` (0), an ancestor of it (1), or neither (-1). */
-NC_DM_API int nc_dm_id_arrays_contain_certainly(nc_dm_id_array_t *long_arr,
-                                                nc_dm_id_array_t *short_arr);
+NC_DM_API int nc_dm_id_arrays_contain_certainly(nc_dm_id_array_t* long_arr,
+                                                nc_dm_id_array_t* short_arr);
 
 /* Copies the ids and their count, nothing else. */
-NC_DM_API void nc_dm_id_array_cpy(nc_dm_id_array_t *dst_id_array, nc_dm_id_array_t *src_id_array);
+NC_DM_API void nc_dm_id_array_cpy(nc_dm_id_array_t* dst_id_array, nc_dm_id_array_t* src_id_array);
 
 /* Frees every nc_dm_id_array_node_t of a bare list. */
-NC_DM_API void nc_dm_id_arrays_free(list_head *id_array_list);
+NC_DM_API void nc_dm_id_arrays_free(list_head* id_array_list);
 
-/* Narrows `res_list` to the arrays that are also in `tmp_list`; an empty `res_list` takes all of `tmp_list`. */
-NC_DM_API void nc_dm_id_array_list_intscn(nc_dm_list_t *tmp_list, nc_dm_list_t *res_list);
+/* Narrows `res_list` to the arrays that are also in `tmp_list`; an empty `res_list` takes all of
+ * `tmp_list`. */
+NC_DM_API void nc_dm_id_array_list_intscn(nc_dm_list_t* tmp_list, nc_dm_list_t* res_list);
 
-/* ---- Values -------------------------------------------------------------------------------------------- */
+/* ---- Values ---- */
 
-/* Text to a new typed object of `val_type`. 0, or -1; after -1 `*dest_val` may hold an object to free, so set
- * it to null before. A type outside 1 to 13 gives 0 and leaves `*dest_val`. */
-NC_DM_API int nc_dm_unserialize_val(char *src_val, char **dest_val, nc_dm_val_type_t val_type);
+/* Text to a new typed object of `val_type`. 0, or -1; after -1 `*dest_val` may hold an object to
+ * free, so set it to null before. A type outside 1 to 13 gives 0 and leaves `*dest_val`. */
+NC_DM_API int nc_dm_unserialize_val(char* src_val, char** dest_val, nc_dm_val_type_t val_type);
 
 /* Typed object to a new text. 0, or -1. A type outside 1 to 13 gives 0 and leaves `*dm_val`. */
-NC_DM_API int nc_dm_serialize_val(char **dm_val, char *src_val, nc_dm_val_type_t val_type);
+NC_DM_API int nc_dm_serialize_val(char** dm_val, char* src_val, nc_dm_val_type_t val_type);
 
-/* ---- Files, directories, paths, time --------------------------------------------------------------------- */
+/* ---- Files, directories, paths, time ---- */
 
 /* Name of a directory entry. */
 typedef struct nc_dm_dir_entname {
@@ -245,29 +253,29 @@ typedef struct nc_dm_dir_entname {
 } nc_dm_dir_entname_t;
 
 /* The content of a file as a NUL-terminated string, or null. */
-NC_DM_API char *nc_dm_get_file_cont(const char *file_path);
+NC_DM_API char* nc_dm_get_file_cont(const char* file_path);
 
 /* Is the text after the first '.' of the name `ext`. */
-NC_DM_API bool nc_dm_is_file_ext(char *file_name, char *ext);
+NC_DM_API bool nc_dm_is_file_ext(char* file_name, char* ext);
 
-/* Appends the names in a directory, those with the extension `ext` alone unless it is null; the caller frees
- * the elements. 0, or -1. */
-NC_DM_API int nc_dm_get_dir_entnames(const char *dir_name, char *ext, list_head *head);
+/* Appends the names in a directory, those with the extension `ext` alone unless it is null; the
+ * caller frees the elements. 0, or -1. */
+NC_DM_API int nc_dm_get_dir_entnames(const char* dir_name, char* ext, list_head* head);
 
-/* The suffix behind the value of TMPDIR, in a static buffer of 129 bytes that the next call overwrites; null
- * when TMPDIR is unset or the path does not fit. */
-NC_DM_API char *nc_dm_make_path(char *path_suffix);
+/* The suffix behind the value of TMPDIR, in a static buffer of 129 bytes that the next call
+ * overwrites; null when TMPDIR is unset or the path does not fit. */
+NC_DM_API char* nc_dm_make_path(char* path_suffix);
 
 /* The suffix behind the flash home directory, in `path` of `path_size` bytes. `path`, or null. */
-NC_DM_API char *nc_dm_make_flash_home(char *path_suffix, char *path, int path_size);
+NC_DM_API char* nc_dm_make_flash_home(char* path_suffix, char* path, int path_size);
 
 /* Writes a time stamp to the log when the timing bit of the debug mask is set. */
-NC_DM_API void nc_dm_print_time(char *str);
+NC_DM_API void nc_dm_print_time(char* str);
 
 /* A pseudo-random number; no good for secrets. Every call seeds the generator of random(3) anew. */
 NC_DM_API int nc_dm_rand(void);
 
-/* ---- Diagnostics --------------------------------------------------------------------------------------- */
+/* ---- Diagnostics ---- */
 
 /* The debug mask: NC_DM_DBG_* bits. 0 at load. */
 NC_DM_API extern int g_nc_dm_agent_dbg;
@@ -276,10 +284,10 @@ NC_DM_API extern int g_nc_dm_agent_dbg;
 NC_DM_API void nc_dm_agent_dbg_set(int dbg_type, bool is_open);
 
 /* Opens errors, information and packets when the client's debug switch file exists. */
-NC_DM_API void nc_dm_agent_dbg_check(const char *agent_name);
+NC_DM_API void nc_dm_agent_dbg_check(const char* agent_name);
 
 /* Dumps a frame about to be sent, and the first `msg_len` bytes of the receive buffer. */
-NC_DM_API void nc_dm_agent_dbg_print_send_msg(nc_dm_msg_t *out_msg);
+NC_DM_API void nc_dm_agent_dbg_print_send_msg(nc_dm_msg_t* out_msg);
 NC_DM_API void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len);
 
 #ifdef __cplusplus

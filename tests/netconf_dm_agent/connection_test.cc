@@ -63,7 +63,6 @@ __attribute__((visibility("default"))) int pthread_mutex_init(
 namespace ncdm_test {
 namespace {
 
-
 int GetLeaf(nc_dm_id_array_t*, char* value) {
   value[0] = 1;
   return 0;
