@@ -34,21 +34,30 @@ void LogGoingOn(const nc_dm_stub_edit_t& edit, const char* name) {
   NC_DM_LOG_INFO("The edit node '%s' error option is 'continue-on-error'.\n", nc::Printable(name));
 }
 
-// The child of an entry that an edit of that name is about: a leaf, a leaf-list or a container.
-// Entries of a list are not addressed by the list's name.
-nc_dm_agent_node_t* FindAddressed(const nc_dm_agent_node_t* entry, const char* name) {
-  if (name == nullptr) return nullptr;
-  nc_dm_agent_node_t* child = nc::FindChild(&entry->sub_lst, name);
-  if (child == nullptr) return nullptr;
-  switch (child->node_type) {
+// What an edit may be about: a leaf, a leaf-list or a container. Entries of a list are not
+// addressed by the list's name.
+bool IsAddressable(const nc_dm_agent_node_t& node) {
+  switch (node.node_type) {
     case NC_DM_NODE_TYPE_LEAF:
     case NC_DM_NODE_TYPE_MULT_LEAF:
     case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
     case NC_DM_NODE_TYPE_SINGLE_OBJECT:
-      return child;
+      return true;
     default:
-      return nullptr;
+      return false;
   }
+}
+
+// The child of an entry that an edit of that name is about, or null. A leaf may stand behind a list
+// of its name: "a.b.{i}.c" and "a.b.5" can both be registered.
+nc_dm_agent_node_t* FindAddressed(const nc_dm_agent_node_t* entry, const char* name) {
+  if (name == nullptr) return nullptr;
+  nc_dm_agent_node_t* first = nc::FindChild(&entry->sub_lst, name);
+  if (first == nullptr || IsAddressable(*first)) return first;
+  for (nc_dm_agent_node_t& child : nc::SameNamed(&entry->sub_lst, name)) {
+    if (IsAddressable(child)) return &child;
+  }
+  return nullptr;
 }
 
 class CommandRun {

@@ -241,7 +241,7 @@ int nc_dm_agent_edit_delall_child(nc_dm_agent_node_t* parent, nc_dm_id_array_t* 
     return -1;
   }
   Level level = {id_array, {}, fault, erropt};
-  if (id_array->cnt > 0) nc_dm_id_array_cpy(&level.base, id_array);
+  nc_dm_id_array_cpy(&level.base, id_array);
 
   for (nc_dm_agent_node_t& child : nc::RecordsSafely<nc_dm_agent_node_t>(&parent->sub_lst)) {
     if (DeleteChild(&child, level)) continue;

@@ -145,14 +145,12 @@ bool StoreKeys(nc_dm_agent_data_block_t* padb, const nc_dm_agent_node_t* mode_no
     char* text = nc_dm_agent_get_key_value(leaf.node_name, keys);
     if (text == nullptr) return false;
 
-    char* typed = nullptr;
-    const int result = nc_dm_unserialize_val(text, &typed, leaf.val_type);
-    const nc::MallocPtr<char> owned(typed);
-    if (result != 0) {
+    nc::MallocPtr<char> typed;
+    if (nc::ConvertText(text, leaf.val_type, &typed) != 0) {
       NC_DM_LOG_ERROR("Failed to unserialize key node '%s' value!\n", leaf.node_name);
       return false;
     }
-    if (nc_dm_agent_padb_set_var(padb, leaf.index, leaf.val_type, typed) != 0) {
+    if (nc_dm_agent_padb_set_var(padb, leaf.index, leaf.val_type, typed.get()) != 0) {
       NC_DM_LOG_ERROR("No need to set the key node '%s' value to padb.\n", leaf.node_name);
       return false;
     }
@@ -283,8 +281,9 @@ void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent, nc_dm_stub_edit_nod
   if (parent == nullptr || edit_list == nullptr) return;
   for (const auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
     if (node.tmpname == nullptr) continue;
-    nc_dm_agent_node_t* leaf = nc::FindSchemaChild(&parent->sub_lst, node.tmpname);
-    if (leaf != nullptr && leaf->node_type == NC_DM_NODE_TYPE_LEAF) nc::StampSource(leaf, src);
+    for (nc_dm_agent_node_t& child : nc::SameNamed(&parent->sub_lst, node.tmpname)) {
+      if (child.node_type == NC_DM_NODE_TYPE_LEAF) nc::StampSource(&child, src);
+    }
   }
 }
 
@@ -401,10 +400,12 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
 
   NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
                   grandfather->node_name, key_parent);
-  nc_dm_agent_node_t* mode_node = nc::FindSchemaChild(&grandfather->sub_lst, key_parent);
-  if (mode_node == nullptr || mode_node->node_type != NC_DM_NODE_TYPE_MULT_MODE) return nullptr;
-  NC_DM_LOG_INFO("Found the mode node '%s'.\n", mode_node->node_name);
-  return mode_node;
+  for (nc_dm_agent_node_t& child : nc::SameNamed(&grandfather->sub_lst, key_parent)) {
+    if (child.node_type != NC_DM_NODE_TYPE_MULT_MODE) continue;
+    NC_DM_LOG_INFO("Found the mode node '%s'.\n", child.node_name);
+    return &child;
+  }
+  return nullptr;
 }
 
 nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, char* node_name,

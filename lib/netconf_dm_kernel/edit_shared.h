@@ -4,6 +4,7 @@
 #ifndef NETCONF_DM_KERNEL_EDIT_SHARED_H_
 #define NETCONF_DM_KERNEL_EDIT_SHARED_H_
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
@@ -89,6 +90,17 @@ class EditIds {
   nc_dm_id_array_t* ids_;
 };
 
+// Converts the text of a value; 0, or the conversion's result. `*typed` stays null for a type that
+// has no values. A conversion refuses every number while errno holds ERANGE, which a number that
+// was refused before, or a callback, may have left there.
+inline int ConvertText(char* text, nc_dm_val_type_t val_type, MallocPtr<char>* typed) {
+  errno = 0;
+  char* object = nullptr;
+  const int result = nc_dm_unserialize_val(text, &object, val_type);
+  typed->reset(object);
+  return result;
+}
+
 // A value as a callback takes it: the typed object of a text or, before a text is converted, an
 // empty buffer.
 class TypedValue {
@@ -99,10 +111,7 @@ class TypedValue {
 
   // 0, or the conversion's result.
   int Convert(char* text, nc_dm_val_type_t val_type) {
-    char* typed = nullptr;
-    const int result = nc_dm_unserialize_val(text, &typed, val_type);
-    typed_.reset(typed);
-    return result;
+    return ConvertText(text, val_type, &typed_);
   }
 
   char* get() { return typed_ != nullptr ? typed_.get() : empty_; }

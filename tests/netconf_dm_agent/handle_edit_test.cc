@@ -27,6 +27,10 @@ class EditTest : public AgentTest {
     app_->Register({.path = "net.vrf.{i}.mtu",
                     .type = NC_DM_VAL_TYPE_INT,
                     .callbacks = static_cast<unsigned>(Callback::kSet)});
+    app_->Register({.path = "net.zone.{i}.name",
+                    .flag = NC_DM_FLAG_KEY,
+                    .index = 1,
+                    .callbacks = static_cast<unsigned>(Callback::kGetAttr)});
     log().Clear();
   }
 
@@ -99,9 +103,14 @@ TEST_F(EditTest, AMissingPacketTypeDropsWhatWasCollected) {
   EXPECT_THAT(Collected(), IsEmpty());
 }
 
-TEST_F(EditTest, ANegativePacketTypeIsAParseFault) {
-  EXPECT_EQ(Edit(-2), 0);
-  ExpectFault(NC_DM_FAULT_CODE_PARSE, 5);
+TEST_F(EditTest, ANegativePacketTypeDropsWhatWasCollected) {
+  for (int pkt_type : {-1, -2, INT32_MIN}) {
+    Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(1, 1, "a.b", "2"), 1);
+    EXPECT_EQ(Edit(pkt_type), 0);
+    ExpectFault(NC_DM_FAULT_CODE_PARSE, 5);
+    EXPECT_THAT(Collected(), IsEmpty());
+    EXPECT_FALSE(HasKeys());
+  }
 }
 
 TEST_F(EditTest, AnObjectEditIsAnsweredWithTheInstance) {
@@ -141,6 +150,39 @@ TEST_F(EditTest, AnObjectEditThatFailsIsAFault) {
   }
 }
 
+TEST_F(EditTest, TheCommandPacketTypeMakesACommandOfTheEdit) {
+  Collect(NC_DM_PKT_TYPE_OBJECT_CMD, Body().Edit(1, NC_DM_OP_MERGE, "net.vrf.{i}.name", "red"), 1);
+  EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_CMD_END), 0);
+  ExpectFault(NC_DM_FAULT_CODE_OP_FAILED, 5, "vrf");  // the list has none
+  EXPECT_THAT(app_->CallTexts(), IsEmpty());
+}
+
+// What the engine has put into the fault record on the way does not matter when it gives an id.
+TEST_F(EditTest, AnObjectEditThatGivesAnIdIsNoFault) {
+  AddInstance("net.vrf.3");
+  Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, NC_DM_OP_MERGE, "net.vrf.{i}.name", "red", {3}), 1);
+  nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
+  message->head.type = NC_DM_MSG_TYPE_EDIT;
+  message->head.sid = 6;
+  message->head.len = 4;
+  const nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END;
+  memcpy(message->buf, &pkt_type, sizeof(pkt_type));
+  nc_dm_fault_t fault = {};
+  EXPECT_EQ(nc_dm_agent_handle_msg_edit(agent_fd(), message, &fault), 0);
+  EXPECT_EQ(fault.fault_code, NC_DM_FAULT_CODE_OK);
+  ExpectAnswer(3, 6);
+  EXPECT_TRUE(
+      log().ContainsInfo("The last node match is leaf node, the instance already exists.\n"));
+}
+
+TEST_F(EditTest, ALookupThatFindsNothingIsAnsweredWith0) {
+  Collect(NC_DM_PKT_TYPE_OBJECT,
+          Body().Edit(1, NC_DM_OP_NONE, "net.zone.{i}.name", "red", {}, NC_DM_DEFOP_NONE), 1);
+  EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_END), 0);
+  ExpectAnswer(0);
+  EXPECT_THAT(app_->CallTexts(), ElementsAre("get_attr name ids=[] src=0 op=4 slots={1:red}"));
+}
+
 TEST_F(EditTest, ASubtreeEditIsAnswered) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_END), 0);
@@ -163,30 +205,42 @@ TEST_F(EditTest, ASubtreeEditThatFailsIsAFault) {
   EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_FAULT);
   EXPECT_NE(BodyReader(frame).Int32(), NC_DM_FAULT_CODE_OK);
   EXPECT_FALSE(log().ContainsInfo("Handle edit message successfully.\n"));
+  EXPECT_FALSE(log().ContainsError("Failed to edit dm tree object!\n"));
   EXPECT_THAT(Collected(), IsEmpty());
 }
 
 bool g_locked_in_callback;
 
+nc_int64 SeeLock(const ModelCall&) {
+  // The lock is recursive, so only another thread can tell.
+  pthread_t other;
+  pthread_create(
+      &other, nullptr,
+      [](void*) -> void* {
+        g_locked_in_callback = pthread_mutex_trylock(&g_nc_agent_dm.dm_mutex) != 0;
+        if (!g_locked_in_callback) pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
+        return nullptr;
+      },
+      nullptr);
+  pthread_join(other, nullptr);
+  return 0;
+}
+
 TEST_F(EditTest, CallbacksRunUnderTheTreesLock) {
   g_locked_in_callback = false;
-  app_->On(Callback::kSet, "host", [](const ModelCall&) {
-    // The lock is recursive, so only another thread can tell.
-    pthread_t other;
-    pthread_create(
-        &other, nullptr,
-        [](void*) -> void* {
-          g_locked_in_callback = pthread_mutex_trylock(&g_nc_agent_dm.dm_mutex) != 0;
-          if (!g_locked_in_callback) pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
-          return nullptr;
-        },
-        nullptr);
-    pthread_join(other, nullptr);
-    return 0;
-  });
+  app_->On(Callback::kSet, "host", SeeLock);
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_END), 0);
   EXPECT_TRUE(g_locked_in_callback);
+  ExpectAnswer(0);
+
+  g_locked_in_callback = false;
+  app_->On(Callback::kDelete, "name", SeeLock);
+  Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, NC_DM_OP_DELETE, "net.vrf.{i}.name", "red"), 1);
+  EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_END), 0);
+  EXPECT_TRUE(g_locked_in_callback);
+  SeeLock({});
+  EXPECT_FALSE(g_locked_in_callback);
 }
 
 TEST_F(EditTest, TheDatastoreGivesTheSource) {
@@ -215,6 +269,12 @@ TEST_F(EditTest, ACommitCallsTheHookAndIsNotAnswered) {
   EXPECT_EQ(g_commit_argument, 'n');
   EXPECT_TRUE(log().ContainsInfo("Call the data commit function.\n"));
   EXPECT_TRUE(peer().IsQuiet());
+}
+
+TEST_F(EditTest, ACommitLeavesWhatIsCollected) {
+  Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.b", "2"), 1);
+  EXPECT_EQ(Edit(NC_DM_PKT_TYPE_COMMIT), 0);
+  EXPECT_THAT(Collected(), ElementsAre("a.b"));
 }
 
 TEST_F(EditTest, ACommitNeedsNoHook) {

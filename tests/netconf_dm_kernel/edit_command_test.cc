@@ -65,7 +65,6 @@ class CommandTest : public EditTest {
     app.Forget();
     LogCapture::Get().Clear();
     fault = {};
-    errno = 0;
   }
 };
 
@@ -179,8 +178,10 @@ TEST_F(CommandTest, MissingEntryMeansWhatTheOperationSays) {
     if (op == NC_DM_OP_DELETE) {
       EXPECT_EQ(result, -1);
       EXPECT_EQ(Fault(), "-10 port*");
-      EXPECT_TRUE(LoggedError("Failed to delete node 'port' instance for data missing!\n"));
-      EXPECT_TRUE(LoggedError("There is a new fault occurred!\n"));
+      EXPECT_THAT(Errors(),
+                  ElementsAre("Failed to call 'exe_cmd' of parent node 'port', return -7!\n",
+                              "Failed to delete node 'port' instance for data missing!\n",
+                              "There is a new fault occurred!\n"));
     } else if (op == NC_DM_OP_REMOVE) {
       EXPECT_EQ(result, 0);
       EXPECT_EQ(Fault(), "0 ");
@@ -718,6 +719,19 @@ TEST_F(CommandTest, UnknownChildStops) {
   }
 }
 
+TEST_F(CommandTest, LeafBehindAListOfItsName) {
+  app.Register({.path = "if.line.{i}.id", .flag = 1});
+  app.Register({.path = "if.line.5", .callbacks = 0u | Callback::kSet});
+  ASSERT_EQ(NodeAt("if.line")->node_type, NC_DM_NODE_TYPE_MULT_MODE);
+  AddInstance("if.line.3");
+  EXPECT_EQ(Run({{.name = "if.line", .val = "x", .op = NC_DM_OP_MERGE}}, NC_DM_CMD_OP_EDIT,
+                NC_DM_NODE_SRC_SDN, "if"),
+            0);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("set 5 ids=[] src=1 value=x"));
+  EXPECT_EQ(NodeAt("if.line.5")->src, NC_DM_NODE_SRC_SDN);
+  EXPECT_EQ(NodeAt("if.line")->src, NC_DM_NODE_SRC_NONE);
+}
+
 TEST_F(CommandTest, UnknownChildIsPassedOverWhenAskedTo) {
   EXPECT_EQ(Run({{.name = "if.port.none", .op = NC_DM_OP_MERGE, .erropt = NC_DM_ERROPT_CONTINUE},
                  {.name = "if.port.descr", .val = "x", .op = NC_DM_OP_MERGE},
@@ -774,6 +788,30 @@ TEST_F(CommandTest, ValueThatCannotBeConvertedStops) {
   EXPECT_TRUE(LoggedInfo("The edit node 'mtu' error option is 'continue-on-error'.\n"));
   EXPECT_TRUE(LoggedError("There is a new fault occurred!\n"));
   EXPECT_THAT(app.calls(), SizeIs(1));
+}
+
+// The conversions refuse every number as long as errno says that one was out of range.
+TEST_F(CommandTest, RefusedNumberDoesNotSpoilTheNext) {
+  EXPECT_EQ(Run({{.name = "if.port.mtu",
+                  .val = "2147483648",
+                  .op = NC_DM_OP_MERGE,
+                  .erropt = NC_DM_ERROPT_CONTINUE},
+                 {.name = "if.port.mtu", .val = "7", .op = NC_DM_OP_MERGE},
+                 {.name = "if.port.speed", .val = "8", .op = NC_DM_OP_MERGE}}),
+            -1);
+  EXPECT_EQ(Fault(), "-11 mtu*");
+  EXPECT_THAT(app.CallTexts(), ElementsAre("exe_cmd name ids=[] src=0 op=1 slots={2:7, 63:8}"));
+}
+
+TEST_F(CommandTest, WhatACallbackLeavesInErrnoRefusesNoNumber) {
+  app.On(Callback::kSet, "descr", [](const ModelCall&) -> nc_int64 {
+    errno = ERANGE;
+    return 0;
+  });
+  EXPECT_EQ(Run({{.name = "if.port.descr", .val = "x", .op = NC_DM_OP_MERGE},
+                 {.name = "if.port.mtu", .val = "7", .op = NC_DM_OP_MERGE}}),
+            1);
+  EXPECT_EQ(Fault(), "0 ");
 }
 
 TEST_F(CommandTest, EveryFailureMayBePassedOver) {

@@ -91,7 +91,10 @@ TEST_F(EntryTest, CreateThatGivesNoIdIsPassedOnWithoutAFault) {
     });
     EXPECT_EQ(Create({.name = "net.vrf.rd", .val = "1", .op = NC_DM_OP_CREATE}), result);
     EXPECT_EQ(Fault(), "0 ");
+    EXPECT_TRUE(
+        LoggedInfo("The 'create' return value of node 'vrf' is " + std::to_string(result) + ".\n"));
   }
+  EXPECT_THAT(Errors(), IsEmpty());
 }
 
 // A key of no type has no typed value; the callback gets an empty one.
@@ -119,7 +122,6 @@ TEST_F(EntryTest, CreateFailures) {
     EXPECT_EQ(Create({.name = "net.vrf.rd", .val = value}), -1);
     EXPECT_EQ(Fault(), "-11 rd*");
     EXPECT_TRUE(LoggedError("Failed to unserialize tmp node 'rd' value!\n"));
-    errno = 0;
   }
   EXPECT_THAT(app.CallTexts(), IsEmpty());
 
@@ -149,6 +151,7 @@ TEST_F(EntryTest, DeleteOfAMissingEntryFailsForDeleteAlone) {
   EXPECT_EQ(Fault(), "-10 *");
   EXPECT_THAT(Errors(),
               ElementsAre("The instance node has already missed, op is 'delete', return error!\n"));
+  EXPECT_TRUE(LoggedInfo("The 'delete' return value of node 'vrf' is -7.\n"));
 
   fault = {};
   LogCapture::Get().Clear();
@@ -181,6 +184,23 @@ TEST_F(EntryTest, DeleteFailures) {
   EXPECT_EQ(nc_dm_agent_edit_delete(nullptr, edits.at(0)->edit, 4, &fault), -1);
   EXPECT_EQ(nc_dm_agent_edit_delete(NodeAt("net.vrf"), nullptr, 4, &fault), -1);
   EXPECT_TRUE(LoggedError("Invalid arguments inputs.\n"));
+}
+
+// The value is looked at before the callback is.
+TEST_F(EntryTest, BadValueOfAListWithoutCallbacks) {
+  app.Register({.path = "net.num.{i}.id", .type = NC_DM_VAL_TYPE_UINT, .flag = 1});
+  EXPECT_EQ(Create({.name = "net.num.id", .val = "x"}, "net.num"), -1);
+  EXPECT_EQ(Fault(), "-11 id*");
+  fault = {};
+  EXPECT_EQ(Delete({.name = "net.num.id", .val = "x"}, "net.num"), -1);
+  EXPECT_EQ(Fault(), "-11 id*");
+}
+
+TEST_F(EntryTest, RefusedNumberDoesNotSpoilTheNext) {
+  EXPECT_EQ(Create({.name = "net.vrf.rd", .val = "4294967296"}), -1);
+  EXPECT_EQ(Create({.name = "net.vrf.rd", .val = "1"}), 1);
+  EXPECT_EQ(Delete({.name = "net.vrf.rd", .val = "4294967296"}), -1);
+  EXPECT_EQ(Delete({.name = "net.vrf.rd", .val = "1"}), 0);
 }
 
 TEST_F(EntryTest, CallbacksAreTimedWhileTheBitIsSet) {
@@ -371,6 +391,13 @@ TEST_F(DeleteAllTest, FailedCommandEndsIt) {
   EXPECT_THAT(Errors(), ElementsAre("Failed to call node 'job' instid 4 'exe_cmd'!\n"));
   EXPECT_TRUE(Exists("sys.job.4"));
   EXPECT_TRUE(Exists("sys.dns.6"));
+}
+
+TEST_F(DeleteAllTest, EntryThatHasBothIsDeletedByDelete) {
+  NodeAt("sys.user.3")->exe_cmd = NodeAt("sys.job.4")->exe_cmd;
+  EXPECT_EQ(DeleteAll(), 0);
+  EXPECT_EQ(app.calls()[3].ToString(), "delete name ids=[3] src=0 value=");
+  EXPECT_EQ(app.calls()[4].ToString(), "delete name ids=[8] src=0 value=");
 }
 
 TEST_F(DeleteAllTest, CommandThatHasNoBlockEndsIt) {

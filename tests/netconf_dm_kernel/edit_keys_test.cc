@@ -10,6 +10,7 @@
 #include "edit_fixture.h"
 #include "failing_calls.h"
 #include "netconf_dm_util/failing_malloc.h"
+#include "netconf_dm_util/intrusive_list.h"
 
 namespace ncdm_test {
 namespace {
@@ -437,6 +438,21 @@ TEST_F(KeyLookupTest, KeyMatchNeedsAReadableKeyOfThatName) {
   EXPECT_THAT(app.CallTexts(), IsEmpty());
 }
 
+TEST_F(KeyLookupTest, KeyMatchTakesTheFirstReadableKeyOfThatName) {
+  AddVrf(3, "red", 10);
+  nc_dm_agent_node_t* rd = NodeAt("net.vrf.3.rd");
+  nc_dm_agent_node_t* name = NodeAt("net.vrf.3.name");
+  char* const rds_name = std::exchange(rd->node_name, name->node_name);
+  char text[] = "name";
+  char red[] = "red";
+  char ten[] = "10";
+  EXPECT_EQ(nc_dm_agent_key_cont_match(NodeAt("net.vrf.3"), text, red), name);
+  EXPECT_EQ(nc_dm_agent_key_cont_match(NodeAt("net.vrf.3"), text, ten), nullptr);
+  name->get = nullptr;
+  EXPECT_EQ(nc_dm_agent_key_cont_match(NodeAt("net.vrf.3"), text, ten), rd);
+  rd->node_name = rds_name;
+}
+
 TEST_F(KeyLookupTest, KeyMatchFailsWithTheApplication) {
   AddVrf(3, "red", 10);
   char name[] = "name";
@@ -540,6 +556,13 @@ TEST_F(KeyLookupTest, ApplicationKnowsNoSuchEntry) {
   }
 }
 
+TEST_F(KeyLookupTest, RefusedKeyDoesNotSpoilTheNextLookup) {
+  EXPECT_EQ(Find("peer", {{"addr", "10.0.0.1"}, {"port", "2147483648"}}), -1);
+  EXPECT_EQ(Find("peer", {{"addr", "10.0.0.1"}, {"port", "1"}}), 0);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("get_attr port ids=[] src=0 op=4 slots={1:10.0.0.1, 2:1}"));
+}
+
 TEST_F(KeyLookupTest, ApplicationIsNotAskedWithoutAllKeys) {
   EXPECT_EQ(Find("peer", {{"addr", "10.0.0.1"}}), -1);
   EXPECT_THAT(Errors(), IsEmpty());
@@ -547,7 +570,6 @@ TEST_F(KeyLookupTest, ApplicationIsNotAskedWithoutAllKeys) {
   EXPECT_TRUE(LoggedError("Failed to unserialize key node 'port' value!\n"));
   // A value that is refused after it was allocated.
   EXPECT_EQ(Find("peer", {{"addr", "10.0.0.1"}, {"port", "2147483648"}}), -1);
-  errno = 0;
   NodeAt("net.peer.port")->index = 64;
   EXPECT_EQ(Find("peer", {{"addr", "10.0.0.1"}, {"port", "1"}}), -1);
   EXPECT_TRUE(LoggedError("No need to set the key node 'port' value to padb.\n"));
@@ -597,6 +619,33 @@ TEST_F(KeyLookupTest, ModeNodeWithoutAnIndexIsFoundAmongTheChildren) {
     return "Failed to get node 'net' children binary tree according to name '" + name + "'!\n";
   };
   EXPECT_THAT(Errors(), ElementsAre(message("vrf"), message("domain"), message("none")));
+}
+
+TEST_F(KeyLookupTest, ModeNodeIsNoOtherChildOfItsName) {
+  app.Register({.path = "net.line.{i}.id", .flag = 1});
+  app.Register({.path = "net.line.5"});  // a leaf
+  nc_dm_agent_node_t* net = NodeAt("net");
+  nc_dm_agent_node_t* list = NodeAt("net.line");
+  nc_dm_agent_node_t* leaf = NodeAt("net.line.5");
+  ASSERT_EQ(leaf->node_type, NC_DM_NODE_TYPE_LEAF);
+  nc_dm_agent_free_bin_tree_list(&net->btree_lst);
+  nc::Unlink(&leaf->lst);
+  nc::LinkBefore(&list->lst, &leaf->lst);
+  ModelEdits edits{{.name = "net.line.id"}};
+  EXPECT_EQ(nc_dm_agent_get_mode_node(edits.at(0), net), list);
+}
+
+TEST_F(KeyLookupTest, IndexThatHasNoModeNodeGivesNone) {
+  AddVrf(3, "red", 10);
+  nc_dm_agent_node_t* net = NodeAt("net");
+  char vrf[] = "vrf";
+  nc_dm_bin_tree_t* instances = nc_dm_agent_get_bin_tree(net, vrf);
+  void* const mode_node = std::exchange(instances->data, nullptr);
+  ModelEdits edits{{.name = "net.vrf.name"}};
+  EXPECT_EQ(nc_dm_agent_get_mode_node(edits.at(0), net), nullptr);
+  EXPECT_EQ(nc_dm_agent_get_mode_node_inst(net, vrf, 3), NodeAt("net.vrf.3"));
+  EXPECT_THAT(Errors(), IsEmpty());
+  instances->data = mode_node;
 }
 
 TEST_F(KeyLookupTest, ModeNodeFailures) {
@@ -720,6 +769,21 @@ TEST_F(KeyLookupTest, NamedLeavesOfAnEntryAreStamped) {
   EXPECT_EQ(NodeAt("net.vrf.3.target")->src, NC_DM_NODE_SRC_NONE);
   EXPECT_EQ(NodeAt("net.vrf.name")->src, NC_DM_NODE_SRC_NONE);
   EXPECT_EQ(NodeAt("net.vrf.3")->src, NC_DM_NODE_SRC_NONE);
+}
+
+TEST_F(KeyLookupTest, EveryLeafOfANameIsStamped) {
+  app.Register({.path = "net.vrf.{i}.mtu.5"});  // a leaf beside the other, of the same name
+  AddVrf(3, "red", 10);
+  nc_dm_agent_node_t* entry = NodeAt("net.vrf.3");
+  ModelEdits edits{{.name = "net.vrf.mtu"}};
+  nc_dm_agent_keys_update_src(entry, edits.WithNames().get(), NC_DM_NODE_SRC_CLI);
+  int stamped = 0;
+  for (const auto& child : nc::Records<nc_dm_agent_node_t>(&entry->sub_lst)) {
+    if (strcmp(child.node_name, "mtu") != 0) continue;
+    EXPECT_EQ(child.src, NC_DM_NODE_SRC_CLI);
+    ++stamped;
+  }
+  EXPECT_EQ(stamped, 2);
 }
 
 // ---- The closed log ----

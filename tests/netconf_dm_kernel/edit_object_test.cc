@@ -176,6 +176,18 @@ TEST_F(ObjectTest, NewEntryOfTheSdnDatastore) {
   EXPECT_EQ(NodeAt("net.vrf.7.mtu")->src, NC_DM_NODE_SRC_SDN);
 }
 
+TEST_F(ObjectTest, AnyOtherDatastoreIsNoSource) {
+  for (const nc_dm_ds_type_t store :
+       {NC_DM_DATASTORE_ERROR, NC_DM_DATASTORE_CONFIG, NC_DM_DATASTORE_URL, NC_DM_DATASTORE_RUNNING,
+        NC_DM_DATASTORE_STARTUP, NC_DM_DATASTORE_CANDIDATE}) {
+    g_nc_dm_mng_info.curr_dstype = store;
+    app.On(Callback::kCreate, "name", 10 + store);
+    Edit({{.name = "net.vrf.name", .val = "red", .op = NC_DM_OP_MERGE, .flag = kKey}});
+    EXPECT_EQ(app.calls().back().src, NC_DM_NODE_SRC_NONE);
+    EXPECT_EQ(NodeAt("net.vrf." + std::to_string(10 + store))->src, NC_DM_NODE_SRC_NONE);
+  }
+}
+
 TEST_F(ObjectTest, ExistingEntryTakesTheSourceThatItMay) {
   app.On(Callback::kCreate, "name", 7);
   AddInstance("net.vrf.7");
@@ -242,6 +254,12 @@ TEST_F(ObjectTest, EntryThatCannotBeMirrored) {
   EXPECT_EQ(Edit({{.name = "net.vrf.name", .val = "red", .op = NC_DM_OP_MERGE, .flag = kKey}}), -1);
   EXPECT_EQ(Fault(), "-7 vrf*");
   EXPECT_TRUE(LoggedError("Failed to create node 'vrf' dm instance, instid 7!\n"));
+
+  Restart();
+  fault.fault_code = NC_DM_FAULT_CODE_PARSE;
+  const FailingCall once_more(Step::kCreateNode);
+  EXPECT_EQ(Edit({{.name = "net.vrf.name", .val = "red", .op = NC_DM_OP_MERGE, .flag = kKey}}), -1);
+  EXPECT_EQ(Fault(), "-4 ");
 }
 
 TEST_F(ObjectTest, AnyPositiveIdIsAnEntry) {
@@ -319,6 +337,12 @@ TEST_F(ObjectTest, FailedDeletionLeavesTheEntry) {
                                       std::to_string(result) + "!\n"));
   }
   EXPECT_NE(NodeAt("net.vrf.7"), nullptr);
+
+  Restart();
+  fault.fault_code = NC_DM_FAULT_CODE_PARSE;
+  EXPECT_EQ(Edit({{.name = "net.vrf.name", .val = "red", .op = NC_DM_OP_REMOVE, .flag = kKey}}),
+            -1);
+  EXPECT_EQ(Fault(), "-4 ");
 }
 
 TEST_F(ObjectTest, MissingEntryFailsForDeleteAlone) {

@@ -113,6 +113,17 @@ TEST_F(SubtreeTest, UnreadableEditsAreDropped) {
   EXPECT_EQ(Fault(), "0 ");
 }
 
+// An edit's ids are compared before its path is read.
+TEST_F(SubtreeTest, UnreadableEditOfOtherIdsEndsTheGroup) {
+  EXPECT_EQ(Edit({{.name = "if.port.mtu", .val = "1", .op = NC_DM_OP_MERGE, .ids = {3}},
+                  {.name = "if..port", .ids = {4}},
+                  {.name = "if.port.name", .val = "a", .op = NC_DM_OP_MERGE, .ids = {3}}}),
+            1);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("exe_cmd name ids=[3] src=0 op=3 slots={2:1}",
+                                           "exe_cmd name ids=[3] src=0 op=3 slots={1:a}"));
+  EXPECT_EQ(LogCapture::Get().Count(kErrorPrefix, "Failed to parse edit->name: if..port\n"), 1);
+}
+
 TEST_F(SubtreeTest, NothingReadable) {
   ModelEdits edits{{.name = "sys..name"}, {.name = "x"}};
   free(std::exchange(edits.at(1)->edit->name, nullptr));
@@ -319,6 +330,15 @@ TEST_F(SubtreeTest, UnknownPathFails) {
   EXPECT_EQ(Fault(), "-13 clock*");
 }
 
+// For a leaf and a leaf-list they are none.
+TEST_F(SubtreeTest, IdsThatAreLeftOverAreTheCallbacks) {
+  EXPECT_EQ(Edit({{.name = "sys.name", .val = "x", .op = NC_DM_OP_MERGE, .ids = {3}}}), 0);
+  EXPECT_EQ(Edit({{.name = "sys.dns", .val = "x", .op = NC_DM_OP_MERGE, .ids = {3}}}), 1);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("set name ids=[3] src=0 value=x", "create dns ids=[3] src=0 value=x"));
+  EXPECT_EQ(Fault(), "0 ");
+}
+
 TEST_F(SubtreeTest, UnknownPathIsPassedOverWhenAskedTo) {
   EXPECT_EQ(Edit({{.name = "nowhere.name", .op = NC_DM_OP_MERGE, .erropt = NC_DM_ERROPT_CONTINUE},
                   {.name = "sys.name", .val = "x", .op = NC_DM_OP_MERGE}}),
@@ -384,6 +404,18 @@ TEST_F(SubtreeTest, FailedGroupIsPassedOverWhenAskedTo) {
             {.name = "sys.name", .val = "x", .op = NC_DM_OP_MERGE}}),
       -1);
   EXPECT_EQ(Fault(), "-7 name*");  // the last one
+}
+
+TEST_F(SubtreeTest, RefusedNumberDoesNotSpoilTheNextGroup) {
+  EXPECT_EQ(Edit({{.name = "if.port.mtu",
+                   .val = "2147483648",
+                   .op = NC_DM_OP_MERGE,
+                   .erropt = NC_DM_ERROPT_CONTINUE,
+                   .ids = {3}},
+                  {.name = "if.port.mtu", .val = "9", .op = NC_DM_OP_MERGE, .ids = {4}}}),
+            1);
+  EXPECT_EQ(Fault(), "-11 mtu");
+  EXPECT_THAT(app.CallTexts(), ElementsAre("exe_cmd name ids=[4] src=0 op=3 slots={2:9}"));
 }
 
 TEST_F(SubtreeTest, FirstElementsErrorOptionIsTheGroups) {
