@@ -31,7 +31,7 @@ const char* SourceName(nc_int32 src) {
 int ReadTree(nc_dm_list_t* values, uint32_t* total_node) {
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
   *total_node = g_nc_agent_dm.total_node;
-  for (auto& node : nc::Records<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
+  for (const auto& node : nc::Records<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
     nc_dm_stub_filter_t filter = {};
     filter.name = node.node_name;
     if (const int result = nc_dm_agent_filter_subtree(&g_nc_agent_dm.dm_root, &filter, values);

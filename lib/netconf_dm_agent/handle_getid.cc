@@ -29,7 +29,8 @@ class FoundInstances {
 // Fills the pending answer with the instances that all filters have in common.
 int FindCommonInstances() {
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-  for (auto& node : nc::Records<nc_dm_stub_filter_node_t>(&g_nc_dm_filter_node_list.filter_head)) {
+  for (const auto& node :
+       nc::Records<nc_dm_stub_filter_node_t>(&g_nc_dm_filter_node_list.filter_head)) {
     FoundInstances found;
     if (const int result = found.Find(*node.filter); result != 0) return result;
     if (found.IsEmpty()) {

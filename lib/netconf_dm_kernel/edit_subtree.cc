@@ -135,13 +135,13 @@ Kinship Group::Compare(const nc_dm_stub_edit_node_t& node) {
 // Takes over an element whose path was parsed last, and gives it its leaf's name. False when memory
 // is short.
 bool Group::Add(nc_dm_stub_edit_node_t* node) {
-  nc_dm_path_nodes_t* path = first_ == nullptr ? &paths_[0] : &paths_[1];
+  nc_dm_path_nodes_t* parsed = first_ == nullptr ? &paths_[0] : &paths_[1];
   TakeOff(node);
   nc::PushBack(&list_.edit_head, &node->lst);
   if (first_ == nullptr) first_ = node;
   if (node->tmpname != nullptr) return true;
 
-  node->tmpname = nc_dm_copy_str(nc::LastNodeName(path));
+  node->tmpname = nc_dm_copy_str(nc::LastNodeName(parsed));
   if (node->tmpname != nullptr) return true;
   NC_DM_LOG_ERROR("Failed to malloc first entry tmpname!\n");
   return false;
