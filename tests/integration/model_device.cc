@@ -1,5 +1,7 @@
 #include "model_device.h"
 
+#include <utility>
+
 namespace ncdm_test {
 
 using ncdm::server::Answer;
@@ -44,7 +46,10 @@ void ModelDevice::Start() {
 
 std::string ModelDevice::Check(const ModelRequest& request, Answer* answer) {
   const Expectation expected = model_.Run(request);
-  *answer = device_.Call(request.Build());
+  ncdm::server::Request sent = request.Build();
+  const auto start = std::chrono::steady_clock::now();
+  *answer = device_.Call(std::move(sent));
+  last_duration_ = std::chrono::steady_clock::now() - start;
   app_.ForgetCalls();
   device_.Forget();
   return expected.Compare(*answer);

@@ -2,6 +2,7 @@
 #ifndef TESTS_INTEGRATION_MODEL_DEVICE_H_
 #define TESTS_INTEGRATION_MODEL_DEVICE_H_
 
+#include <chrono>
 #include <string>
 
 #include "device_app.h"
@@ -28,6 +29,9 @@ class ModelDevice {
   }
   std::string Check(const ModelRequest& request, ncdm::server::Answer* answer);
 
+  // What the last request took, from its sending to its end.
+  std::chrono::nanoseconds last_duration() const { return last_duration_; }
+
   // Fails the test when data, counts or reads of everything differ.
   void CompareEverything();
   // The same without the counts, when there is more in the tree than the model.
@@ -37,6 +41,7 @@ class ModelDevice {
   DeviceApp app_;
   ReferenceModel model_;
   Device device_;
+  std::chrono::nanoseconds last_duration_{};
 };
 
 }  // namespace ncdm_test

@@ -1,0 +1,43 @@
+// How long each of the library's tasks holds the event loop.
+#ifndef TESTS_SOAK_TASK_TIMES_H_
+#define TESTS_SOAK_TASK_TIMES_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace ncdm_test {
+
+// The longest of a kind of task, in nanoseconds.
+struct TaskTime {
+  std::int64_t count = 0;
+  std::int64_t wall = 0;
+  std::int64_t held = 0;  // of the wall's time, less what the thread was ready and not let run
+  std::int64_t cpu = 0;   // used by the thread
+};
+
+class TaskTimes {
+ public:
+  TaskTimes();
+  ~TaskTimes();
+  TaskTimes(const TaskTimes&) = delete;
+  TaskTimes& operator=(const TaskTimes&) = delete;
+
+  // Puts a measuring function before each task that is scheduled. Call it before each turn of the
+  // loop: what a turn schedules runs in the next one at the earliest. Only on the loop's thread.
+  void Attach();
+
+  // Of all kinds together.
+  TaskTime Longest() const;
+  // A text of each kind's figures, in microseconds.
+  std::string Text() const;
+
+ private:
+  static constexpr std::size_t kKinds = 6;
+  std::array<TaskTime, kKinds> times_{};
+};
+
+}  // namespace ncdm_test
+
+#endif  // TESTS_SOAK_TASK_TIMES_H_
