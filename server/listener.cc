@@ -7,9 +7,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <stdexcept>
 #include <utility>
+
+#include "server/socket_directories.h"
 
 namespace ncdm::server {
 namespace {
@@ -49,16 +50,6 @@ bool SomebodyListens(const sockaddr_un& address) {
   return connect(probe.get(), Generic(&address), sizeof(address)) == 0 || errno == EAGAIN;
 }
 
-void CreateDirectories(const std::string& root) {
-  for (const char* directory : {"/mng/netconf/netconf_server", "/mng/netconf/netconf_client"}) {
-    std::error_code error;
-    std::filesystem::create_directories(root + directory, error);
-    if (error) {
-      throw std::runtime_error("cannot create " + root + directory + ": " + error.message());
-    }
-  }
-}
-
 }  // namespace
 
 std::string Listener::SocketPath(const std::string& root) {
@@ -70,17 +61,21 @@ Listener::Listener(const std::string& root) : path_(SocketPath(root)) {
     throw std::runtime_error("no root directory is given");
   }
   const sockaddr_un address = Address(path_);
-  CreateDirectories(root);
+  PrepareSocketDirectories(root);
   if (SomebodyListens(address)) {
     throw std::runtime_error("another server listens at " + path_);
   }
   unlink(path_.c_str());
   socket_ = NewSocket();
+  // The file takes over the mode, so that there is no moment in which others may connect.
+  if (fchmod(socket_.get(), S_IRUSR | S_IWUSR) != 0) {
+    Fail("cannot keep " + path_ + " for its owner");
+  }
   if (bind(socket_.get(), Generic(&address), sizeof(address)) != 0) {
     Fail("cannot bind " + path_);
   }
   struct stat status {};
-  if (stat(path_.c_str(), &status) == 0) {
+  if (lstat(path_.c_str(), &status) == 0) {
     device_ = status.st_dev;
     inode_ = status.st_ino;
   }
@@ -91,7 +86,7 @@ Listener::Listener(const std::string& root) : path_(SocketPath(root)) {
 
 Listener::~Listener() {
   struct stat status {};
-  if (stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
+  if (lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
     unlink(path_.c_str());
   }
 }

@@ -13,9 +13,9 @@ namespace ncdm::server {
 
 class Listener {
  public:
-  // Listens at SocketPath(root), and creates the directories of both ends' sockets. A socket that a
-  // dead server left is replaced. Throws std::runtime_error, also when another server listens
-  // there.
+  // Listens at SocketPath(root), for agents of the same user and of root, and prepares the
+  // directories of both ends' sockets (socket_directories.h). A socket that a dead server left is
+  // replaced. Throws std::runtime_error, also when another server listens there.
   explicit Listener(const std::string& root);
   ~Listener();
   Listener(const Listener&) = delete;

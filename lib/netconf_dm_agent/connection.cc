@@ -3,6 +3,7 @@
 
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -216,6 +217,8 @@ int nc_dm_agent_create_socket(char* path, bool is_block) {
     return -1;
   }
   unlink(full_path);
+  // The file takes over the mode: nobody but the owner has any business with it.
+  fchmod(fd, S_IRUSR | S_IWUSR);
   if (bind(fd, client.get(), client.len) != 0) {
     NC_DM_LOG_ERROR("Failed to bind client socket, path:%s\n", full_path);
     close(fd);

@@ -401,6 +401,17 @@ TEST_F(ConnectionTest, ALinkInTheSocketsPlaceIsRemovedAndNotFollowed) {
   close(fd);
 }
 
+TEST_F(ConnectionTest, TheClientsSocketIsForItsOwnerAloneWhateverTheMask) {
+  const mode_t mask = umask(0);
+  char suffix[] = "/mng/netconf/netconf_client/.one";
+  const int fd = nc_dm_agent_create_socket(suffix, true);
+  umask(mask);
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(std::filesystem::status(dir().ClientSocket("one")).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  close(fd);
+}
+
 TEST_F(ConnectionTest, APathOf107CharactersFitsAnAddress) {
   // The suffix that makes the whole path that long.
   std::string suffix(107 - dir().path().size(), 'x');
