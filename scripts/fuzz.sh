@@ -56,11 +56,12 @@ trap 'rm -rf "$sockets"' EXIT
 
 figure() { sed -n "s/^stat::$1: *//p" "$2"; }
 
-# One target; adds its line to the report. Fails when the target does.
+# One target; leaves its line of figures in its folder. Fails when the target does.
 run_target() {
   local work=$build/fuzz/$1 log result=0
   log=$work/log
   mkdir -p "$work/corpus"
+  rm -f "$work/figures"
   echo "fuzz: $1"
   TMPDIR=$sockets "$build/bin/fuzz/$1" "${limit[@]}" -print_final_stats=1 -rss_limit_mb=2048 \
     -timeout=25 -artifact_prefix="$work/" "$work/corpus" "fuzz/corpus/$1" >"$log" 2>&1 || result=$?
@@ -70,16 +71,28 @@ run_target() {
   coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
   if ((result)); then
     tail -n 60 "$log" >&2
-    report+=("$1: a finding, see $log; ${runs:-?} executions")
+    echo "$1: a finding, see $log; ${runs:-?} executions" >"$work/figures"
     return 1
   fi
-  report+=("$1: no finding, $runs executions, $rate a second, $coverage edges")
+  echo "$1: no finding, $runs executions, $rate a second, $coverage edges" >"$work/figures"
 }
 
-report=()
+# As many at a time as there are processors.
+running=0
 failed=0
 for target in "${targets[@]}"; do
-  run_target "$target" || failed=1
+  if ((running == $(nproc))); then
+    wait -n || failed=1
+    running=$((running - 1))
+  fi
+  run_target "$target" &
+  running=$((running + 1))
 done
-printf 'fuzz: %s\n' "${report[@]}"
+while ((running)); do
+  wait -n || failed=1
+  running=$((running - 1))
+done
+for target in "${targets[@]}"; do
+  echo "fuzz: $(cat "$build/fuzz/$target/figures")"
+done
 exit "$failed"
