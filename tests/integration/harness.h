@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "netconf_dm_kernel.h"
@@ -37,7 +38,11 @@ class Agent {
 
   int Start(const std::string& name, int (*dm_reg)(), int (*dm_reg_rsp)() = nullptr);
   // One turn of the loop; the tasks that ran.
-  int RunOnce(int timeout_ms = 0) { return zu_thread_master_run_once(master_, timeout_ms); }
+  int RunOnce(int timeout_ms = 0) {
+    if (before_turn_) before_turn_();
+    return zu_thread_master_run_once(master_, timeout_ms);
+  }
+  void set_before_turn(std::function<void()> action) { before_turn_ = std::move(action); }
   // Has the library's timers, which take a second each, run out at once.
   void SkipTime();
   zu_thread_master* master() { return master_; }
@@ -46,6 +51,7 @@ class Agent {
   void RunOut(zu_thread** timer);
 
   zu_thread_master* master_;
+  std::function<void()> before_turn_;
   bool started_ = false;
 };
 
