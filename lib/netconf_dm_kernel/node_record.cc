@@ -7,8 +7,9 @@
 
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/sanitizers.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#if NCDM_ADDRESS_SANITIZER
 #include <sanitizer/asan_interface.h>
 #endif
 
@@ -64,7 +65,7 @@ nc_dm_agent_node_t* MakeAt(char* place, NodeBlock* block, std::string_view name)
 
 // The memory of a node that is gone belongs to its block, but nobody may touch it.
 void Seal([[maybe_unused]] nc_dm_agent_node_t* node) {
-#if defined(__SANITIZE_ADDRESS__)
+#if NCDM_ADDRESS_SANITIZER
   ASAN_POISON_MEMORY_REGION(node, sizeof(*node));
 #endif
 }

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "allocation/failing_memory.h"
 #include "netconf_dm_agent/agent_fixture.h"
 #include "netconf_dm_yang.h"
+#include "support/failing_alloc.h"
 #include "support/fake_platform.h"
 #include "support/model_app.h"
 #include "support/tree_check.h"
@@ -135,7 +135,7 @@ std::set<std::string> RegisteredPaths() {
 class ShortMemoryTest : public testing::Test {
  protected:
   void SetUp() override {
-    NCDM_SKIP_WITHOUT_FAILING_MEMORY();
+    NCDM_SKIP_WITHOUT_FAILING_ALLOC();
     nc_dm_agent_dbg_set(~0, false);
     // What the C library and the test's own doubles allocate once.
     Start();
@@ -226,16 +226,16 @@ class ShortMemoryTest : public testing::Test {
   // find that it did, when memory is there, also after a run in which it was not.
   template <typename Run, typename Check>
   void WithEachFailure(Run run, Check check) {
-    const long live = FailingMemory::Live();
+    const long live = FailingAlloc::Live();
     bool failed = true;
     int successes = 0;
     for (; failed && !HasFailure(); ++successes) {
       SCOPED_TRACE("allocation " + std::to_string(successes) + " fails");
       Start();
       {
-        const FailingMemory failing(successes);
+        const FailingAlloc failing(successes);
         run();
-        failed = FailingMemory::Failed();
+        failed = FailingAlloc::HasFailed();
       }
       EXPECT_EQ(TreeTrouble(Counters::kDrifted), "");
       EXPECT_THAT(DataBlocks(), IsEmpty());
@@ -247,7 +247,7 @@ class ShortMemoryTest : public testing::Test {
       check();
       EXPECT_EQ(TreeTrouble(Counters::kDrifted), "");
       End();
-      EXPECT_EQ(FailingMemory::Live(), live) << "lost";
+      EXPECT_EQ(FailingAlloc::Live(), live) << "lost";
     }
     EXPECT_GT(successes, 1) << "the scenario allocates nothing";
     RecordProperty("allocations", successes - 1);
@@ -318,18 +318,18 @@ class ShortMemoryTest : public testing::Test {
 // ---- Start, registration, reconnection ----
 
 TEST_F(ShortMemoryTest, Start) {
-  const long live = FailingMemory::Live();
+  const long live = FailingAlloc::Live();
   bool failed = true;
   for (int successes = 0; failed && !HasFailure(); ++successes) {
     SCOPED_TRACE("allocation " + std::to_string(successes) + " fails");
     {
-      const FailingMemory failing(successes);
+      const FailingAlloc failing(successes);
       Init(&RegisterAll);
-      failed = FailingMemory::Failed();
+      failed = FailingAlloc::HasFailed();
     }
     EXPECT_EQ(TreeTrouble(Counters::kDrifted), "");
     End();
-    EXPECT_EQ(FailingMemory::Live(), live) << "lost";
+    EXPECT_EQ(FailingAlloc::Live(), live) << "lost";
     Start();
     for (const char* path : kNodes) EXPECT_NE(NodeAt(path), nullptr) << path;
     End();
@@ -337,7 +337,7 @@ TEST_F(ShortMemoryTest, Start) {
 }
 
 TEST_F(ShortMemoryTest, Registration) {
-  const long live = FailingMemory::Live();
+  const long live = FailingAlloc::Live();
   int reported = 0;
   bool failed = true;
   int successes = 0;
@@ -346,9 +346,9 @@ TEST_F(ShortMemoryTest, Registration) {
     ASSERT_EQ(Init(nullptr), 0);
     int result = 0;
     {
-      const FailingMemory failing(successes);
+      const FailingAlloc failing(successes);
       result = RegisterAll();
-      failed = FailingMemory::Failed();
+      failed = FailingAlloc::HasFailed();
     }
     reported += result != 0;
     EXPECT_EQ(TreeTrouble(Counters::kDrifted), "");
@@ -365,7 +365,7 @@ TEST_F(ShortMemoryTest, Registration) {
     for (const char* path : kNodes) EXPECT_NE(NodeAt(path), nullptr) << path;
     EXPECT_EQ(TreeTrouble(Counters::kDrifted), "");
     End();
-    EXPECT_EQ(FailingMemory::Live(), live) << "lost";
+    EXPECT_EQ(FailingAlloc::Live(), live) << "lost";
   }
   RecordProperty("allocations", successes - 1);
   // An index that cannot be had costs time alone; every other failure is told the application.
@@ -540,16 +540,16 @@ TEST_F(ShortMemoryTest, DumpOfTheTree) {
 TEST_F(ShortMemoryTest, YangHeader) {
   constexpr const char* kText =
       "module demo-net {\n namespace \"urn:demo:net\";\n prefix net;\n revision 2020-01-01 {\n";
-  const long live = FailingMemory::Live();
+  const long live = FailingAlloc::Live();
   bool failed = true;
   for (int successes = 0; failed && !HasFailure(); ++successes) {
     SCOPED_TRACE("allocation " + std::to_string(successes) + " fails");
     {
-      const FailingMemory failing(successes);
+      const FailingAlloc failing(successes);
       nc_dm_yang_doc_free(nc_dm_yang_read_doc(kText));
-      failed = FailingMemory::Failed();
+      failed = FailingAlloc::HasFailed();
     }
-    EXPECT_EQ(FailingMemory::Live(), live) << "lost";
+    EXPECT_EQ(FailingAlloc::Live(), live) << "lost";
   }
   nc_dm_yang_doc_t* doc = nc_dm_yang_read_doc(kText);
   ASSERT_NE(doc, nullptr);

@@ -1,7 +1,5 @@
 #include "query_fixture.h"
-
-// Behind the system's headers, whose allocations it declares anew.
-#include "netconf_dm_util/failing_malloc.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -117,7 +115,7 @@ TEST_F(FilterTest, OtherPacketTypesDoNothing) {
 }
 
 TEST_F(FilterTest, MemoryThatIsShortIsAFault) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
   message->head.type = NC_DM_MSG_TYPE_FILTER;
   message->head.len = 4;
@@ -127,7 +125,7 @@ TEST_F(FilterTest, MemoryThatIsShortIsAFault) {
                                        "Failed to malloc filter_node->filter!\n"};
   for (int successes : {0, 1}) {
     nc_dm_fault_t fault = {};
-    const FailingMalloc failing(successes);
+    const FailingAlloc failing(successes);
     EXPECT_EQ(nc_dm_agent_handle_msg_filter(agent_fd(), message, &fault), -1);
     EXPECT_EQ(fault.fault_code, NC_DM_FAULT_CODE_MEM);
     EXPECT_TRUE(log().ContainsError(kFailures[successes]));

@@ -9,8 +9,8 @@
 
 #include "edit_fixture.h"
 #include "failing_calls.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -75,7 +75,7 @@ TEST_F(KeyListTest, AddKeyRefusesWhatIsMissing) {
 }
 
 TEST_F(KeyListTest, AddKeyWithoutMemoryAddsNothing) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Keys keys;
   char text[] = "x";
   const char* const messages[] = {"Failed to malloc key!\n", "Failed to malloc key->name!\n",
@@ -83,7 +83,7 @@ TEST_F(KeyListTest, AddKeyWithoutMemoryAddsNothing) {
   for (int successes = 0; successes < 3; ++successes) {
     LogCapture::Get().Clear();
     {
-      const FailingMalloc failing(successes);
+      const FailingAlloc failing(successes);
       nc_dm_agent_add_key(text, text, keys.get());
     }
     EXPECT_THAT(Errors(), ElementsAre(messages[successes]));

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -207,10 +207,10 @@ TEST_F(InstanceHashTest, MayHaveOneBucket) {
 }
 
 TEST_F(InstanceHashTest, ReportsShortMemory) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   nc_dm_agent_node_t node = Instance(1);
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     EXPECT_EQ(Insert(&node), -1);
   }
   EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc a new entry node!\n"));

@@ -10,10 +10,10 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/instance_tree_fixture.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -296,9 +296,9 @@ TEST_F(SmallTreeTest, EntriesStandForAnInstance) {
 }
 
 TEST_F(SmallTreeTest, EntriesNeedMemory) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     EXPECT_EQ(nc_dm_agent_create_bin_tree_node(&instance_, -6), nullptr);
   }
   EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc binary tree node, id: -6.\n"));
@@ -360,14 +360,14 @@ TEST_F(NamedTreesTest, RefuseNull) {
 }
 
 TEST_F(NamedTreesTest, NeedMemoryAndSayNothing) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char name[] = "interface";
   for (const int successes : {0, 1}) {
-    const int live = g_live_allocations;
-    const FailingMalloc failing(successes);
+    const int live = FailingAlloc::Live();
+    const FailingAlloc failing(successes);
     EXPECT_EQ(nc_dm_agent_create_bin_tree(&node_, name), nullptr);
-    EXPECT_TRUE(FailingMalloc::Failed());
-    EXPECT_EQ(g_live_allocations, live);
+    EXPECT_TRUE(FailingAlloc::HasFailed());
+    EXPECT_EQ(FailingAlloc::Live(), live);
   }
   EXPECT_TRUE(nc::IsEmpty(&node_.btree_lst));
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());

@@ -7,16 +7,16 @@
 #include <vector>
 
 #include "message.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace {
 
 using ncdm_test::Body;
 using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
-using ncdm_test::FailingMalloc;
+using ncdm_test::FailingAlloc;
 using ncdm_test::Message;
 using ncdm_test::PacketLines;
 using testing::ElementsAre;
@@ -180,7 +180,7 @@ TEST_F(DecodeFilterTest, SeventeenIdsFailAtTheirCount) {
 }
 
 TEST_F(DecodeFilterTest, EveryAllocationMayFail) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   const Message message(OneEntry(), 0, 1);
   const char* const failures[] = {
       "Failed to malloc filter_node!\n",       "Failed to malloc filter_node->filter!\n",
@@ -194,9 +194,9 @@ TEST_F(DecodeFilterTest, EveryAllocationMayFail) {
     int result = 0;
     bool failed = false;
     {
-      const FailingMalloc failing(successes);
+      const FailingAlloc failing(successes);
       result = nc_dm_agent_decode_filter_list(message.get(), &list.list);
-      failed = FailingMalloc::Failed();
+      failed = FailingAlloc::HasFailed();
     }
     EXPECT_EQ(failed, successes < 5);
     EXPECT_EQ(result, failed ? -1 : 0);
@@ -208,17 +208,17 @@ TEST_F(DecodeFilterTest, EveryAllocationMayFail) {
 }
 
 TEST_F(DecodeFilterTest, AFailedAllocationLeavesNothingBehind) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   const Message message(OneEntry(), 0, 1);
   const DebugMask silence(0);  // logging would be counted, too
   for (int successes = 0; successes < 5; ++successes) {
     FilterList list;
-    const int before = ncdm_test::g_live_allocations;
+    const int before = FailingAlloc::Live();
     int after = 0;
     {
-      const FailingMalloc failing(successes);
+      const FailingAlloc failing(successes);
       nc_dm_agent_decode_filter_list(message.get(), &list.list);
-      after = ncdm_test::g_live_allocations;
+      after = FailingAlloc::Live();
     }
     EXPECT_EQ(after, before) << successes;
   }

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "failing_malloc.h"
 #include "log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace {
 
 using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
-using ncdm_test::FailingMalloc;
+using ncdm_test::FailingAlloc;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -234,13 +234,13 @@ TEST_F(CodecTest, LengthsThatNoBodyHasAreRefused) {
 }
 
 TEST_F(CodecTest, StringWithoutMemoryIsRefused) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char* body = Body("\4\0\0\0eth0"s);
   char* text = nullptr;
   nc_int32 position = 0;
   int result = 0;
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     result = nc_dm_decode_lv(&text, &position, body, length());
   }
   EXPECT_EQ(result, -1);
@@ -306,10 +306,10 @@ TEST_F(CodecTest, CopyOfAText) {
 }
 
 TEST_F(CodecTest, CopyWithoutMemoryIsNull) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char* copy = nullptr;
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     copy = nc_dm_copy_str("eth0");
   }
   EXPECT_EQ(copy, nullptr);

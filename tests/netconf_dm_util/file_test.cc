@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "netconf_dm_util.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 #include "support/temp_dir.h"
 
 namespace ncdm_test {
@@ -92,10 +92,10 @@ TEST_F(FileTest, ThatCannotBeReadIsReported) {
 }
 
 TEST_F(FileTest, ShortMemoryIsReported) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   const std::string path = Write("module", "text");
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     EXPECT_EQ(nc_dm_get_file_cont(path.c_str()), nullptr);
   }
   EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc memory for file content!\n"));
@@ -192,11 +192,11 @@ TEST_F(DirectoryTest, RefusesNullAndWhatIsNoDirectory) {
 }
 
 TEST_F(DirectoryTest, GoesOnWithoutANameThatFindsNoMemory) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char ext[] = "yang";
   g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
   {
-    const FailingMalloc failing(1);  // behind the directory's own
+    const FailingAlloc failing(1);  // behind the directory's own
     EXPECT_EQ(nc_dm_get_dir_entnames(path_.c_str(), ext, &head_), 0);
   }
   ASSERT_EQ(Names().size(), 1u);

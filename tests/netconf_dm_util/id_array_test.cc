@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -347,13 +347,13 @@ TEST_F(IdArrayListTest, LongListsGiveTheSame) {
 }
 
 TEST_F(IdArrayListTest, ShortMemoryGivesTheSameMoreSlowly) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   for (const Ids& ids : Multiples({2}, 200)) Add(&found_, ids);
   for (const Ids& ids : Multiples({3}, 200)) Add(&result_, ids);
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     nc_dm_id_array_list_intscn(&found_, &result_);
-    EXPECT_TRUE(FailingMalloc::Failed());
+    EXPECT_TRUE(FailingAlloc::HasFailed());
   }
   EXPECT_EQ(ListOf(result_), Multiples({2, 3}, 200));
 }

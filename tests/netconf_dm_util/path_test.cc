@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "netconf_dm_util.h"
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -384,17 +384,17 @@ TEST_F(JoinTest, ASchemaPathMayBeLongerThan256) {
 }
 
 TEST_F(JoinTest, ReportsShortMemory) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   ASSERT_EQ(ParseNames("a.b"), 0);
   char* joined = nullptr;
   int result = 0;
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     result = nc_dm_agent_comb_path_name(&joined, &nodes_, true);
   }
   EXPECT_EQ(Text(result, joined), "<refused>");
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     result = nc_dm_agent_comb_reg_path_name(&joined, &nodes_, 2, true);
   }
   EXPECT_EQ(Text(result, joined), "<refused>");

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "failing_malloc.h"
 #include "log_lines.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 // Both functions as a C application sees them, for which any number is a type.
 extern "C" int UnserializeNumber(char* text, char** typed,
@@ -22,7 +22,7 @@ namespace {
 
 using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
-using ncdm_test::FailingMalloc;
+using ncdm_test::FailingAlloc;
 using ncdm_test::InfoLines;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -489,7 +489,7 @@ TEST_F(ValueTest, LongTextsAreReadWhole) {
 }
 
 TEST_F(ValueTest, ReadingWithoutMemoryIsRefused) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   const DebugMask errors_alone(NC_DM_DBG_ERROR);  // the capture of a trace allocates, too
   for (int number = NC_DM_VAL_TYPE_BOOL; number < NC_DM_VAL_TYPE_MAX; ++number) {
     ncdm_test::LogCapture::Get().Clear();
@@ -497,7 +497,7 @@ TEST_F(ValueTest, ReadingWithoutMemoryIsRefused) {
     char* typed = nullptr;
     int result = 0;
     {
-      const FailingMalloc failing(0);
+      const FailingAlloc failing(0);
       result = nc_dm_unserialize_val(source, &typed, static_cast<nc_dm_val_type_t>(number));
     }
     EXPECT_EQ(result, -1) << number;
@@ -507,12 +507,12 @@ TEST_F(ValueTest, ReadingWithoutMemoryIsRefused) {
 }
 
 TEST_F(ValueTest, PrintingWithoutMemoryIsRefusedSilently) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char typed[] = "eth0";
   char* text = nullptr;
   int result = 0;
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     result = nc_dm_serialize_val(&text, typed, NC_DM_VAL_TYPE_STRING);
   }
   EXPECT_EQ(result, -1);

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "netconf_dm_util/failing_malloc.h"
 #include "netconf_dm_util/log_lines.h"
 #include "netconf_dm_yang.h"
 #include "support/debug_mask.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -111,11 +111,11 @@ TEST_F(YangNameTest, RefusesNull) {
 }
 
 TEST_F(YangNameTest, ReportsShortMemory) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char text[] = " module a {";
   char* cursor = text;
   {
-    const FailingMalloc failing(0);
+    const FailingAlloc failing(0);
     EXPECT_EQ(nc_dm_yang_raw_search_objname(&cursor, "module "), nullptr);
   }
   EXPECT_EQ(cursor, text);
@@ -172,10 +172,10 @@ TEST_F(YangValueTest, RefusesNull) {
 }
 
 TEST_F(YangValueTest, GivesNullWhenMemoryIsShort) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char text[] = "prefix ab;\n";
   char* cursor = text;
-  const FailingMalloc failing(0);
+  const FailingAlloc failing(0);
   EXPECT_EQ(nc_dm_yang_raw_search_objvalue(&cursor, "prefix "), nullptr);
   EXPECT_EQ(cursor, text);
 }
@@ -321,23 +321,23 @@ TEST_F(YangDocTest, EndsForEveryPrefixOfAText) {
 }
 
 TEST_F(YangDocTest, LeaksNothingWhateverAllocationFails) {
-  SKIP_WITHOUT_FAILING_MALLOC();
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   g_nc_dm_agent_dbg = 0;
   bool has_failed = true;
   for (int successes = 0; has_failed; ++successes) {
-    const int live = g_live_allocations;
+    const int live = FailingAlloc::Live();
     nc_dm_yang_doc_t* doc = nullptr;
     {
-      const FailingMalloc failing(successes);
+      const FailingAlloc failing(successes);
       doc = nc_dm_yang_read_doc(kModule);
-      has_failed = FailingMalloc::Failed();
+      has_failed = FailingAlloc::HasFailed();
     }
     EXPECT_EQ(doc == nullptr, successes == 0);
     nc_dm_yang_doc_free(doc);
-    EXPECT_EQ(g_live_allocations, live) << successes;
+    EXPECT_EQ(FailingAlloc::Live(), live) << successes;
     ASSERT_LT(successes, 10);
   }
-  const FailingMalloc failing(0);
+  const FailingAlloc failing(0);
   g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
   EXPECT_EQ(nc_dm_yang_read_doc(kModule), nullptr);
   EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc yang doc!\n"));
