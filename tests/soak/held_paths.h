@@ -9,6 +9,10 @@
 
 namespace ncdm_test {
 
+// A path, and an attribute of a YANG module, as lines.
+std::string PathLine(const std::string& path, int attributes);
+std::string YangLine(const std::string& module, int type, const std::string& value);
+
 // The paths and YANG attributes of the device's model, one line each, sorted.
 std::vector<std::string> RegisteredModel();
 

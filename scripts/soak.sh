@@ -1,0 +1,102 @@
+#!/usr/bin/env bash
+# Builds and runs a long run against the library; ends with one line of figures. Fails on any
+# difference from the model, when memory or descriptors grow, and when the event loop is held.
+#   scripts/soak.sh [--seconds N | --minutes N] [--hostile] [--seed N] [--output DIR] [--build-dir DIR]
+#   scripts/soak.sh --restarts N [--seed N] [--output DIR] [--build-dir DIR]
+# Without an option ten minutes of random requests, announcements and losses of the server.
+# --hostile   servers that never read, close, split, flood and talk nonsense
+# --restarts  N restarts of the server, at any moment; the agent's timers run out at once
+# --output    where samples.csv, memory.svg and latency.svg go; build/soak otherwise
+set -euo pipefail
+
+called_from=$PWD
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/setup.sh
+
+usage() { sed -n '2,9s/^# *//p' scripts/soak.sh; }
+
+test=soak
+seconds=600
+restarts=
+seed=1
+output=
+build=build
+absolute() { [[ $1 == /* ]] && echo "$1" || echo "$called_from/$1"; }
+
+take_value() {
+  case $1 in
+    --output) output=$(absolute "$2") ;;
+    --build-dir) build=$(absolute "$2") ;;
+    *)
+      if [[ ! $2 =~ ^[1-9][0-9]*$ ]]; then
+        echo "soak: $1 needs a number" >&2
+        exit 2
+      fi
+      case $1 in
+        --seconds) seconds=$2 ;;
+        --minutes) seconds=$(($2 * 60)) ;;
+        --restarts) test=restarts restarts=$2 ;;
+        --seed) seed=$2 ;;
+      esac
+      ;;
+  esac
+}
+
+while (($#)); do
+  case $1 in
+    --seconds | --minutes | --restarts | --seed | --output | --build-dir)
+      if (($# < 2)); then
+        echo "soak: $1 needs a value" >&2
+        exit 2
+      fi
+      take_value "$1" "$2"
+      shift
+      ;;
+    --hostile) test=hostile ;;
+    -h | --help)
+      usage
+      exit 0
+      ;;
+    *)
+      echo "soak: unknown option $1" >&2
+      usage >&2
+      exit 2
+      ;;
+  esac
+  shift
+done
+output=${output:-$build/soak}
+
+ncdm_setup plot
+cmake --preset default -B "$build"
+cmake --build "$build" --parallel "$(nproc)" --target "soak_${test}_test"
+
+mkdir -p "$output"
+samples=$output/samples.csv
+# What the allocator keeps for the thread would count as used.
+export GLIBC_TUNABLES=glibc.malloc.tcache_count=0
+export NCDM_SOAK_CSV=$samples NCDM_SOAK_SEED=$seed
+if [[ -n $restarts ]]; then
+  export NCDM_SOAK_RESTARTS=$restarts
+else
+  export NCDM_SOAK_SECONDS=$seconds
+fi
+
+log=$output/log
+result=0
+"$build/bin/tests/soak_${test}_test" --gtest_color=no >"$log" 2>&1 || result=$?
+
+plots=(memory)
+[[ $test == hostile ]] || plots+=(latency)
+for plot in "${plots[@]}"; do
+  gnuplot -e "samples='$samples'; target='$output/$plot.svg'" "tests/soak/$plot.gp" ||
+    echo "soak: cannot draw $plot.svg" >&2
+done
+
+figures=$(grep "^$test: " "$log" || true)
+if ((result)) || [[ -z $figures ]]; then
+  tail -n 60 "$log" >&2
+  echo "soak: failed, see $log; ${figures:-no figures}"
+  exit 1
+fi
+echo "$figures"
