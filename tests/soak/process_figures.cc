@@ -3,13 +3,15 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <fstream>
 
 #include "integration/harness.h"
 #include "run_options.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
+// Of the sanitizers' runtime. Not every compiler brings its header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 namespace ncdm_test {

@@ -11,7 +11,7 @@
 namespace ncdm_test {
 namespace {
 
-constexpr int kShortRun = kIsSanitized ? 320 : 640;
+constexpr int kShortRun = kIsSanitized ? 160 : 640;
 constexpr int kLapsOfShortRun = 16;
 constexpr int kLongestLap = 100;
 
