@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, where it is missing. Run or source it:
 #   scripts/setup.sh [GROUP...]
-# Groups of further packages: lint, fuzz, coverage, plot, profile.
+# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile.
 
 # Which packages a group stands for. "a|b" is the first of them that the system offers.
 ncdm_group_packages() {
@@ -14,6 +14,7 @@ ncdm_group_packages() {
     lint) echo clang-format clang-tidy cppcheck ;;
     fuzz) echo clang llvm 'libclang-rt-14-dev|libclang-rt-dev' ;;
     coverage) echo gcovr ;;
+    mutate) echo clang python3-clang ;;
     plot) echo gnuplot-nox ;;
     profile) echo valgrind ;;
     *)
