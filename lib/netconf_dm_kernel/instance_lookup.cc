@@ -1,5 +1,6 @@
 // Instance ids by value: which entries of a list have a leaf that reads as the server says.
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -48,6 +49,10 @@ class InstanceLookup {
   }
 
  private:
+  bool HasKnownId() const {
+    return known_ != nullptr && known_->match_cnt < std::min(known_->cnt, NC_DM_MAX_DEPTH);
+  }
+
   // Notes the node's id on the path; false for an entry that the known ids rule out. A known id
   // counts once: the cursor stays behind it when the walk leaves the entry.
   bool Admit(const nc_dm_agent_node_t& node, int at) {
@@ -55,7 +60,7 @@ class InstanceLookup {
       path_->instances[at] = 0;
       return true;
     }
-    if (known_ != nullptr && known_->match_cnt < known_->cnt) {
+    if (HasKnownId()) {
       if (node.instid != known_->id[known_->match_cnt]) return false;
       NC_DM_LOG_INFO("Match node: %s, instance: %lld, math instance, continue match.\n",
                      node.node_name, nc::LongLong(node.instid));
@@ -96,7 +101,7 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(nc_dm_list_t* list, l
                                                            nc_dm_id_array_t* p_id_array, int bg,
                                                            int mt) {
   if (list == nullptr || dm_root == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node <= 0 || bg < 0) {
+      path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0) {
     NC_DM_LOG_ERROR("Input parameter is invalid!\n");
     return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
   }

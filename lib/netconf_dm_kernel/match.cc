@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string_view>
 
 #include "netconf_dm_kernel.h"
@@ -49,20 +50,17 @@ struct WantedId {
   nc_int64 id;
 };
 
-// What an entry of the right name makes of the search.
-struct Outcome {
-  enum { kMatch, kPass, kEnd } kind;
-  Node* node;
-};
+// What an entry of the right name makes of the search: the match, or null, which ends the search
+// without one; or nothing, and the search goes on behind the entry.
+using Outcome = std::optional<Node*>;
 
-constexpr Outcome kPass{Outcome::kPass, nullptr};
-
-Outcome MatchOrEnd(Node* node) { return {node != nullptr ? Outcome::kMatch : Outcome::kEnd, node}; }
+constexpr Outcome kEnd = nullptr;
+constexpr Outcome kPass = std::nullopt;
 
 Outcome ThroughMode(Node* mode, bool is_wanted_itself, WantedId wanted) {
-  if (is_wanted_itself) return {Outcome::kMatch, mode};
+  if (is_wanted_itself) return mode;
   if (mode->hash_tab == nullptr || !wanted.is_given || wanted.id == 0) return kPass;
-  return MatchOrEnd(nc_dm_agent_get_mode_node_inst_by_hash_tab(mode->hash_tab, wanted.id));
+  return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode->hash_tab, wanted.id);
 }
 
 nc_dm_bin_tree_t* InstanceTreeOf(const Node& instance) {
@@ -71,14 +69,14 @@ nc_dm_bin_tree_t* InstanceTreeOf(const Node& instance) {
 }
 
 Outcome ThroughInstance(Node* instance, WantedId wanted) {
-  if (!wanted.is_given) return {Outcome::kEnd, nullptr};
+  if (!wanted.is_given) return kEnd;
   if (const nc_dm_bin_tree_t* tree = InstanceTreeOf(*instance)) {
     const nc_dm_bin_tree_node_t* entry =
         nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, wanted.id);
-    return MatchOrEnd(entry != nullptr ? static_cast<Node*>(entry->data) : nullptr);
+    return entry != nullptr ? static_cast<Node*>(entry->data) : kEnd;
   }
   NC_DM_LOG_ERROR("Failed to get node '%s' binary tree!\n", instance->node_name);
-  return instance->instid == wanted.id ? Outcome{Outcome::kMatch, instance} : kPass;
+  return instance->instid == wanted.id ? instance : kPass;
 }
 
 Outcome Through(Node* node, WantedId wanted, int flag) {
@@ -92,7 +90,7 @@ Outcome Through(Node* node, WantedId wanted, int flag) {
       return ThroughInstance(node, wanted);
     case NC_DM_NODE_TYPE_LEAF:
     case NC_DM_NODE_TYPE_SINGLE_OBJECT:
-      return {Outcome::kMatch, node};
+      return node;
     default:
       return kPass;
   }
@@ -101,8 +99,7 @@ Outcome Through(Node* node, WantedId wanted, int flag) {
 // The node among `siblings` that one component of a path leads to, or null.
 Node* MatchComponent(const list_head* siblings, const char* name, WantedId wanted, int flag) {
   for (Node& node : nc::SameNamed(siblings, name)) {
-    const Outcome outcome = Through(&node, wanted, flag);
-    if (outcome.kind != Outcome::kPass) return outcome.node;
+    if (const Outcome outcome = Through(&node, wanted, flag)) return *outcome;
   }
   return nullptr;
 }

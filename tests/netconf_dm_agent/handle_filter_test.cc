@@ -165,6 +165,18 @@ TEST_F(FilterTest, AFilterTakesThePlaceOfALookupsAnswer) {
   EXPECT_EQ(platform().Pending().size(), 0u);
 }
 
+TEST_F(FilterTest, TheTreeIsHeldWhileItIsRead) {
+  bool was_free = true;
+  app_->On(Callback::kGet, "host", [&](const ModelCall&) {
+    was_free = IsTreeFree();
+    return 0;
+  });
+  EXPECT_EQ(FilterSingle("sys.host"), 0);
+  EXPECT_FALSE(was_free);
+  EXPECT_TRUE(IsTreeFree());
+  EXPECT_THAT(TakeValues(), ElementsAre(Pair("sys.host", "")));
+}
+
 TEST_F(FilterTest, OnlyValuesOfTheDatastoreAreAnswered) {
   NodeAt("net.vrf.2.name")->src = NC_DM_NODE_SRC_SDN;
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_FILTER, Body().Int32(NC_DM_PKT_TYPE_FILTER).Text("net.vrf"), 5, 0,

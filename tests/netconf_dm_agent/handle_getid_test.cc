@@ -99,6 +99,22 @@ TEST_F(GetidTest, ALookupThatFailsIsAFaultAndLeavesNothing) {
   EXPECT_THAT(TakeIds(), IsEmpty());
 }
 
+TEST_F(GetidTest, TheTreeIsHeldWhileItIsSearched) {
+  bool was_free = true;
+  app_->On(Callback::kGet, "host", [&](const ModelCall& call) {
+    was_free = IsTreeFree();
+    WriteText(call.buffer, "box");
+    return 0;
+  });
+  for (const char* value : {"box", "other"}) {
+    EXPECT_EQ(Collect(Body().Filter("sys.host", value), 1), 0);
+    EXPECT_EQ(Getid(NC_DM_PKT_TYPE_END), 0);
+    EXPECT_FALSE(was_free);
+    EXPECT_TRUE(IsTreeFree());
+    was_free = true;
+  }
+}
+
 TEST_F(GetidTest, AnAnswerThatCannotBeScheduledIsReleased) {
   EXPECT_EQ(Collect(Body().Filter("net.vrf.{i}.name", "blue"), 1), 0);
   platform().FailNext(1);

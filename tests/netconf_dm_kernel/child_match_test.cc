@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "netconf_dm_kernel/query_fixture.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -84,6 +85,29 @@ TEST_F(ChildMatchTest, GoesOnAfterAChildThatCannotBeRead) {
   log().Clear();
   EXPECT_EQ(ByValue(NodeAt("a.b.3"), "l", "v"), NodeAt("a.b.3.l.9"));
   EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to get val from app, node:l\n"));
+}
+
+// The recording application would need memory itself.
+int PlainGet(nc_dm_id_array_t* /*ids*/, char* value) {
+  value[0] = 'v';
+  return 0;
+}
+
+TEST_F(ChildMatchTest, NeedsMemoryForTheText) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  RegisterReadable({"a.c"});
+  nc_dm_agent_node_t* parent = NodeAt("a");
+  NodeAt("a.c")->get = PlainGet;
+  char name[] = "c";
+  char value[] = "v";
+  const DebugMask errors(NC_DM_DBG_ERROR);
+  log().Clear();
+  {
+    const FailingAlloc failing(0);
+    EXPECT_EQ(nc_dm_agent_child_cont_match(nullptr, parent, name, value), nullptr);
+  }
+  EXPECT_THAT(ErrorLines(), ElementsAre("E Current node value got serialization fail.\n"));
+  EXPECT_EQ(nc_dm_agent_child_cont_match(nullptr, parent, name, value), NodeAt("a.c"));
 }
 
 TEST_F(ChildMatchTest, NeedsAValueToCompare) {

@@ -113,6 +113,14 @@ TEST_F(CreateCheckTest, UnknownRest) {
   EXPECT_NE(At("a.b.3"), nullptr);
 }
 
+TEST_F(CreateCheckTest, NothingIsBelowALeaf) {
+  g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
+  EXPECT_EQ(Check("a.x.y", {}), nullptr);
+  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: a.x.y\n"),
+                                      Error("Failed to find the mode node!\n")));
+  EXPECT_EQ(At("a.x")->src, NC_DM_NODE_SRC_SDN) << "what is there was stamped before";
+}
+
 TEST_F(CreateCheckTest, IdsThatNoInstanceCanHave) {
   EXPECT_EQ(Check("a.b.k", {0}), nullptr);
   EXPECT_THAT(Errors(), ElementsAre("The mult-object or mult-leaf instance id input is 0!\n",
@@ -128,6 +136,9 @@ TEST_F(CreateCheckTest, CountBeyondTheArray) {
   ids_.cnt = 99;
   char path[] = "a.b.k";
   EXPECT_EQ(Describe(nc_dm_agent_create_nodes_check(path, &ids_)), "a.b.3.k:leaf");
+  ids_.cnt = -1;
+  EXPECT_EQ(nc_dm_agent_create_nodes_check(path, &ids_), At("a"));
+  EXPECT_EQ(ids_.match_cnt, 0);
 }
 
 // ---- Sources ----
@@ -182,6 +193,28 @@ TEST_F(CreateCheckTest, ContainersOnTheWayDown) {
   }
   // Copies have the instance's source, whatever that of the schema.
   EXPECT_EQ(At("a.b.n")->src, NC_DM_NODE_SRC_CLI_ALW);
+}
+
+// The match ends at an entry of the name that has no id; the walk goes on through what is no
+// instance, and stamps it.
+TEST_F(CreateCheckTest, SchemaNodesBehindAnEntryOfTheirName) {
+  AddHandMade(At("a"), "o", NC_DM_NODE_TYPE_MULT_OBJECT, 5);
+  Node* o = AddHandMade(At("a"), "o", NC_DM_NODE_TYPE_SINGLE_OBJECT);
+  Node* p = AddHandMade(o, "p", NC_DM_NODE_TYPE_LEAF);
+  g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
+  EXPECT_EQ(Check("a.o.p", {}), p);
+  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: a.o.p\n"),
+                                      Info("Found a single object node 'o'.\n"),
+                                      Info("Found a single leaf node 'p'.\n")));
+  EXPECT_EQ(o->src, NC_DM_NODE_SRC_SDN);
+  EXPECT_EQ(p->src, NC_DM_NODE_SRC_SDN);
+  EXPECT_EQ(At("a.o.5")->src, NC_DM_NODE_SRC_NONE);
+  o->src = NC_DM_NODE_SRC_CLI_ALW;
+  p->src = NC_DM_NODE_SRC_CLI_ALW;
+  g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_RUNNING;
+  EXPECT_EQ(Check("a.o.p", {}), p);
+  EXPECT_EQ(o->src, NC_DM_NODE_SRC_CLI_ALW);
+  EXPECT_EQ(p->src, NC_DM_NODE_SRC_NONE);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "netconf_dm_kernel/tree_fixture.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -64,6 +65,17 @@ TEST_F(DataBlockTest, NewBlockIsEmpty) {
 TEST_F(DataBlockTest, BlockOfNoNode) {
   EXPECT_EQ(nc_dm_agent_create_padb(nullptr, 1), -1);
   EXPECT_THAT(LogTexts(), ElementsAre(Error("The node input is null!\n")));
+}
+
+TEST_F(DataBlockTest, NoMemoryForTheBlock) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  nc_dm_agent_data_block_t* before = block();
+  {
+    const FailingAlloc failing(0);
+    EXPECT_EQ(nc_dm_agent_create_padb(node_, NC_DM_CMD_OP_EDIT), -1);
+  }
+  EXPECT_THAT(LogTexts(), ElementsAre(Error("Failed to malloc parent padb!\n")));
+  EXPECT_EQ(block(), before);
 }
 
 TEST_F(DataBlockTest, BlockThatIsThereIsNotFreed) {
@@ -161,8 +173,11 @@ TEST_F(DataBlockTest, SetRefusesBadArguments) {
                   Error("padb set unknown value type!\n"), Error("padb set unknown value type!\n"),
                   Error("padb set unknown value type!\n"),
                   Error("padb set unknown value type!\n")));
+  LogCapture::Get().Clear();
   EXPECT_EQ(nc_dm_agent_padb_set_var(nullptr, 1, NC_DM_VAL_TYPE_BOOL, one_), -1);
   EXPECT_EQ(nc_dm_agent_padb_set_var(nullptr, 1, NC_DM_VAL_TYPE_STRING, one_), -1);
+  EXPECT_THAT(LogTexts(),
+              ElementsAre(Error("The padb input is null!\n"), Error("The padb input is null!\n")));
   EXPECT_EQ(block()->ulong_var_flag, 0);
   EXPECT_EQ(block()->string_var_flag, 0);
 }
@@ -295,6 +310,19 @@ TEST_F(SourceTest, EveryChildOfANameIsLookedAt) {
   SetInt(7);
   nc_dm_agent_padb_update_src(At("a"), NC_DM_NODE_SRC_CLI);
   EXPECT_EQ(Sources(), "i1=0 i2=0 s1=0 s2=0 d1=0 u1=0 twice=0 twice=2");
+}
+
+TEST_F(SourceTest, LeavesRegisteredWithANumberBesideAList) {
+  Add("m1", NC_DM_VAL_TYPE_UINT, 5, NC_DM_FLAG_LEAF_LIST);
+  Add("m1.7", NC_DM_VAL_TYPE_UINT, 6);
+  Add("m2", NC_DM_VAL_TYPE_UINT, 5, NC_DM_FLAG_LEAF_LIST);
+  ASSERT_NE(Create(At("a"), "m2", 3), nullptr);
+  Add("m2.7", NC_DM_VAL_TYPE_UINT, 6);
+  ASSERT_EQ(RegisterPath("a.l.{i}.x", Template()), 0);
+  Add("l.7", NC_DM_VAL_TYPE_UINT, 6);
+  SetInt(6);
+  nc_dm_agent_padb_update_src(At("a"), NC_DM_NODE_SRC_CLI);
+  EXPECT_EQ(Sources(), "i1=0 i2=0 s1=0 s2=0 d1=0 u1=0 m1=0 m1=2 m2=0 m2=0 m2=2 l=0 l=2");
 }
 
 TEST_F(SourceTest, LeavesOfSlotZeroAndOfNoSlot) {

@@ -200,6 +200,27 @@ TEST_F(FilterTest, CollectsNothingWithIdsLeftOver) {
   EXPECT_THAT(ErrorLines(), IsEmpty());
 }
 
+TEST_F(FilterTest, ReadsTheLeafThatAPathEndsAt) {
+  MakeLists();
+  EXPECT_EQ(Read({{"a.x.nothing"}, {"a.b.c.nothing", {3}, "given"}}).size(), 2u);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("get x ids=[]"));
+  EXPECT_THAT(ErrorLines(), IsEmpty());
+}
+
+TEST_F(FilterTest, ForgetsHowFarTheIdsOfAnEarlierSearchReached) {
+  MakeLists();
+  Filters filters({{"a.b.c", {5}}});
+  auto* node = nc::RecordOf<nc_dm_stub_filter_node_t, &nc_dm_stub_filter_node_t::lst>(
+      filters.get()->filter_head.next);
+  for (const nc_int32 reached : {1, 7, -1}) {
+    node->filter->id_array->match_cnt = reached;
+    Values values;
+    EXPECT_EQ(nc_dm_agent_filter_subtree_id_arr(filters.get(), values.get()), 0);
+    EXPECT_THAT(values.Texts(), ElementsAre("a.b.5.c=5"));
+    EXPECT_EQ(node->filter->id_array->match_cnt, 1);
+  }
+}
+
 TEST_F(FilterTest, WorksWithoutAnIdArray) {
   MakeLists();
   EXPECT_THAT(Read({{"a.x", {}, {}, false}}), ElementsAre("a.x=-"));

@@ -167,6 +167,17 @@ TEST_F(InstanceLookupTest, DoesNotTakeTheKnownIdsBackBehindAnEntry) {
   EXPECT_THAT(Find("a.b.{i}.d", "v", &known), ElementsAre(Ids{}, Ids{5}, Ids{6}));
 }
 
+TEST_F(InstanceLookupTest, TakesNoMoreKnownIdsThanThereIsRoomFor) {
+  app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
+  AddInstance("a.b.4");
+  app.On(Callback::kGet, "d", Text("v"));
+  nc_dm_id_array_t known = IdArrayOf(Ids(NC_DM_MAX_DEPTH, 1));
+  known.cnt = 99;
+  known.match_cnt = NC_DM_MAX_DEPTH;
+  EXPECT_THAT(Find("a.b.d", "v", &known), ElementsAre(Ids{}, Ids{4}));
+  EXPECT_EQ(known.match_cnt, NC_DM_MAX_DEPTH);
+}
+
 TEST_F(InstanceLookupTest, FindsInNestedLists) {
   app.Register({.path = "a.b.{i}.c.{i}.d.{i}.e", .callbacks = kGet});
   for (const char* path : {"a.b.1", "a.b.2", "a.b.1.c.10", "a.b.1.c.10.d.100", "a.b.2.c.10",
@@ -231,9 +242,13 @@ TEST_F(InstanceLookupTest, RefusesInvalidArguments) {
             kNone);
   path.total_node = 0;
   EXPECT_EQ(nc_dm_agent_match_get_id_arrays(found.get(), root, &path, value, nullptr, 0, 0), kNone);
-  EXPECT_THAT(LogLines(), Each("E Input parameter is invalid!\n"));
-  EXPECT_EQ(LogLines().size(), 4u);
+  path.total_node = NC_DM_MAX_DEPTH + 1;
+  EXPECT_EQ(nc_dm_agent_match_get_id_arrays(found.get(), root, &path, value, nullptr, 0, 0), kNone);
   path.total_node = 1;
+  EXPECT_EQ(nc_dm_agent_match_get_id_arrays(found.get(), root, &path, value, nullptr, -1, 0),
+            kNone);
+  EXPECT_THAT(LogLines(), Each("E Input parameter is invalid!\n"));
+  EXPECT_EQ(LogLines().size(), 6u);
   EXPECT_EQ(nc_dm_agent_match_get_id_arrays(found.get(), root, &path, value, nullptr, 0, 0),
             NC_DM_CLIENT_MATCH_STATUS_OBJECT)
       << "also when nothing matches";

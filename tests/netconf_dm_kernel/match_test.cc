@@ -141,6 +141,18 @@ TEST_F(ModelMatchTest, PartialMatchHasTheStatusOfTheDeepestNode) {
   EXPECT_EQ(Reached(), "a.x:leaf 2");
 }
 
+TEST_F(MatchTest, AsDeepAsAPathMayBe) {
+  const std::string path = "c1.c2.c3.c4.c5.c6.c7.c8.c9.c10.c11.c12.c13.c14.c15.c16";
+  Register(path);
+  EXPECT_EQ(Match(path), kLeaf);
+  EXPECT_EQ(Reached(), path + ":leaf 16");
+  EXPECT_EQ(MatchIds(path, {}), kLeaf);
+  EXPECT_EQ(Reached(), path + ":leaf 16");
+  EXPECT_EQ(RegMatch(path), kLeaf);
+  EXPECT_EQ(Reached(), path + ":leaf 16");
+  EXPECT_EQ(MatchIndex(path, 0, 15), kLeaf);
+}
+
 TEST_F(ModelMatchTest, EntryByItsId) {
   Fill();
   EXPECT_EQ(Match("a.b.3"), kObject);

@@ -55,11 +55,13 @@ TEST_F(NodeTest, UnknownKind) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
   const Counters before = CountersNow();
+  const int live = FailingAlloc::Live();
   for (const int kind : {0, 7}) {
     EXPECT_EQ(nc_dm_agent_create_node(At("a"), At("a.b"), 1, static_cast<nc_dm_node_type_t>(kind),
                                       NC_DM_NODE_SRC_NONE),
               nullptr);
   }
+  EXPECT_EQ(FailingAlloc::Live(), live);
   EXPECT_THAT(Errors(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(At("a")).size(), 1U);
@@ -172,8 +174,10 @@ TEST_F(NodeTest, InstancesOfTheSourceAreNotCopied) {
   Node* b = At("a.b");
   ASSERT_NE(Create(b, "c", 4), nullptr);
   ASSERT_NE(Create(b, "ll", 5), nullptr);
+  Register("a.b.{i}.x");
   Node* entry = Create(At("a"), "b", 1);
-  EXPECT_THAT(Describe(Children(entry)), ElementsAre("a.b.1.c:list", "a.b.1.ll:leaf-list"));
+  EXPECT_THAT(Describe(Children(entry)),
+              ElementsAre("a.b.1.c:list", "a.b.1.ll:leaf-list", "a.b.1.x:leaf"));
 }
 
 TEST_F(NodeTest, InstancesKeepTheOrderOfCreation) {
@@ -436,6 +440,25 @@ TEST_F(NodeTest, HashedModeOfNestedListWithoutTable) {
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(At("a")).size(), 1U);
   EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, nullptr);
+}
+
+TEST_F(NodeTest, LogOfACopyThatFailsTwoLevelsDown) {
+  Register("a.b.{i}.o.c.{i}.d");
+  At("a.b.o.c")->flag |= NC_DM_FLAG_HASH_TAB;
+  LogCapture::Get().Clear();
+  EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
+  EXPECT_THAT(
+      LogTexts(),
+      ElementsAre(
+          Info("Create an new object node 'b'.\n"), Info("Create binary tree node id: 1.\n"),
+          Info("Create an new object node 'o'.\n"), Info("Create an new object node 'c'.\n"),
+          Error("The source node 'c' hash_tab is null, can't create new node hash_tab!\n"),
+          Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
+          Error("Failed to create node 'c'!\n"), Info("Delete node, node name:o\n"),
+          Info("The hash_tab input is null.\n"), Error("Failed to create node 'o'!\n"),
+          Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
+          Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 1.\n")));
+  EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
 TEST_F(NodeTest, TableOfImpossibleSize) {
@@ -705,6 +728,44 @@ TEST_F(NodeTest, ListRegisteredAnewBehindItsInstances) {
   EXPECT_EQ(EntryOf(a, "b", 2)->data, At("a.b.2"));
   char name[] = "b";
   EXPECT_EQ(nc_dm_agent_search_mode_node(a, name), At("a.b"));
+}
+
+TEST_F(NodeTest, LogOfAnInstanceThatGoesBeforeItsModeNode) {
+  Register("a.b.{i}.c");
+  Create(At("a"), "b", 1);
+  nc_dm_agent_unreg_nodes(At("a.b"));
+  nc_dm_path_nodes_t path = Parsed("a.b.{i}.c");
+  path.match_cnt = 1;
+  Node leaf = Template();
+  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, At("a"), &leaf), 0);
+  LogCapture::Get().Clear();
+  nc_dm_agent_unreg_nodes(At("a"));
+  EXPECT_THAT(
+      LogTexts(),
+      ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
+                  Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
+                  Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 1.\n"),
+                  Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
+                  Info("Delete node, node name:b\n"), Info("The hash_tab input is null.\n"),
+                  Info("Delete node, node name:a\n"), Info("The hash_tab input is null.\n")));
+}
+
+TEST_F(NodeTest, NothingOfATreeIsLeft) {
+  g_nc_dm_agent_dbg = 0;
+  const int live = FailingAlloc::Live();
+  // So many children that searches have help.
+  for (int i = 0; i < 30; ++i) Register("a.x" + std::to_string(i));
+  Register("a.b.{i}.c.{i}.d", NC_DM_FLAG_KEY);
+  Register("a.h.{i}.k");
+  Hash(At("a.h"));
+  for (nc_int64 id = 1; id <= 30; ++id) {
+    Create(Create(At("a"), "b", id), "c", id);
+    Create(At("a"), "h", id);
+  }
+  char name[] = "x29";
+  EXPECT_EQ(nc_dm_agent_search_mode_node(At("a"), name), At("a.x29"));
+  nc_dm_agent_unreg_nodes(At("a"));
+  EXPECT_EQ(FailingAlloc::Live(), live);
 }
 
 TEST_F(NodeTest, SubtreeGoesWithEverything) {

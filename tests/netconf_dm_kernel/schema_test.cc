@@ -1,4 +1,5 @@
 #include "netconf_dm_kernel/tree_fixture.h"
+#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
@@ -120,6 +121,29 @@ TEST_F(SchemaTest, NumbersAreSignedAndReadAsFarAsTheyGo) {
   Register("a.b.-.c");
   EXPECT_EQ(Children(At("a")).back()->instid, 0);
   EXPECT_STREQ(KindName(Children(At("a")).back()), "entry");
+}
+
+TEST_F(SchemaTest, NumbersAreReadAsUnsigned64Bits) {
+  Register("a.b.18446744073709551615.c");
+  EXPECT_EQ(Children(At("a")).back()->instid, -1);
+  Register("a.d.9223372036854775808.c");
+  EXPECT_EQ(Children(At("a")).back()->instid, INT64_MIN);
+  // What is larger is the largest.
+  Register("a.e.99999999999999999999999.c");
+  EXPECT_EQ(Children(At("a")).back()->instid, -1);
+}
+
+TEST_F(SchemaTest, SecondOfTwoNumbersIsAName) {
+  Register("a.b.5.6");
+  EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.b.5:entry", "a.b.5.6:leaf"));
+}
+
+TEST_F(SchemaTest, AsDeepAsAPathMayBe) {
+  Register("c1.c2.c3.c4.c5.c6.c7.c8.c9.c10.c11.c12.c13.c14.c15.c16");
+  EXPECT_EQ(CountersNow(), (Counters{16, 0, 0, 15, 1, 0, 0}));
+  EXPECT_STREQ(KindName(At("c1.c2.c3.c4.c5.c6.c7.c8.c9.c10.c11.c12.c13.c14.c15.c16")), "leaf");
+  Register("d1.d2.d3.d4.d5.d6.d7.d8.d9.d10.d11.d12.d13.d14.d15.{i}", NC_DM_FLAG_LEAF_LIST);
+  EXPECT_EQ(CountersNow(), (Counters{31, 0, 0, 29, 1, 0, 1}));
 }
 
 TEST_F(SchemaTest, LeadingZeroIsAName) {
@@ -338,6 +362,38 @@ TEST_F(SchemaTest, NodesOfEarlierStepsStay) {
   EXPECT_EQ(RegisterPath("a.b.{i}.c", leaf), -1);
   EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.b:list"));
   EXPECT_EQ(CountersNow(), CountedNodes());
+}
+
+TEST_F(SchemaTest, UnknownKindOfTemplateIsReleasedButHasGivenItsExeCmd) {
+  Register("a.b");
+  Node leaf = FullTemplate(NC_DM_FLAG_KEY);
+  leaf.node_type = NC_DM_NODE_TYPE_MAX;
+  const int live = FailingAlloc::Live();
+  EXPECT_EQ(RegisterNode("a.c", 2, At("a"), leaf), -1);
+  EXPECT_EQ(FailingAlloc::Live(), live);
+  EXPECT_EQ(At("a")->exe_cmd, ExeCmdA);
+  EXPECT_EQ(At("a")->create, nullptr) << "it was no key leaf";
+  // The flag makes a leaf-list of any kind.
+  leaf.flag = NC_DM_FLAG_LEAF_LIST;
+  EXPECT_EQ(RegisterNode("a.c", 2, At("a"), leaf), 0);
+  EXPECT_STREQ(KindName(made_), "leaf-list");
+}
+
+TEST_F(SchemaTest, NoMemoryForANode) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  Node leaf = Template();
+  const DebugMask errors(NC_DM_DBG_ERROR);
+  for (const int successes : {0, 1}) {
+    nc_dm_path_nodes_t nodes = Parsed("a.b");
+    LogCapture::Get().Clear();
+    {
+      const FailingAlloc failing(successes);
+      EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &nodes, nullptr, &leaf), -1);
+    }
+    EXPECT_THAT(Errors(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
+    EXPECT_EQ(CountersNow(), CountedNodes());
+    EXPECT_EQ(CountersNow()[0], static_cast<uint32_t>(successes)) << "what was made stays";
+  }
 }
 
 // ---- Many paths ----
