@@ -2,12 +2,13 @@
 
 #include <string.h>
 
+#include "netconf_dm_kernel/failing_calls.h"
 #include "netconf_dm_kernel/query_fixture.h"
-#include "support/failing_alloc.h"
 
 namespace ncdm_test {
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -22,7 +23,10 @@ class ChildMatchTest : public QueryTest {
     nc_dm_path_nodes_t path = PathOf(std::string(node_path) + "." + names);
     const int index = PathOf(node_path).total_node;
     nc_dm_stub_filter_node_t match_node = {};
-    return nc_dm_agent_child_nodes_match(NodeAt(node), &path, values.get(), &match_node, index);
+    const int result =
+        nc_dm_agent_child_nodes_match(NodeAt(node), &path, values.get(), &match_node, index);
+    EXPECT_THAT(path.instances, Each(0)) << "the path is not as it was";
+    return result;
   }
 
   Values values;
@@ -87,27 +91,23 @@ TEST_F(ChildMatchTest, GoesOnAfterAChildThatCannotBeRead) {
   EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to get val from app, node:l\n"));
 }
 
-// The recording application would need memory itself.
-int PlainGet(nc_dm_id_array_t* /*ids*/, char* value) {
-  value[0] = 'v';
-  return 0;
-}
-
-TEST_F(ChildMatchTest, NeedsMemoryForTheText) {
-  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  RegisterReadable({"a.c"});
-  nc_dm_agent_node_t* parent = NodeAt("a");
-  NodeAt("a.c")->get = PlainGet;
-  char name[] = "c";
-  char value[] = "v";
-  const DebugMask errors(NC_DM_DBG_ERROR);
+TEST_F(ChildMatchTest, NeedsTheIdsAndTheText) {
+  RegisterReadable({"a.c", "a.c2"});
   log().Clear();
   {
-    const FailingAlloc failing(0);
-    EXPECT_EQ(nc_dm_agent_child_cont_match(nullptr, parent, name, value), nullptr);
+    const FailingCall failing(Step::kGetIds);
+    EXPECT_EQ(ByValue(NodeAt("a"), "c", "-"), nullptr);
   }
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Current node value got serialization fail.\n"));
-  EXPECT_EQ(nc_dm_agent_child_cont_match(nullptr, parent, name, value), NodeAt("a.c"));
+  EXPECT_THAT(LogLines(), ElementsAre("E Failed to get id array.\n"));
+  EXPECT_THAT(app.calls(), IsEmpty());
+  {
+    const FailingCall failing(Step::kSerialize);
+    EXPECT_EQ(ByValue(NodeAt("a"), "c", "-"), nullptr);
+  }
+  EXPECT_EQ(ErrorLines().back(), "E Current node value got serialization fail.\n");
+  EXPECT_EQ(LogLines().back(), "I Current node to match name: c2, input name: c\n")
+      << "the next child is looked at";
+  EXPECT_EQ(ByValue(NodeAt("a"), "c", "-"), NodeAt("a.c"));
 }
 
 TEST_F(ChildMatchTest, NeedsAValueToCompare) {
@@ -163,6 +163,27 @@ TEST_F(ChildMatchTest, StopsAtAFailureOfTheWalk) {
   app.On(Callback::kGet, "b", -7);
   EXPECT_EQ(ReadBelow("a", "a", "b"), -7);
   EXPECT_EQ(ReadBelow("a", "a", "c"), 0);
+}
+
+TEST_F(ChildMatchTest, StopsAtTheFirstOfANameThatFails) {
+  RegisterReadableLeafList("a.l");
+  AddInstance("a.l.4");
+  AddInstance("a.l.9");
+  app.On(Callback::kGet, "l",
+         [](const ModelCall& call) { return call.ids == Ids{4} ? -7 : IdsAsText(call); });
+  EXPECT_EQ(ReadBelow("a", "a", "l"), -7);
+  // The elements through their schema node, which passes over a failure, and then one by one.
+  EXPECT_THAT(app.CallTexts(), ElementsAre("get l ids=[4]", "get l ids=[9]", "get l ids=[4]"));
+  EXPECT_THAT(values.Texts(), ElementsAre("a.l.9=9"));
+}
+
+TEST_F(ChildMatchTest, ReadsFromTheFirstComponentOn) {
+  RegisterReadable({"a.b"});
+  nc_dm_path_nodes_t path = PathOf("b");
+  nc_dm_stub_filter_node_t match_node = {};
+  EXPECT_EQ(nc_dm_agent_child_nodes_match(NodeAt("a"), &path, values.get(), &match_node, 0), 0);
+  EXPECT_THAT(values.Texts(), ElementsAre("b=-"));
+  EXPECT_EQ(nc_dm_agent_child_nodes_match(NodeAt("a"), &path, values.get(), &match_node, -1), -1);
 }
 
 TEST_F(ChildMatchTest, RefusesNullArgumentsOfARelativePath) {
