@@ -1,5 +1,7 @@
 // EDIT: collects the edits of a request, carries them out, or makes the configuration lasting.
 
+#include <atomic>
+
 #include "netconf_dm_agent/collected.h"
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_agent/handle.h"
@@ -61,9 +63,11 @@ int Finish(nc_int64 result) {
 
 void Commit() {
   PrintTimes();
-  if (g_nc_dm_mng_info.data_commit == nullptr) return;
+  // Once: another thread may take the hook away meanwhile.
+  const auto commit = std::atomic_ref(g_nc_dm_mng_info.data_commit).load();
+  if (commit == nullptr) return;
   NC_DM_LOG_INFO("Call the data commit function.\n");
-  g_nc_dm_mng_info.data_commit(nullptr);
+  commit(nullptr);
 }
 
 }  // namespace

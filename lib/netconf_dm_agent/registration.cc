@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -164,7 +165,7 @@ int nc_dm_agent_mode_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, int
 
 void nc_dm_agent_mode_reg_cplt(void) {
   if (!nc::IsClientInitialized()) return;
-  g_nc_dm_mng_info.local_dm_reg_over = true;
+  std::atomic_ref(g_nc_dm_mng_info.local_dm_reg_over).store(true);
   nc::PendingPtr record = nc::NewPending(NC_DM_MSG_TYPE_REG_CPLT);
   if (record == nullptr) return;
   NC_DM_LOG_INFO("Add mode_reg_cplt to register list.\n");
@@ -173,7 +174,9 @@ void nc_dm_agent_mode_reg_cplt(void) {
 
 int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*)) {
   if (!nc::IsClientInitialized()) return -1;
-  if (fun_type == NC_DM_HOOK_FUN_DATA_COMMIT) g_nc_dm_mng_info.data_commit = handler;
+  if (fun_type == NC_DM_HOOK_FUN_DATA_COMMIT) {
+    std::atomic_ref(g_nc_dm_mng_info.data_commit).store(handler);
+  }
   return 0;
 }
 

@@ -1,3 +1,6 @@
+#include <atomic>
+#include <thread>
+
 #include "agent_fixture.h"
 #include "support/model_app.h"
 
@@ -275,6 +278,26 @@ TEST_F(EditTest, ACommitLeavesWhatIsCollected) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.b", "2"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_COMMIT), 0);
   EXPECT_THAT(Collected(), ElementsAre("a.b"));
+}
+
+// The hook that was seen is the one that is called, however often another thread changes its mind.
+TEST_F(EditTest, ACommitMeetsAHookThatAnotherThreadTakesAway) {
+  std::atomic<bool> stop = false;
+  std::thread indecisive([&] {
+    while (!stop) {
+      nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Commit);
+      nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, nullptr);
+    }
+  });
+  g_commits = 0;
+  int edits = 0;
+  for (; edits < 2000 || g_commits == 0; ++edits) {
+    if (Edit(NC_DM_PKT_TYPE_COMMIT) != 0) break;
+  }
+  stop = true;
+  indecisive.join();
+  EXPECT_GE(edits, 2000);
+  EXPECT_GT(g_commits, 0);
 }
 
 TEST_F(EditTest, ACommitNeedsNoHook) {

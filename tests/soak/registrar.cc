@@ -34,8 +34,7 @@ int GetText(nc_dm_id_array_t* /*ids*/, char* value) {
   return 0;
 }
 
-int CommitOne(char* /*text*/) { return 0; }
-int CommitOther(char* /*text*/) { return 0; }
+int Commit(char* /*text*/) { return 0; }
 
 }  // namespace
 
@@ -80,7 +79,7 @@ void Registrar::Call() {
   } else if (kind < 94) {
     YangAttribute();
   } else if (kind < 98) {
-    Count(nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Below(2) == 0 ? CommitOne : CommitOther));
+    Count(nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Below(2) == 0 ? Commit : nullptr));
   } else {
     nc_dm_agent_mode_reg_cplt();
     ++calls_;
