@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
 #include "netconf_dm_agent/events.h"
 #include "netconf_dm_agent/frame.h"
@@ -38,43 +39,55 @@ void DropValue(nc_dm_val_node_t* node) {
   free(node);
 }
 
-// Has the node a name and a value that any segment could hold. One that has not would never leave
-// the list.
-bool IsSendable(const nc_dm_val_entry_t& entry) {
+struct NamedText {
+  std::string_view name;
+  std::string_view value;
+};
+
+// What an element says; none when it has no name or no value, or when no segment could hold them:
+// such an element would never leave the list.
+std::optional<NamedText> Sendable(const nc_dm_val_entry_t& entry) {
   if (entry.dm_name == nullptr) {
     NC_DM_LOG_ERROR("The current val_entry.name is null!\n");
-    return false;
+    return std::nullopt;
   }
   if (entry.dm_val == nullptr) {
     NC_DM_LOG_ERROR("The current val_entry.val is null!\n");
-    return false;
+    return std::nullopt;
   }
-  if (!FitsAfter(kPktTypeLen, strlen(entry.dm_name), strlen(entry.dm_val))) {
+  const NamedText text = {entry.dm_name, entry.dm_val};
+  if (!FitsAfter(kPktTypeLen, text.name.size(), text.value.size())) {
     NC_DM_LOG_ERROR("The current val_entry is too large to send, name:%s.\n", entry.dm_name);
-    return false;
+    return std::nullopt;
   }
-  return true;
+  return text;
+}
+
+// As nc_dm_lv_str, of a text whose length is known.
+void PutText(nc_dm_msg_t* out_msg, std::string_view text) {
+  const auto length = static_cast<nc_int32>(text.size());
+  char* end = out_msg->buf + out_msg->head.len;
+  memcpy(end, &length, sizeof(length));
+  memcpy(end + sizeof(length), text.data(), text.size());
+  out_msg->head.len += static_cast<nc_int32>(sizeof(length)) + length;
 }
 
 // Moves values from the list into the body as long as there is room.
 void FillFilterBody(nc_dm_msg_t* out_msg, list_head* values) {
-  int* len = &out_msg->head.len;
   for (auto& node : nc::RecordsSafely<nc_dm_val_node_t>(values)) {
-    const nc_dm_val_entry_t& entry = node.val_entry;
-    if (!IsSendable(entry)) {
+    const std::optional<NamedText> text = Sendable(node.val_entry);
+    if (!text) {
       DropValue(&node);
       continue;
     }
-    const size_t name_len = strlen(entry.dm_name);
-    const size_t value_len = strlen(entry.dm_val);
-    if (!FitsAfter(static_cast<size_t>(*len), name_len, value_len)) {
+    if (!FitsAfter(static_cast<size_t>(out_msg->head.len), text->name.size(), text->value.size())) {
       NC_DM_LOG_INFO("There is no more space to store another message.\n");
       return;
     }
-    nc_dm_lv_str(out_msg->buf, len, entry.dm_name, static_cast<int>(name_len));
-    nc_dm_lv_str(out_msg->buf, len, entry.dm_val, static_cast<int>(value_len));
-    NC_DM_LOG_PACKET("The filter rsp name:%s.\n", entry.dm_name);
-    NC_DM_LOG_PACKET("The filter rsp value:%s.\n", entry.dm_val);
+    PutText(out_msg, text->name);
+    PutText(out_msg, text->value);
+    NC_DM_LOG_PACKET("The filter rsp name:%s.\n", node.val_entry.dm_name);
+    NC_DM_LOG_PACKET("The filter rsp value:%s.\n", node.val_entry.dm_val);
     DropValue(&node);
     out_msg->head.entry_cnt++;
   }

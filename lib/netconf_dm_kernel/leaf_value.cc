@@ -19,7 +19,7 @@ int LeafValue::Get(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids) {
   return result;
 }
 
-size_t LeafValue::len() const { return strnlen(buffer_, sizeof(buffer_)); }
+bool LeafValue::HasNoEnd() const { return strnlen(buffer_, sizeof(buffer_)) > kMaxLen; }
 
 std::string_view LeafValue::Text(nc_dm_val_type_t type) { return ValueText(buffer_, type, text_); }
 

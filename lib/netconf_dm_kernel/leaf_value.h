@@ -23,10 +23,9 @@ class LeafValue {
   // Calls the leaf's `get` on the cleared buffer. The callback's result; a failure is logged.
   int Get(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);
 
-  // Characters of the buffer's text, whatever the leaf's type. One that is longer than an
-  // application may write is no value.
-  size_t len() const;
-  bool IsTooLong() const { return len() > NC_DM_VALUE_BUF_SIZE - 2; }
+  // Is the buffer's text, whatever the leaf's type, longer than an application may write. Such a
+  // text fills all that was cleared; other values are not searched for their end.
+  bool IsTooLong() const { return buffer_[kMaxLen] != '\0' && HasNoEnd(); }
 
   // The value as text; null data() for a type that has no values. Valid until the next read.
   std::string_view Text(nc_dm_val_type_t type);
@@ -35,6 +34,10 @@ class LeafValue {
   std::string_view Read(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);
 
  private:
+  static constexpr size_t kMaxLen = NC_DM_VALUE_BUF_SIZE - 2;
+
+  bool HasNoEnd() const;
+
   // The application writes any typed object into it.
   alignas(std::max_align_t) char buffer_[NC_DM_VALUE_BUF_SIZE];
   char text_[NC_DM_VALUE_BUF_SIZE];

@@ -1,10 +1,11 @@
 // Values of leaves: read from the application one by one, by subtree or over all instances of a
 // path, and written.
 //
-// What is read is collected with its path. The walkers carry the path as a work record, to which
-// each level adds its component and takes it off again; a leaf that fails loses its own value and
-// no other.
+// What is read is collected with its path. The walkers carry the path as a text, to which each
+// level adds its component and takes it off again; a leaf that fails loses its own value and no
+// other.
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -13,9 +14,12 @@
 #include "netconf_dm_kernel/call_timer.h"
 #include "netconf_dm_kernel/children.h"
 #include "netconf_dm_kernel/leaf_value.h"
+#include "netconf_dm_stub/value_node.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/path_text.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -30,72 +34,89 @@ TextPtr CopyText(std::string_view text) {
   return copy;
 }
 
-// ---- Collecting ----
+// ---- One leaf ----
 
-// Appends an entry, which takes the text over, with the path as its name. 0, or the join's result.
-int Append(nc_dm_list_t* list, nc::MallocPtr<nc_dm_val_node_t> entry, TextPtr text,
-           nc_dm_path_nodes_t* path) {
-  const int joined = nc_dm_agent_comb_path_name(&entry->val_entry.dm_name, path, true);
-  if (joined != 0) return joined;
-  entry->val_entry.dm_val = text.release();
+// Appends an entry. 0, or -1, which is logged.
+int Append(nc_dm_list_t* list, std::string_view name, std::string_view value, nc_int32 src) {
+  nc::MallocPtr<nc_dm_val_node_t> entry = nc::NewValueNode(name, value);
+  if (entry == nullptr) return nc::Refuse("Failed to malloc for val_node!\n");
+  entry->val_entry.src = src;
   ++list->cnt;
   nc::PushBack(&list->head, &entry.release()->lst);
   return 0;
 }
 
-nc::MallocPtr<nc_dm_val_node_t> NewEntry() {
-  auto entry = nc::NewRecord<nc_dm_val_node_t>();
-  if (entry == nullptr) NC_DM_LOG_ERROR("Failed to malloc for val_node!\n");
-  return entry;
-}
-
-// The component of a child on the work path, for a scope.
-class PushedComponent {
+// The text of a path record, joined when it is asked for.
+class RecordPath {
  public:
-  PushedComponent(nc_dm_path_nodes_t* path, const nc_dm_agent_node_t& node) : path_(path) {
-    const nc_int32 at = path->total_node++;
-    const size_t len = strnlen(node.node_name, NC_DM_MAX_NAME_LEN);
-    memcpy(path->nodes[at], node.node_name, len);
-    path->nodes[at][len] = '\0';
-    path->instances[at] = nc::IsInstance(node) ? node.instid : 0;
-  }
-  ~PushedComponent() {
-    const nc_int32 at = --path_->total_node;
-    path_->nodes[at][0] = '\0';
-    path_->instances[at] = 0;
-  }
-  PushedComponent(const PushedComponent&) = delete;
-  PushedComponent& operator=(const PushedComponent&) = delete;
+  explicit RecordPath(const nc_dm_path_nodes_t& path) : path_(path) {}
+  int Join() { return nc::JoinPath(path_, true, &text_); }
+  std::string_view View() const { return text_.View(); }
 
  private:
-  nc_dm_path_nodes_t* path_;
+  const nc_dm_path_nodes_t& path_;
+  nc::PathText text_;
 };
+
+// The text of a leaf's path, which a walk has written already.
+class WrittenPath {
+ public:
+  explicit WrittenPath(const nc::PathText& text) : text_(text) {}
+  int Join() const { return text_.Fits() ? 0 : nc::Refuse("The length of path is too long!\n"); }
+  std::string_view View() const { return text_.View(); }
+
+ private:
+  const nc::PathText& text_;
+};
+
+// Reads a leaf and appends its value. 0, also for a leaf that the request does not see; otherwise
+// what failed, which is logged.
+template <typename Path>
+int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids, Path path) {
+  if (nc::IsForeignToRequest(*leaf)) {
+    NC_DM_LOG_INFO("The node '%s' isn't created by netconf client, ignore.\n", leaf->node_name);
+    return 0;
+  }
+  NC_DM_LOG_INFO("Get node '%s' value.\n", leaf->node_name);
+  if (leaf->get == nullptr) {
+    NC_DM_LOG_ERROR("Node '%s' has no get-value method!\n", leaf->node_name);
+    return -1;
+  }
+  nc::LeafValue value;
+  const int result = nc::Timed(&g_nc_dm_mng_info.get_time, [&] { return value.Get(*leaf, ids); });
+  if (result != 0) return result;
+  if (value.IsTooLong()) return nc::Refuse("The length of dm val is too long.\n");
+  const int joined = path.Join();
+  return joined != 0 ? joined : Append(list, path.View(), value.Text(leaf->val_type), leaf->src);
+}
 
 // The ids that nc_dm_get_ids gives for the leaves below a node, kept along the walk instead of
 // being collected anew for each leaf. Its results are odd where ids are so many that it may run out
 // of room; those are left to it.
 class WalkIds {
  public:
-  // Of the children of `node`.
-  explicit WalkIds(const nc_dm_agent_node_t& node) {
-    for (const auto* at = &node; at != nullptr; at = at->parent) Count(at->instid);
+  WalkIds() = default;
+  // Of the children of `node`; none for null, the top level.
+  explicit WalkIds(const nc_dm_agent_node_t* node) {
+    for (const auto* at = node; at != nullptr; at = at->parent) Count(at->instid);
     nc_int32 i = cnt_;
-    for (const auto* at = &node; at != nullptr && IsExact(); at = at->parent) {
+    for (const auto* at = node; at != nullptr && IsExact(); at = at->parent) {
       if (at->instid != 0) id_[--i] = at->instid;
     }
   }
 
-  // Of the children of `node`, a child of the one that `outer` was made for.
-  WalkIds(const WalkIds& outer, const nc_dm_agent_node_t& node) : WalkIds(outer) {
-    Count(node.instid);
-    if (node.instid != 0 && IsExact()) id_[cnt_ - 1] = node.instid;
+  // Goes on to the children of a child with that id, which may be 0; and back to where it was.
+  void Push(nc_int64 instid) {
+    if (Count(instid) && IsExact()) id_[cnt_ - 1] = instid;
   }
+  nc_int32 Mark() const { return cnt_; }
+  void CutTo(nc_int32 mark) { cnt_ = mark; }
 
-  // The ids of a leaf below, as a callback takes them. 0, or the result of nc_dm_get_ids.
+  // The ids of a leaf there, as a callback takes them. 0, or the result of nc_dm_get_ids.
   int Get(nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids) const {
     const bool has_own_id = leaf->node_type == NC_DM_NODE_TYPE_MULT_LEAF;
     if (cnt_ + (has_own_id ? 1 : 0) > kMaxExact) return nc_dm_get_ids(ids, leaf);
-    memcpy(ids->id, id_, static_cast<size_t>(cnt_) * sizeof(id_[0]));
+    std::copy_n(id_, cnt_, ids->id);
     ids->cnt = cnt_;
     if (has_own_id) ids->id[ids->cnt++] = leaf->instid;
     return 0;
@@ -105,63 +126,22 @@ class WalkIds {
   static constexpr nc_int32 kMaxExact = NC_DM_MAX_DEPTH - 1;
 
   bool IsExact() const { return cnt_ <= kMaxExact; }
-  void Count(nc_int64 instid) {
-    if (instid != 0 && IsExact()) ++cnt_;
+  bool Count(nc_int64 instid) {
+    if (instid == 0 || !IsExact()) return false;
+    ++cnt_;
+    return true;
   }
 
   nc_int32 cnt_ = 0;  // above kMaxExact: too many, and `id_` means nothing
-  nc_int64 id_[NC_DM_MAX_DEPTH] = {};
+  nc_int64 id_[NC_DM_MAX_DEPTH];
 };
 
 // ---- Walking ----
 
-// Reads what is below a node, depth first.
-class SubtreeReader {
- public:
-  SubtreeReader(nc_dm_list_t* list, nc_dm_path_nodes_t* path) : list_(list), path_(path) {}
-
-  void ReadChildren(const nc_dm_agent_node_t& node, const WalkIds& ids) {
-    for (auto& child : nc::Records<nc_dm_agent_node_t>(&node.sub_lst)) {
-      switch (child.node_type) {
-        case NC_DM_NODE_TYPE_MULT_MODE:
-          NC_DM_LOG_INFO("Get multi-mode node '%s' values, ignore.\n", child.node_name);
-          break;
-        case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
-          NC_DM_LOG_INFO("Get multi-leaf mode node '%s' values, ignore.\n", child.node_name);
-          break;
-        default:
-          NC_DM_LOG_INFO("Get node '%s' values, instid %lld.\n", child.node_name,
-                         nc::LongLong(child.instid));
-          ReadChild(&child, ids);
-      }
-    }
-  }
-
- private:
-  void ReadChild(nc_dm_agent_node_t* child, const WalkIds& ids) {
-    if (path_->total_node >= NC_DM_MAX_DEPTH) {
-      NC_DM_LOG_ERROR("The depth of path is too deep!\n");
-      return;
-    }
-    const PushedComponent component(path_, *child);
-    if (child->node_type == NC_DM_NODE_TYPE_LEAF || child->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
-      nc_dm_id_array_t leaf_ids = {};
-      if (ids.Get(child, &leaf_ids) == 0) {
-        nc_dm_agent_get_node_val(list_, child, &leaf_ids, path_);
-      }
-    } else {
-      ReadChildren(*child, WalkIds(ids, *child));
-    }
-  }
-
-  nc_dm_list_t* list_;
-  nc_dm_path_nodes_t* path_;
-};
-
-int ReadLeaf(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_t* leaf) {
+int ReadLeafOf(nc_dm_list_t* list, const nc_dm_path_nodes_t& path, nc_dm_agent_node_t* leaf) {
   nc_dm_id_array_t ids = {};
   const int result = nc_dm_get_ids(&ids, leaf);
-  return result != 0 ? result : nc_dm_agent_get_node_val(list, leaf, &ids, path);
+  return result != 0 ? result : ReadLeaf(list, leaf, &ids, RecordPath(path));
 }
 
 int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_t* mode) {
@@ -175,12 +155,140 @@ int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_
   return nc_dm_agent_get_mul_child_vals(list, mode->parent, mode->node_name, &ids, path);
 }
 
-// Reads a matched node's subtree; the components behind `bg` are not part of its path.
-void ReadMatch(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_t* node, int bg) {
-  const nc_int32 total_node = std::exchange(path->total_node, bg + 1);
-  nc_dm_agent_get_nodes_vals(list, path, node);
-  path->total_node = total_node;
+// Where a walk is: the path's text, which has `depth` components, and the ids along it.
+struct Place {
+  nc::PathText text;
+  WalkIds ids;
+  int depth = 0;
+};
+
+// Goes down to an object's children for a scope.
+class Descent {
+ public:
+  Descent(Place* place, std::string_view name, nc_int64 id, nc_int64 instid)
+      : place_(place), text_(&place->text), ids_mark_(place->ids.Mark()) {
+    place->text.Push(name, id);
+    place->ids.Push(instid);
+    ++place->depth;
+  }
+  ~Descent() {
+    --place_->depth;
+    place_->ids.CutTo(ids_mark_);
+  }
+  Descent(const Descent&) = delete;
+  Descent& operator=(const Descent&) = delete;
+
+ private:
+  Place* place_;
+  nc::PathTextScope text_;
+  nc_int32 ids_mark_;
+};
+
+void ReadLeafAt(nc_dm_list_t* list, Place* place, nc_dm_agent_node_t* leaf, std::string_view name,
+                nc_int64 id) {
+  const nc::PathTextScope scope(&place->text);
+  place->text.PutLast(name, id);
+  nc_dm_id_array_t ids = {};
+  if (place->ids.Get(leaf, &ids) == 0) ReadLeaf(list, leaf, &ids, WrittenPath(place->text));
 }
+
+void ReadChildren(nc_dm_list_t* list, Place* place, const nc_dm_agent_node_t& node);
+
+void ReadChild(nc_dm_list_t* list, Place* place, nc_dm_agent_node_t* child) {
+  if (place->depth >= NC_DM_MAX_DEPTH) {
+    NC_DM_LOG_ERROR("The depth of path is too deep!\n");
+    return;
+  }
+  const std::string_view name = nc::ComponentName(child->node_name);
+  if (child->node_type == NC_DM_NODE_TYPE_LEAF) {
+    ReadLeafAt(list, place, child, name, 0);
+  } else if (child->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
+    ReadLeafAt(list, place, child, name, child->instid);
+  } else {
+    const bool is_entry = child->node_type == NC_DM_NODE_TYPE_MULT_OBJECT;
+    const Descent descent(place, name, is_entry ? child->instid : 0, child->instid);
+    ReadChildren(list, place, *child);
+  }
+}
+
+// Reads what is below a node, depth first.
+void ReadChildren(nc_dm_list_t* list, Place* place, const nc_dm_agent_node_t& node) {
+  for (auto& child : nc::Records<nc_dm_agent_node_t>(&node.sub_lst)) {
+    switch (child.node_type) {
+      case NC_DM_NODE_TYPE_MULT_MODE:
+        NC_DM_LOG_INFO("Get multi-mode node '%s' values, ignore.\n", child.node_name);
+        break;
+      case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
+        NC_DM_LOG_INFO("Get multi-leaf mode node '%s' values, ignore.\n", child.node_name);
+        break;
+      default:
+        NC_DM_LOG_INFO("Get node '%s' values, instid %lld.\n", child.node_name,
+                       nc::LongLong(child.instid));
+        nc::PrefetchNextEntry(child);
+        ReadChild(list, place, &child);
+    }
+  }
+}
+
+// Reads all nodes that a path leads to, whatever their ids.
+class MatchReader {
+ public:
+  MatchReader(nc_dm_list_t* list, nc_dm_path_nodes_t* path, int first, int last)
+      : list_(list), path_(path), last_(last), place_{{*path, first}, {}, first} {}
+
+  // Looks at the siblings that the component at the walk's depth names.
+  void Visit(const list_head* siblings) {
+    const int at = place_.depth;
+    const std::string_view name = nc::ComponentName(path_->nodes[at]);
+    const nc_int64 instance = path_->instances[at];
+    const nc_dm_agent_node_t* parent = nullptr;
+    place_.ids = {};
+    for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+      NC_DM_LOG_INFO("Match node '%s', instid %lld, continue match descendants to get values.\n",
+                     node.node_name, nc::LongLong(node.instid));
+      nc::PrefetchNextEntry(node);
+      const nc_int64 id = node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT ? node.instid : 0;
+      path_->instances[at] = id;
+      if (at < last_) {
+        VisitChildren(node, name, id);
+      } else {
+        if (node.parent != parent) place_.ids = WalkIds(node.parent);
+        parent = node.parent;
+        ReadMatch(&node, name, id);
+      }
+    }
+    path_->instances[at] = instance;
+  }
+
+ private:
+  void VisitChildren(const nc_dm_agent_node_t& node, std::string_view name, nc_int64 id) {
+    if (place_.depth + 1 >= NC_DM_MAX_DEPTH) {
+      NC_DM_LOG_ERROR("Input parameter is invalid!\n");
+      return;
+    }
+    const Descent descent(&place_, name, id, 0);
+    Visit(&node.sub_lst);
+  }
+
+  // The components behind are not part of the node's path.
+  void ReadMatch(nc_dm_agent_node_t* node, std::string_view name, nc_int64 id) {
+    if (node->node_type == NC_DM_NODE_TYPE_LEAF || node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
+      ReadLeafAt(list_, &place_, node, name, id);
+    } else if (node->node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE) {
+      const nc_int32 total_node = std::exchange(path_->total_node, place_.depth + 1);
+      ReadLeafList(list_, path_, node);
+      path_->total_node = total_node;
+    } else {
+      const Descent descent(&place_, name, id, node->instid);
+      ReadChildren(list_, &place_, *node);
+    }
+  }
+
+  nc_dm_list_t* list_;
+  nc_dm_path_nodes_t* path_;
+  int last_;
+  Place place_;
+};
 
 }  // namespace
 
@@ -192,34 +300,7 @@ int nc_dm_agent_get_node_val(nc_dm_list_t* list, nc_dm_agent_node_t* curr_node,
     NC_DM_LOG_ERROR("Input parameter is invalid.\n");
     return -3;
   }
-  if (nc::IsForeignToRequest(*curr_node)) {
-    NC_DM_LOG_INFO("The node '%s' isn't created by netconf client, ignore.\n",
-                   curr_node->node_name);
-    return 0;
-  }
-  NC_DM_LOG_INFO("Get node '%s' value.\n", curr_node->node_name);
-  if (curr_node->get == nullptr) {
-    NC_DM_LOG_ERROR("Node '%s' has no get-value method!\n", curr_node->node_name);
-    return -1;
-  }
-  nc::LeafValue value;
-  const int result =
-      nc::Timed(&g_nc_dm_mng_info.get_time, [&] { return value.Get(*curr_node, id_array); });
-  if (result != 0) return result;
-  if (value.IsTooLong()) {
-    NC_DM_LOG_ERROR("The length of dm val is too long.\n");
-    return -1;
-  }
-  const std::string_view text = value.Text(curr_node->val_type);
-  TextPtr copy;
-  if (text.data() != nullptr) {
-    copy = CopyText(text);
-    if (copy == nullptr) return -1;
-  }
-  nc::MallocPtr<nc_dm_val_node_t> entry = NewEntry();
-  if (entry == nullptr) return -1;
-  entry->val_entry.src = curr_node->src;
-  return Append(list, std::move(entry), std::move(copy), path_nodes);
+  return ReadLeaf(list, curr_node, id_array, RecordPath(*path_nodes));
 }
 
 char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* id_array) {
@@ -245,14 +326,10 @@ int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nod
     NC_DM_LOG_ERROR("Input parameter is invalid!\n");
     return -1;
   }
-  nc::MallocPtr<nc_dm_val_node_t> entry = NewEntry();
-  if (entry == nullptr) return -1;
-  TextPtr copy = CopyText(value);
-  if (copy == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for value of val_node!\n");
-    return -1;
-  }
-  return Append(list, std::move(entry), std::move(copy), path_nodes);
+  if (path_nodes == nullptr) return nc::Refuse("Input parameter is invalid!\n");
+  RecordPath path(*path_nodes);
+  const int joined = path.Join();
+  return joined != 0 ? joined : Append(list, path.View(), value, NC_DM_NODE_SRC_NONE);
 }
 
 int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array, char* val) {
@@ -313,12 +390,15 @@ int nc_dm_agent_get_nodes_vals(nc_dm_list_t* list, nc_dm_path_nodes_t* path_node
   switch (curr_node->node_type) {
     case NC_DM_NODE_TYPE_LEAF:
     case NC_DM_NODE_TYPE_MULT_LEAF:
-      return ReadLeaf(list, path_nodes, curr_node);
+      return ReadLeafOf(list, *path_nodes, curr_node);
     case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
       return ReadLeafList(list, path_nodes, curr_node);
-    default:
-      SubtreeReader(list, path_nodes).ReadChildren(*curr_node, WalkIds(*curr_node));
+    default: {
+      const int depth = std::min(path_nodes->total_node, NC_DM_MAX_DEPTH);
+      Place place{{*path_nodes, depth}, WalkIds(curr_node), depth};
+      ReadChildren(list, &place, *curr_node);
       return 0;
+    }
   }
 }
 
@@ -330,17 +410,6 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* list, list_h
     NC_DM_LOG_ERROR("Input parameter is invalid!\n");
     return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
   }
-  const nc_int64 instance = path_nodes->instances[bg];
-  for (auto& node : nc::SameNamed(dm_root, path_nodes->nodes[bg])) {
-    NC_DM_LOG_INFO("Match node '%s', instid %lld, continue match descendants to get values.\n",
-                   node.node_name, nc::LongLong(node.instid));
-    path_nodes->instances[bg] = node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT ? node.instid : 0;
-    if (bg >= mt) {
-      ReadMatch(list, path_nodes, &node, bg);
-    } else {
-      nc_dm_agent_match_get_vals(list, &node.sub_lst, path_nodes, bg + 1, mt);
-    }
-  }
-  path_nodes->instances[bg] = instance;
+  MatchReader(list, path_nodes, bg, mt).Visit(dm_root);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }

@@ -1,7 +1,6 @@
 // Dotted paths: taken apart, checked, and joined again.
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <span>
@@ -11,6 +10,8 @@
 #include "netconf_dm_util/decimal.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/path_text.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -47,44 +48,12 @@ int AddComponent(nc_dm_path_nodes_t* path_nodes, std::string_view component, boo
   return 0;
 }
 
-std::string_view NameOf(const char (&name)[NC_DM_MAX_NAME_LEN + 1]) {
-  return {name, strnlen(name, sizeof(name))};
-}
-
 constexpr bool IsNameStart(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || nc::IsDigit(c) || c == '_' ||
          c == '{' || c == '}';
 }
 
 constexpr bool IsNameRest(char c) { return IsNameStart(c) || c == '-'; }
-
-// Appends to a cleared buffer, whose last byte stays NUL, and remembers whether everything fitted.
-class Joiner {
- public:
-  explicit Joiner(std::span<char> buffer) : room_(buffer.first(buffer.size() - 1)) {}
-
-  void Put(std::string_view text) {
-    if (text.size() > room_.size()) {
-      fits_ = false;
-      room_ = {};
-      return;
-    }
-    std::copy(text.begin(), text.end(), room_.begin());
-    room_ = room_.subspan(text.size());
-  }
-
-  void PutId(nc_int64 id) {
-    char digits[20];  // "-9223372036854775808"
-    const auto result = std::to_chars(std::begin(digits), std::end(digits), id);
-    Put({digits, static_cast<size_t>(result.ptr - digits)});
-  }
-
-  bool fits() const { return fits_; }
-
- private:
-  std::span<char> room_;
-  bool fits_ = true;
-};
 
 }  // namespace
 
@@ -130,32 +99,30 @@ bool nc_dm_check_param_name(const nc_dm_path_nodes_t* path_nodes) {
                      nc_dm_check_c_naming);
 }
 
+int nc::JoinPath(const nc_dm_path_nodes_t& path, bool is_leaf, PathText* text) {
+  if (path.total_node > NC_DM_MAX_DEPTH) return Refuse("Input parameter is invalid!\n");
+  const nc_int32 last = path.total_node - 1;
+  for (nc_int32 i = 0; i <= last; ++i) {
+    const std::string_view name = ComponentName(path.nodes[i]);
+    if (is_leaf && i == last) {
+      text->PutLast(name, path.instances[i]);
+    } else {
+      text->Push(name, path.instances[i]);
+    }
+  }
+  return text->Fits() ? 0 : Refuse("The length of path is too long!\n");
+}
+
 int nc_dm_agent_comb_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes, bool is_leaf) {
-  if (path_name == nullptr || path_nodes == nullptr || path_nodes->total_node > NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
+  if (path_name == nullptr || path_nodes == nullptr) {
+    return nc::Refuse("Input parameter is invalid!\n");
   }
   *path_name = nullptr;
-  constexpr size_t kSize = NC_DM_MAX_PATH_LEN + 1;
-  nc::MallocPtr<char> joined = nc::NewText(kSize);
-  if (joined == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for path_name!\n");
-    return -1;
-  }
-  Joiner joiner(std::span(joined.get(), kSize));
-  for (nc_int32 i = 0; i < path_nodes->total_node; ++i) {
-    const bool is_open = is_leaf && i == path_nodes->total_node - 1;  // no dot at the end
-    const nc_int64 id = path_nodes->instances[i];
-    joiner.Put(NameOf(path_nodes->nodes[i]));
-    if (!is_open || id != 0) joiner.Put(".");
-    if (id == 0) continue;
-    joiner.PutId(id);
-    if (!is_open) joiner.Put(".");
-  }
-  if (!joiner.fits()) {
-    NC_DM_LOG_ERROR("The length of path is too long!\n");
-    return -1;
-  }
+  nc::MallocPtr<char> joined = nc::NewText(NC_DM_MAX_PATH_LEN + 1);
+  if (joined == nullptr) return nc::Refuse("Failed to malloc for path_name!\n");
+  nc::PathText text;
+  if (nc::JoinPath(*path_nodes, is_leaf, &text) != 0) return -1;
+  text.View().copy(joined.get(), NC_DM_MAX_PATH_LEN);
   *path_name = joined.release();
   return 0;
 }
@@ -163,22 +130,19 @@ int nc_dm_agent_comb_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
 int nc_dm_agent_comb_reg_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes, int node_cnt,
                                    bool is_leaf) {
   if (path_name == nullptr || path_nodes == nullptr || node_cnt > NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
+    return nc::Refuse("Input parameter is invalid!\n");
   }
   *path_name = nullptr;
   const std::span names(path_nodes->nodes, static_cast<size_t>(std::max(node_cnt, 0)));
   size_t size = 1;
-  for (const auto& name : names) size += NameOf(name).size() + 1;
+  for (const auto& name : names) size += nc::ComponentName(name).size() + 1;
   nc::MallocPtr<char> joined = nc::NewText(size);
-  if (joined == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for (*path_name)!\n");
-    return -1;
-  }
-  Joiner joiner(std::span(joined.get(), size));
-  for (const auto& name : names) {
-    joiner.Put(NameOf(name));
-    if (!is_leaf || &name != &names.back()) joiner.Put(".");
+  if (joined == nullptr) return nc::Refuse("Failed to malloc for (*path_name)!\n");
+  char* end = joined.get();
+  for (const auto& component : names) {
+    const std::string_view name = nc::ComponentName(component);
+    end += name.copy(end, name.size());
+    if (!is_leaf || &component != &names.back()) *end++ = '.';
   }
   *path_name = joined.release();
   return 0;
