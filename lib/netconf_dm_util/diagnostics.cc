@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <iterator>
@@ -38,7 +39,7 @@ constexpr size_t kMaxSwitchPath = 128;
 void nc_dm_agent_dbg_msg(int flag, const char* fmt, ...) {
   const Level* level = std::find_if(std::begin(kLevels), std::end(kLevels),
                                     [flag](const Level& known) { return known.flag == flag; });
-  if (level == std::end(kLevels) || (g_nc_dm_agent_dbg & flag) == 0 || fmt == nullptr) return;
+  if (level == std::end(kLevels) || !nc::HasDebugBit(flag) || fmt == nullptr) return;
 
   char text[kTextSize] = "";
   va_list arguments;
@@ -49,10 +50,11 @@ void nc_dm_agent_dbg_msg(int flag, const char* fmt, ...) {
 }
 
 void nc_dm_agent_dbg_set(int dbg_type, bool is_open) {
+  const std::atomic_ref mask(g_nc_dm_agent_dbg);
   if (is_open) {
-    g_nc_dm_agent_dbg |= dbg_type;
+    mask.fetch_or(dbg_type);
   } else {
-    g_nc_dm_agent_dbg &= ~dbg_type;
+    mask.fetch_and(~dbg_type);
   }
 }
 

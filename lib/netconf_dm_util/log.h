@@ -3,12 +3,14 @@
 #ifndef NETCONF_DM_UTIL_LOG_H_
 #define NETCONF_DM_UTIL_LOG_H_
 
+#include <atomic>
+
 #include "netconf_dm_util.h"
 #include "printk_syslog.h"
 
 #define NC_DM_LOG_AT(level, ...)                                    \
   do {                                                              \
-    if (__builtin_expect((g_nc_dm_agent_dbg & (level)) != 0, 0)) {  \
+    if (__builtin_expect(nc::HasDebugBit(level), 0)) {              \
       nc_dm_agent_dbg_msg((level), __VA_ARGS__);                    \
     }                                                               \
   } while (false)
@@ -18,6 +20,11 @@
 #define NC_DM_LOG_PACKET(...) NC_DM_LOG_AT(NC_DM_DBG_PACKET, __VA_ARGS__)
 
 namespace nc {
+
+// From any thread; the server may switch the bits at any time.
+inline bool HasDebugBit(int bit) {
+  return (std::atomic_ref(g_nc_dm_agent_dbg).load(std::memory_order_relaxed) & bit) != 0;
+}
 
 // For output that must appear whatever the mask: the dump of the tree and the timing lines.
 inline constexpr int kSyslogLevel = 7;

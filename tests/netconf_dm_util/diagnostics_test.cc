@@ -8,6 +8,7 @@
 #include <fstream>
 #include <limits>
 #include <string>
+#include <thread>
 
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/log_lines.h"
@@ -85,6 +86,22 @@ TEST_F(DiagnosticsTest, BitsAreSetAndCleared) {
   EXPECT_EQ(g_nc_dm_agent_dbg, 19);
   nc_dm_agent_dbg_set(NC_DM_DBG_TIMING | NC_DM_DBG_PACKET, false);
   EXPECT_EQ(g_nc_dm_agent_dbg, 3);
+}
+
+// Bits that one thread switches are not lost to what another switches at the same time.
+TEST_F(DiagnosticsTest, BitsAreSwitchedFromSeveralThreads) {
+  constexpr int kTimes = 20000;
+  const auto switch_often = [](int bit) {
+    for (int i = 0; i < kTimes; ++i) {
+      nc_dm_agent_dbg_set(bit, true);
+      nc_dm_agent_dbg_set(bit, false);
+      nc_dm_agent_dbg_set(bit, true);
+    }
+  };
+  std::thread other([&] { switch_often(64); });
+  switch_often(32);
+  other.join();
+  EXPECT_EQ(g_nc_dm_agent_dbg & (32 | 64), 32 | 64);
 }
 
 class SwitchFileTest : public DiagnosticsTest {

@@ -59,6 +59,9 @@ class ThreadsTest : public ModelDevice, public testing::Test {
     EXPECT_TRUE(device().Call(ReadValues({{.name = part}})).ok());
     EXPECT_TRUE(device().Call(FindIds({{.name = part + ".list.key", .value = "7"}})).ok());
     EXPECT_TRUE(device().Call(Confirmed(Commit())).ok());
+    // All threads look at the bits. This one prints nothing.
+    constexpr int kUnusedBit = 4;
+    EXPECT_TRUE(device().Call(Confirmed(SwitchDebug(kUnusedBit, random_.Chance(50)))).ok());
   }
 
   void Step() {
