@@ -207,6 +207,13 @@ TEST_F(IdArrayTest, ContainingIsBeingAnAncestor) {
   EXPECT_EQ(nc_dm_id_arrays_contain_certainly(nullptr, nullptr), 0);
 }
 
+TEST_F(IdArrayTest, WhatStandsBehindTheCountIsNotContained) {
+  nc_dm_id_array_t long_array = Array({3, 7});
+  long_array.cnt = 1;
+  nc_dm_id_array_t short_array = Array({3, 7});
+  EXPECT_EQ(nc_dm_id_arrays_contain_certainly(&long_array, &short_array), -1);
+}
+
 TEST_F(IdArrayTest, ACopyIsOfTheIdsAlone) {
   nc_dm_id_array_t from = Array({3, 7});
   from.src = NC_DM_NODE_SRC_SDN;

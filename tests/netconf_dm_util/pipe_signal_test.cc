@@ -1,0 +1,93 @@
+// SIGPIPE around a write to what is no socket: only the signal that the write itself brought is
+// taken off.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "netconf_dm_util.h"
+
+namespace {
+
+// While it lives, every write is followed by a SIGPIPE that somebody else raises in its midst.
+class SignalInEachWrite {
+ public:
+  SignalInEachWrite() { armed_ = true; }
+  SignalInEachWrite(const SignalInEachWrite&) = delete;
+  SignalInEachWrite& operator=(const SignalInEachWrite&) = delete;
+  ~SignalInEachWrite() { armed_ = false; }
+
+  static bool IsArmed() { return armed_; }
+
+ private:
+  static inline bool armed_ = false;
+};
+
+volatile sig_atomic_t g_signals = 0;
+
+class PipeSignalTest : public testing::Test {
+ protected:
+  PipeSignalTest() {
+    g_signals = 0;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { g_signals = g_signals + 1; };
+    sigaction(SIGPIPE, &action, &before_);
+  }
+  ~PipeSignalTest() override { sigaction(SIGPIPE, &before_, nullptr); }
+
+ private:
+  struct sigaction before_ = {};
+};
+
+}  // namespace
+
+extern "C" {
+
+// Stands in for that of libc, in the library as well.
+__attribute__((visibility("default"))) ssize_t SignallingWrite(int fd, const void* data,
+                                                               size_t size) __asm__("write");
+
+ssize_t SignallingWrite(int fd, const void* data, size_t size) {
+  const auto written = static_cast<ssize_t>(syscall(SYS_write, fd, data, size));
+  if (SignalInEachWrite::IsArmed()) {
+    raise(SIGPIPE);
+    // A call that succeeds leaves there what it likes.
+    if (written >= 0) errno = EPIPE;
+  }
+  return written;
+}
+
+}  // extern "C"
+
+namespace {
+
+TEST_F(PipeSignalTest, AnothersSignalDuringASuccessfulWriteIsDelivered) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  char data[] = "abc";
+  {
+    const SignalInEachWrite signals;
+    EXPECT_EQ(nc_dm_write(ends[1], data, 3), 3);
+  }
+  EXPECT_EQ(g_signals, 1);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(PipeSignalTest, AnothersSignalDuringAFailureThatBringsNoneIsDelivered) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  char data[] = "abc";
+  {
+    const SignalInEachWrite signals;
+    EXPECT_EQ(nc_dm_write(ends[0], data, 3), -1);
+    EXPECT_EQ(errno, EBADF);
+  }
+  EXPECT_EQ(g_signals, 1);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+}  // namespace
