@@ -10,7 +10,7 @@
 
 namespace ncdm_test {
 
-enum class Step { kNone, kCreatePadb, kCreateNode, kCopyStr, kGetIds, kSerialize };
+enum class Step { kNone, kCreatePadb, kCreateNode, kCopyStr, kGetIds, kSerialize, kMatchValues };
 
 // Makes one call of a function fail: the one behind the next `successes`.
 class FailingCall {
@@ -70,6 +70,15 @@ int nc_dm_get_ids(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* curr_node) {
 int nc_dm_serialize_val(char** dm_val, char* src_val, nc_dm_val_type_t val_type) {
   if (ncdm_test::FailingCall::ShallFail(ncdm_test::Step::kSerialize)) return -1;
   return NCDM_TEST_REAL(nc_dm_serialize_val)(dm_val, src_val, val_type);
+}
+
+nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* list, list_head* dm_root,
+                                                      nc_dm_path_nodes_t* path_nodes, int bg,
+                                                      int mt) {
+  if (ncdm_test::FailingCall::ShallFail(ncdm_test::Step::kMatchValues)) {
+    return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
+  }
+  return NCDM_TEST_REAL(nc_dm_agent_match_get_vals)(list, dm_root, path_nodes, bg, mt);
 }
 
 }  // extern "C"

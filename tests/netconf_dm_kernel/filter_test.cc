@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "netconf_dm_kernel/failing_calls.h"
 #include "netconf_dm_kernel/query_fixture.h"
 
 namespace ncdm_test {
@@ -189,6 +190,16 @@ TEST_F(FilterTest, CollectsEveryEntryOfAListWithoutIds) {
   EXPECT_THAT(Read({{"a.b.n.e"}}),
               ElementsAre("a.b.n.e=-", "a.b.3.n.e=3", "a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8",
                           "a.b.5.n.e=5", "a.b.5.n.7.e=5,7"));
+}
+
+TEST_F(FilterTest, LogsAWalkOverAllInstancesThatFails) {
+  MakeLists();
+  EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.c=-", "a.b.3.c=3", "a.b.5.c=5"));
+  EXPECT_THAT(ErrorLines(), IsEmpty());
+  const FailingCall failing(Step::kMatchValues);
+  EXPECT_THAT(Read({{"a.b.c"}, {"a.x"}}), ElementsAre("a.x=-"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("E Failed to get node 'a' descendant values by id array!\n"));
 }
 
 TEST_F(FilterTest, CollectsNothingWithIdsLeftOver) {

@@ -259,6 +259,26 @@ int PlainGet(nc_dm_id_array_t* ids, char* value) {
   return 0;
 }
 
+int SameGet(nc_dm_id_array_t* /*ids*/, char* value) {
+  value[0] = 'v';
+  return 0;
+}
+
+TEST_F(InstanceLookupTest, ASchemaNodeBehindItsEntriesHasNoId) {
+  app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
+  AddInstance("a.b.4");
+  nc_dm_agent_unreg_nodes(NodeAt("a.b"));
+  nc_dm_path_nodes_t path = PathOf("a.b.{i}.d");
+  path.match_cnt = 1;
+  nc_dm_agent_node_t leaf = {};
+  leaf.node_type = NC_DM_NODE_TYPE_LEAF;
+  leaf.val_type = NC_DM_VAL_TYPE_STRING;
+  leaf.get = SameGet;
+  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, NodeAt("a"), &leaf), 0);
+  NodeAt("a.b.4.d")->get = SameGet;
+  EXPECT_THAT(Find("a.b.d", "v"), ElementsAre(Ids{4}, Ids{}));
+}
+
 TEST_F(InstanceLookupTest, LosesOneEntryWhenMemoryIsShort) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char path[] = "a.b.{i}.n";

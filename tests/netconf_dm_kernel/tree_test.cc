@@ -1,9 +1,25 @@
+#include <dlfcn.h>
+#include <errno.h>
 #include <pthread.h>
 
 #include <string>
 #include <thread>
 
 #include "netconf_dm_kernel/tree_fixture.h"
+
+namespace {
+
+bool g_fails_attributes = false;
+
+}  // namespace
+
+// What no system refuses by itself. It stands before the C library's.
+extern "C" __attribute__((visibility("default"))) int pthread_mutexattr_settype(
+    pthread_mutexattr_t* attributes, int kind) noexcept {
+  using SetType = int (*)(pthread_mutexattr_t*, int);
+  static const auto real = reinterpret_cast<SetType>(dlsym(RTLD_NEXT, "pthread_mutexattr_settype"));
+  return g_fails_attributes ? EINVAL : real(attributes, kind);
+}
 
 namespace ncdm_test {
 namespace {
@@ -36,6 +52,20 @@ TEST_F(TreeTest, StartTellsTheConnection) {
   g_nc_dm_mng_info.agent_tree_init = false;
   EXPECT_EQ(nc_dm_agent_init_tree(), 0);
   EXPECT_TRUE(g_nc_dm_mng_info.agent_tree_init);
+}
+
+TEST_F(TreeTest, NoStartWithoutItsMutex) {
+  g_nc_dm_mng_info.agent_tree_init = false;
+  Register("a.b");
+  for (Node* root : Roots()) nc_dm_agent_unreg_nodes(root);
+  g_nc_agent_dm.total_node = 7;
+  g_fails_attributes = true;
+  EXPECT_EQ(nc_dm_agent_init_tree(), -1);
+  g_fails_attributes = false;
+  EXPECT_FALSE(g_nc_dm_mng_info.agent_tree_init);
+  EXPECT_THAT(Roots(), IsEmpty());
+  EXPECT_EQ(CountersNow(), Counters{});
+  EXPECT_EQ(nc_dm_agent_init_tree(), 0);
 }
 
 TEST_F(TreeTest, MutexIsRecursive) {
