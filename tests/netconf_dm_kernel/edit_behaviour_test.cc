@@ -1,6 +1,10 @@
 // The edit engine as its callers and the application see it, where several of its steps meet: whose
 // word counts, what is asked in which order, what stands in the tree meanwhile.
 
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "edit_fixture.h"
 
 namespace ncdm_test {

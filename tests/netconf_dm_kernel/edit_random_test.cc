@@ -1,7 +1,12 @@
 // Requests made at random, on a tree that they change, for an application that answers at random:
 // every one must come out as in the plain implementation, call by call.
 
+#include <string.h>
+
+#include <algorithm>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "edit_fixture.h"
 #include "reference_edit.h"
@@ -12,7 +17,6 @@ namespace {
 const std::vector<ModelLeaf>& Schema() {
   static const std::vector<ModelLeaf> schema = {
       {.path = "a.x", .callbacks = Callback::kSet | Callback::kDelete},
-      {.path = "a.y", .callbacks = 0u | Callback::kSet},
       {.path = "a.c.p", .callbacks = Callback::kSet | Callback::kDelete},
       {.path = "a.c.q"},
       {.path = "a.c.u",
@@ -21,7 +25,7 @@ const std::vector<ModelLeaf>& Schema() {
       {.path = "a.c.j.{i}.jk",
        .flag = NC_DM_FLAG_KEY,
        .index = 1,
-       .callbacks = 0u | Callback::kExeCmd},
+       .callbacks = Callback::kExeCmd | Callback::kGetAttr},
       {.path = "a.c.v.{i}.vn", .callbacks = 0u | Callback::kSet},
       {.path = "a.g.g1", .index = 3, .callbacks = Callback::kExeCmd | Callback::kDelete},
       {.path = "a.g.g2", .type = NC_DM_VAL_TYPE_INT, .index = 4},
@@ -29,7 +33,11 @@ const std::vector<ModelLeaf>& Schema() {
       {.path = "a.l.{i}.k",
        .flag = NC_DM_FLAG_KEY,
        .index = 1,
-       .callbacks = Callback::kExeCmd | Callback::kDelete},
+       .callbacks = Callback::kExeCmd | Callback::kCreate | Callback::kDelete | Callback::kGet},
+      {.path = "a.l.{i}.k3",
+       .flag = NC_DM_FLAG_KEY_SETTABLE,
+       .index = 5,
+       .callbacks = Callback::kSet | Callback::kCreate | Callback::kDelete | Callback::kGet},
       {.path = "a.l.{i}.m",
        .type = NC_DM_VAL_TYPE_INT,
        .index = 2,
@@ -45,10 +53,17 @@ const std::vector<ModelLeaf>& Schema() {
       {.path = "a.l.{i}.o.u2",
        .flag = NC_DM_FLAG_LEAF_LIST,
        .callbacks = Callback::kCreate | Callback::kDelete},
-      {.path = "a.l.{i}.s.{i}.w", .callbacks = Callback::kSet | Callback::kDelete},
+      {.path = "a.l.{i}.s.{i}.w",
+       .flag = NC_DM_FLAG_KEY,
+       .callbacks = Callback::kSet | Callback::kCreate | Callback::kDelete | Callback::kGet},
       {.path = "a.l.{i}.s.{i}.e", .type = NC_DM_VAL_TYPE_INT, .callbacks = 0u | Callback::kSet},
+      {.path = "a.y.{i}.y1", .flag = NC_DM_FLAG_KEY, .index = 1},
+      {.path = "a.y.{i}.y2", .type = NC_DM_VAL_TYPE_INT, .flag = NC_DM_FLAG_KEY, .index = 2},
+      {.path = "a.y.{i}.y3",
+       .flag = NC_DM_FLAG_KEY,
+       .index = 3,
+       .callbacks = Callback::kCreate | Callback::kDelete | Callback::kGetAttr},
       {.path = "b.z", .callbacks = Callback::kSet | Callback::kDelete},
-      {.path = "b.f", .callbacks = Callback::kSet | Callback::kDelete},
       {.path = "h", .callbacks = Callback::kSet | Callback::kDelete},
   };
   return schema;
@@ -87,17 +102,28 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
   EditRandomTest() {
     for (const ModelLeaf& leaf : Schema()) {
       app_.Register(leaf);
-      for (const Callback callback :
-           {Callback::kSet, Callback::kCreate, Callback::kDelete, Callback::kExeCmd}) {
+      for (const Callback callback : {Callback::kSet, Callback::kGet, Callback::kCreate,
+                                      Callback::kDelete, Callback::kGetAttr, Callback::kExeCmd}) {
         const std::string name = leaf.path.substr(leaf.path.rfind('.') + 1);
-        app_.On(callback, name, [this, callback, name](const ModelCall& call) {
-          bool exists = false;
-          const nc_int64 result = script_(callback, name, call.ids, &exists);
-          call.output->inst_exist = exists ? 1 : 0;
-          return result;
-        });
+        app_.On(callback, name,
+                [this, type = leaf.type](const ModelCall& call) { return Answer(call, type); });
       }
     }
+  }
+
+  nc_int64 Answer(const ModelCall& call, nc_dm_val_type_t type) const {
+    bool exists = false;
+    const nc_int64 result = script_(call.callback, call.leaf, call.ids, &exists);
+    call.output->inst_exist = exists ? 1 : 0;
+    if (call.callback == Callback::kGetAttr) call.output->instid = result;
+    if (call.callback != Callback::kGet || result < 0) return result;
+    if (type == NC_DM_VAL_TYPE_INT) {
+      const auto number = static_cast<int32_t>(result);
+      memcpy(call.buffer, &number, sizeof number);
+    } else {
+      Put(std::to_string(result), call.buffer);
+    }
+    return 0;
   }
 
   // Half of the runs have hash tables, which must make no difference.
@@ -119,8 +145,8 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
 
   void AddAny() {
     static const std::vector<std::vector<std::string>> lists = {
-        {"a", "l"},      {"a", "l", "s"}, {"a", "l", "t"},       {"a", "c", "j"},
-        {"a", "c", "v"}, {"a", "c", "u"}, {"a", "l", "o", "u2"}, {"a", "l", "t0"}};
+        {"a", "l"},      {"a", "l", "s"},       {"a", "l", "t"},  {"a", "c", "j"}, {"a", "c", "v"},
+        {"a", "c", "u"}, {"a", "l", "o", "u2"}, {"a", "l", "t0"}, {"a", "y"}};
     const auto& names = lists[static_cast<size_t>(Up(static_cast<int>(lists.size())))];
     Ids ids;
     std::string path;
@@ -171,14 +197,15 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
   }
 
   int Lists(const std::string& path) const {
-    return path.find(".s.") != std::string::npos || path.ends_with(".s")                    ? 2
-           : path.find(".l.") != std::string::npos || path.ends_with(".l")                  ? 1
-           : path.find(".j.") != std::string::npos || path.find(".v.") != std::string::npos ? 1
-                                                                                            : 0;
+    return path.find(".s.") != std::string::npos || path.ends_with(".s")   ? 2
+           : path.find(".l.") != std::string::npos || path.ends_with(".l") ? 1
+           : path.find(".j.") != std::string::npos || path.find(".v.") != std::string::npos ||
+                   path.find(".y.") != std::string::npos
+               ? 1
+               : 0;
   }
 
   ModelEdit AnyEdit(const std::vector<ModelEdit>& before) {
-    static constexpr const char* kValues[] = {"1", "-5", "70", nullptr, "x"};
     ModelEdit edit;
     edit.name = AnyPath();
     for (int i = Lists(edit.name); i > 0; --i) edit.ids.push_back(1 + Up(4));
@@ -194,22 +221,69 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
         if (edit.name == path) break;
       }
     }
-    edit.val = kValues[Up(Chance(15) ? 5 : 4)];
-    edit.op = op_ >= 0 && Chance(70) ? op_ : Up(8) - 1;
-    edit.defop = Up(4);
-    edit.erropt = Chance(goes_on_) ? 2 : Up(4);
+    FillIn(&edit);
     edit.flag = Up(4);
     return edit;
   }
 
-  ReferenceEdit::Outcome Perform(const std::vector<ModelEdit>& edits, bool sdn) {
+  void FillIn(ModelEdit* edit) {
+    static constexpr const char* kValues[] = {"1", "-5", "3", nullptr, "x"};
+    edit->val = kValues[Up(Chance(15) ? 5 : 4)];
+    edit->op = op_ >= 0 && Chance(70) ? op_ : Up(8) - 1;
+    edit->defop = Up(4);
+    edit->erropt = Chance(goes_on_) ? 2 : Up(4);
+  }
+
+  // The edits of one entry: its keys, most of the time, and some of its leaves.
+  std::vector<ModelEdit> AnyEntry() {
+    static const struct {
+      std::string path;
+      int outer;
+      std::vector<std::string> keys;
+      std::vector<std::string> leaves;
+    } lists[] = {{"a.l", 0, {"k", "k3"}, {"m", "n", "t", "t0", "o", "s", "zz"}},
+                 {"a.l.s", 1, {"w"}, {"e", "zz"}},
+                 {"a.c.j", 0, {"jk"}, {"zz"}},
+                 {"a.c.v", 0, {"vn"}, {"vn"}},
+                 {"a.y", 0, {"y2", "y3", "y1"}, {"zz"}}};
+    const auto& list = lists[Up(5)];
+    Ids ids;
+    for (int i = 0; i < list.outer; ++i) ids.push_back(1 + Up(4));
+    if (Chance(5)) ids.push_back(1 + Up(4));
+    if (Chance(4) && !ids.empty()) ids.pop_back();
+
+    std::vector<ModelEdit> edits;
+    const auto add = [&](const std::string& leaf, bool is_key) {
+      ModelEdit edit;
+      edit.name = list.path + "." + leaf;
+      if (Chance(3)) edit.name = list.path;
+      if (Chance(2)) edit.name = "zz." + edit.name;
+      edit.ids = ids;
+      FillIn(&edit);
+      edit.flag = Chance(4) != is_key ? 1 + Up(2) : 4;
+      edits.push_back(edit);
+    };
+    for (const std::string& key : list.keys) {
+      if (Chance(90)) add(key, true);
+    }
+    for (int more = Up(5); more > 0; --more) {
+      add(list.leaves[static_cast<size_t>(Up(static_cast<int>(list.leaves.size())))], false);
+    }
+    if (Chance(20)) std::reverse(edits.begin(), edits.end());
+    return edits;
+  }
+
+  // By paths, or with a packet type as the edit of an entry.
+  ReferenceEdit::Outcome Perform(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn) {
     app_.Forget();
     g_nc_dm_mng_info.curr_dstype = sdn ? NC_DM_DATASTORE_SDN : NC_DM_DATASTORE_RUNNING;
     nc_dm_fault_t fault{};
     ModelEdits request;
     for (const ModelEdit& edit : edits) request.Add(edit);
     ReferenceEdit::Outcome seen;
-    seen.result = nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, request.get(), &fault);
+    seen.result = pkt_type == NC_DM_PKT_TYPE_END
+                      ? nc_dm_agent_edit_subtree(nullptr, request.get(), &fault)
+                      : nc_dm_agent_edit_object(pkt_type, request.get(), &fault);
     seen.fault_code = fault.fault_code;
     seen.fault_path = fault.path;
     seen.new_fault = fault.new_fault;
@@ -240,9 +314,9 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
     for (const ModelEdit& edit : edits) {
       text += "  " + edit.name + " [";
       for (const nc_int64 id : edit.ids) text += " " + std::to_string(id);
-      text += " ] op " + std::to_string(edit.op) + " defop " + std::to_string(edit.defop) +
-              " erropt " + std::to_string(edit.erropt) + " value " +
-              (edit.val != nullptr ? edit.val : "(none)") + "\n";
+      text += " ] flag " + std::to_string(edit.flag) + " op " + std::to_string(edit.op) +
+              " defop " + std::to_string(edit.defop) + " erropt " + std::to_string(edit.erropt) +
+              " value " + (edit.val != nullptr ? edit.val : "(none)") + "\n";
     }
     return text;
   }
@@ -256,32 +330,43 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
 };
 
 TEST_P(EditRandomTest, EveryRequestComesOutAsPlainlyWritten) {
-  constexpr int kRequests = 150;
+  constexpr int kRequests = 200;
+  static constexpr nc_int32 kEntryTypes[] = {5, 6, 6, 8};
   size_t calls = 0;
-  int successes = 0;
+  int successes[2] = {};
   for (int i = 0; i < kRequests; ++i) {
     for (int added = Up(4); added > 0; --added) AddAny();
     for (int stamped = Up(3); stamped > 0; --stamped) StampAny();
     script_ = Script(static_cast<unsigned>(random_()), Chance(50) ? 0 : 30);
     op_ = Chance(30) ? -1 : Up(6);
     goes_on_ = Chance(50) ? 80 : 0;
-    std::vector<ModelEdit> edits;
-    for (int edit = 1 + Up(8); edit > 0; --edit) edits.push_back(AnyEdit(edits));
     const bool sdn = Chance(40);
+    const bool entry = i % 2 != 0;
+    const nc_int32 pkt_type = entry ? kEntryTypes[Up(4)] : NC_DM_PKT_TYPE_END;
+    std::vector<ModelEdit> edits;
+    if (entry) edits = AnyEntry();
+    if (!entry) {
+      for (int edit = 1 + Up(8); edit > 0; --edit) edits.push_back(AnyEdit(edits));
+    }
 
-    const ReferenceEdit::Outcome expected = reference_.Run(edits, sdn, script_);
-    const ReferenceEdit::Outcome seen = Perform(edits, sdn);
-    ASSERT_TRUE(seen == expected) << "request " << i << (sdn ? " (SDN)\n" : "\n") << Describe(edits)
-                                  << "expected " << Describe(expected, seen) << "seen "
+    const ReferenceEdit::Outcome expected = entry
+                                                ? reference_.RunEntry(pkt_type, edits, sdn, script_)
+                                                : reference_.Run(edits, sdn, script_);
+    const ReferenceEdit::Outcome seen = Perform(pkt_type, edits, sdn);
+    ASSERT_TRUE(seen == expected) << "request " << i << " packet type " << pkt_type
+                                  << (sdn ? " (SDN)\n" : "\n") << Describe(edits) << "expected "
+                                  << Describe(expected, seen) << "seen "
                                   << Describe(seen, expected);
     ASSERT_THAT(DataBlocks(), testing::IsEmpty());
     calls += seen.calls.size();
-    if (seen.result >= 0) ++successes;
+    if (seen.result >= 0) ++successes[entry ? 1 : 0];
   }
   // It would be no use if the requests all failed at once, or never did.
   EXPECT_GT(calls, static_cast<size_t>(kRequests) / 2);
-  EXPECT_GT(successes, kRequests / 10);
-  EXPECT_LT(successes, kRequests * 9 / 10);
+  for (const int count : successes) {
+    EXPECT_GT(count, kRequests / 20);
+    EXPECT_LT(count, kRequests * 9 / 20);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, EditRandomTest, testing::Range(0u, 24u));

@@ -1,248 +1,56 @@
-// A second, plain implementation of the edit by paths: vectors and walks, no index, no shortcut. It
-// holds a tree of its own and tells which calls the application should see, with what result and
-// fault.
+// A second, plain implementation of the edits of an entry and of those by paths: lists and walks,
+// no index, no shortcut. It holds a tree of its own and tells which calls the application should
+// see, with what result and fault.
 #ifndef TESTS_NETCONF_DM_KERNEL_REFERENCE_EDIT_H_
 #define TESTS_NETCONF_DM_KERNEL_REFERENCE_EDIT_H_
 
 #include <algorithm>
-#include <functional>
 #include <list>
 #include <map>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "support/model_app.h"
+#include "reference_command.h"
 
 namespace ncdm_test {
 
-class ReferenceEdit {
+class ReferenceEdit : public ReferenceCommand {
  public:
-  // What the application answers; sets `*exists` when what it creates was there.
-  using Answers = std::function<nc_int64(Callback, const std::string&, const Ids&, bool*)>;
+  using ReferenceCommand::ReferenceCommand;
 
-  struct Outcome {
-    nc_int64 result = 0;
-    int fault_code = 0;
-    std::string fault_path = {};
-    bool new_fault = false;
-    int left = 0;  // edits that were not looked at
-    std::vector<std::string> calls = {};
-    std::map<std::string, int> tree = {};
-
-    bool operator==(const Outcome&) const = default;
-  };
-
-  explicit ReferenceEdit(const std::vector<ModelLeaf>& schema) {
-    for (const ModelLeaf& leaf : schema) Register(leaf);
-  }
-
-  void AddInstance(const std::vector<std::string>& lists, const Ids& ids, int src) {
-    Way way = Follow(lists, ids, false);
-    for (; way.names < lists.size(); ++way.names) {
-      Node* list = Child(*way.last, lists[way.names]);
-      way.last = MakeInstance(*way.last, *list, ids[way.ids++], src);
-    }
-  }
-  void SetSource(const std::string& path, int src) {
-    Visit(roots_, "", [&](const std::string& at, Node& node) {
-      if (at == path) node.src = src;
-    });
-  }
-
+  // Edits by paths.
   Outcome Run(const std::vector<ModelEdit>& edits, bool sdn, const Answers& answers) {
-    sdn_ = sdn;
-    answers_ = answers;
-    seen_ = {};
+    Begin(sdn, answers);
     std::list<Edit> request;
     for (const ModelEdit& edit : edits) request.push_back(Read(edit));
     seen_.result = Perform(request);
-    seen_.left = static_cast<int>(request.size());
+    return End(request.size());
+  }
+
+  // The edit of an entry.
+  Outcome RunEntry(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn,
+                   const Answers& answers) {
+    Begin(sdn, answers);
+    std::vector<Edit> request;
+    for (const ModelEdit& edit : edits) request.push_back(Read(edit));
+    seen_.result = PerformEntry(pkt_type, request);
+    return End(request.size());
+  }
+
+ private:
+  void Begin(bool sdn, const Answers& answers) {
+    sdn_ = sdn;
+    answers_ = answers;
+    seen_ = {};
+  }
+  Outcome End(size_t left) {
+    seen_.left = static_cast<int>(left);
     Visit(roots_, "", [this](const std::string& at, Node& node) { seen_.tree[at] = node.src; });
     return seen_;
   }
 
- private:
-  enum class Kind { kLeaf, kLeafList, kValue, kContainer, kList, kEntry };
-
-  struct Node;
-  using Nodes = std::list<std::unique_ptr<Node>>;
-
-  struct Node {
-    std::string name;
-    Kind kind;
-    Node* parent;
-    nc_int64 id = 0;
-    int src = 0;
-    const ModelLeaf* leaf = nullptr;     // of a leaf, a leaf-list and its values
-    const ModelLeaf* key = nullptr;      // gives a list and its entries their `delete`
-    const ModelLeaf* command = nullptr;  // gives them, or a container, their `exe_cmd`
-    Nodes children = {};
-
-    bool Has(Callback callback) const {
-      return leaf != nullptr && (leaf->callbacks & static_cast<unsigned>(callback)) != 0;
-    }
-  };
-
-  struct Edit {
-    ModelEdit from;
-    std::vector<std::string> names;  // none: it cannot be read
-  };
-
-  enum class Action { kNothing, kMerge, kDelete };
-  enum class Step { kGoOn, kStop, kNoCommand };
-
-  // ---- The tree ----
-
-  static std::string LastName(const ModelLeaf& leaf) {
-    return leaf.path.substr(leaf.path.rfind('.') + 1);
-  }
-
-  static std::vector<std::string> Split(const std::string& path) {
-    std::vector<std::string> parts(1);
-    for (const char c : path) {
-      if (c == '.')
-        parts.emplace_back();
-      else
-        parts.back() += c;
-    }
-    return parts;
-  }
-
-  void Register(const ModelLeaf& leaf) {
-    const std::vector<std::string> parts = Split(leaf.path);
-    Nodes* siblings = &roots_;
-    Node* parent = nullptr;
-    for (size_t i = 0; i < parts.size(); ++i) {
-      const bool is_list = i + 1 < parts.size() && parts[i + 1] == "{i}";
-      const bool is_last = i + 1 == parts.size();
-      Node* node = Named(*siblings, parts[i]);
-      if (node == nullptr) {
-        const Kind kind = is_list                              ? Kind::kList
-                          : !is_last                           ? Kind::kContainer
-                          : (leaf.flag & NC_DM_FLAG_LEAF_LIST) ? Kind::kLeafList
-                                                               : Kind::kLeaf;
-        siblings->push_back(std::make_unique<Node>(Node{parts[i], kind, parent}));
-        node = siblings->back().get();
-      }
-      if (is_last) {
-        node->leaf = &leaf;
-        if (parent != nullptr) {
-          if ((leaf.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0) parent->key = &leaf;
-          if (parent->command == nullptr && node->Has(Callback::kExeCmd)) parent->command = &leaf;
-        }
-      }
-      parent = node;
-      siblings = &node->children;
-      if (is_list) ++i;
-    }
-  }
-
-  static Node* Named(const Nodes& nodes, const std::string& name) {
-    for (const auto& node : nodes) {
-      if (node->name == name) return node.get();
-    }
-    return nullptr;
-  }
-  // The schema node comes first among those of a name.
-  static Node* Child(const Node& parent, const std::string& name) {
-    return Named(parent.children, name);
-  }
-  static bool IsInstance(const Node& node) {
-    return node.kind == Kind::kEntry || node.kind == Kind::kValue;
-  }
-  static Node* Instance(const Nodes& nodes, const std::string& name, nc_int64 id) {
-    for (const auto& node : nodes) {
-      if (IsInstance(*node) && node->name == name && node->id == id) return node.get();
-    }
-    return nullptr;
-  }
-
-  static Node* Copy(Node& parent, const Node& from, Kind kind, nc_int64 id, int src) {
-    parent.children.push_back(std::make_unique<Node>(
-        Node{from.name, kind, &parent, id, src, from.leaf, from.key, from.command}));
-    Node* made = parent.children.back().get();
-    for (const auto& child : from.children) {
-      if (!IsInstance(*child)) Copy(*made, *child, child->kind, 0, src);
-    }
-    return made;
-  }
-  static Node* MakeInstance(Node& parent, const Node& list, nc_int64 id, int src) {
-    if (id <= 0) return nullptr;
-    return Copy(parent, list, list.kind == Kind::kList ? Kind::kEntry : Kind::kValue, id, src);
-  }
-
-  static void Remove(Node* node) {
-    node->parent->children.remove_if([node](const auto& child) { return child.get() == node; });
-  }
-
-  template <typename Function>
-  static void Visit(Nodes& nodes, const std::string& prefix, Function function) {
-    for (const auto& node : nodes) {
-      std::string path = prefix + node->name;
-      if (node->id != 0) path += "." + std::to_string(node->id);
-      function(path, *node);
-      Visit(node->children, path + ".", function);
-    }
-  }
-
-  // ---- The way along a path ----
-
-  struct Way {
-    Node* last = nullptr;
-    size_t names = 0;
-    size_t ids = 0;
-  };
-
-  Way Follow(const std::vector<std::string>& names, const Ids& ids, bool to_leaf_lists) {
-    Way way;
-    Nodes* siblings = &roots_;
-    for (const std::string& name : names) {
-      Node* next = nullptr;
-      for (const auto& node : *siblings) {
-        if (node->name != name) continue;
-        if (node->kind == Kind::kList) continue;
-        if (node->kind == Kind::kLeafList && !to_leaf_lists) continue;
-        next = node.get();
-        if (IsInstance(*next)) {
-          next = way.ids < ids.size() ? Instance(*siblings, name, ids[way.ids]) : nullptr;
-        }
-        break;
-      }
-      if (next == nullptr) break;
-      if (IsInstance(*next)) ++way.ids;
-      ++way.names;
-      way.last = next;
-      siblings = &next->children;
-    }
-    return way;
-  }
-
-  int Source() const { return sdn_ ? NC_DM_NODE_SRC_SDN : NC_DM_NODE_SRC_NONE; }
-
-  // Makes what is missing on the way, and stamps it.
-  void MakeWay(const std::vector<std::string>& names, const Ids& ids) {
-    Way way = Follow(names, ids, false);
-    if (way.last == nullptr) return;
-    const auto stamp = [this](Node& node) {
-      if (node.kind == Kind::kLeaf || node.src != NC_DM_NODE_SRC_CLI_ALW) node.src = Source();
-    };
-    stamp(*way.last);
-    for (; way.names < names.size(); ++way.names) {
-      Node* node = Child(*way.last, names[way.names]);
-      if (node == nullptr) return;
-      if (node->kind == Kind::kList || node->kind == Kind::kLeafList) {
-        if (way.ids == ids.size()) return;
-        node = MakeInstance(*way.last, *node, ids[way.ids++], Source());
-        if (node == nullptr) return;
-      } else {
-        stamp(*node);
-      }
-      way.last = node;
-    }
-  }
-
-  // ---- The request ----
+  // ---- Subtrees ----
 
   static Edit Read(const ModelEdit& from) {
     std::vector<std::string> names = Split(from.name);
@@ -250,19 +58,6 @@ class ReferenceEdit {
     if (std::find(names.begin(), names.end(), "") != names.end()) return {from, {}};
     std::erase(names, "{i}");
     return {from, names};
-  }
-
-  static Action ActionOf(const ModelEdit& edit) {
-    if (edit.op == 4 || edit.op == 5) return Action::kDelete;
-    if (edit.op == 1 || edit.op == 2 || edit.op == 3) return Action::kMerge;
-    return edit.op == 0 && edit.defop != 3 ? Action::kMerge : Action::kNothing;
-  }
-  static bool GoesOn(const ModelEdit& edit) { return edit.erropt == 2; }
-
-  void Fault(int code, const std::string& path) {
-    seen_.fault_code = code;
-    seen_.fault_path = path;
-    seen_.new_fault = true;
   }
 
   // 1: below, 0: the same, -1: elsewhere.
@@ -314,7 +109,7 @@ class ReferenceEdit {
       if (group.empty()) break;
       const Edit& first = group[0];
       const bool deletes = ActionOf(first.from) == Action::kDelete;
-      if (!deletes) MakeWay(first.names, first.from.ids);
+      if (!deletes) MakeWay(first.names, first.from.ids, Source());
 
       const Way way = Follow(first.names, first.from.ids, true);
       const bool partial = way.ids != first.from.ids.size() || way.names != first.names.size();
@@ -331,7 +126,7 @@ class ReferenceEdit {
         result = 0;
         continue;
       }
-      result = Execute(*way.last->parent, group);
+      result = Execute(*way.last->parent, group, NC_DM_CMD_OP_EDIT);
       if (result >= 0) continue;
       if (seen_.fault_code == 0) Fault(NC_DM_FAULT_CODE_OP_FAILED, way.last->parent->name);
       if (!GoesOn(first.from)) return -1;
@@ -339,252 +134,180 @@ class ReferenceEdit {
     return result;
   }
 
-  // ---- The application ----
+  // ---- Entries ----
 
-  nc_int64 Call(const ModelCall& call, bool* exists = nullptr) {
-    seen_.calls.push_back(call.ToString());
-    bool ignored;
-    return answers_(call.callback, call.leaf, call.ids, exists != nullptr ? exists : &ignored);
+  using Keys = std::vector<std::pair<std::string, std::string>>;
+
+  static constexpr int kKeyFlags = NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE;
+
+  static bool IsKey(const Node& node) {
+    return node.kind == Kind::kLeaf && (node.leaf->flag & kKeyFlags) != 0;
   }
-
-  nc_int64 CallLeaf(Callback callback, const ModelLeaf& leaf, const Ids& ids, int src,
-                    const std::string& value, bool* exists = nullptr) {
-    ModelCall call;
-    call.callback = callback;
-    call.leaf = LastName(leaf);
-    call.ids = ids;
-    call.src = src;
-    call.value = value;
-    return Call(call, exists);
-  }
-
-  nc_int64 CallCommand(const ModelLeaf& leaf, const Ids& ids, int src, int op_flag,
-                       const std::map<int, std::string>& slots, bool* exists = nullptr) {
-    ModelCall call;
-    call.callback = Callback::kExeCmd;
-    call.leaf = LastName(leaf);
-    call.ids = ids;
-    call.src = src;
-    call.op_flag = op_flag;
-    call.slots = slots;
-    return Call(call, exists);
-  }
-
-  // What a callback of the leaf reads from an empty buffer.
-  static std::string EmptyValue(const ModelLeaf& leaf) {
-    return leaf.type == NC_DM_VAL_TYPE_INT ? "0" : "";
-  }
-
-  // What the command reads from a slot: of a number the low 32 bits, without a sign.
-  static std::string SlotText(const ModelLeaf& leaf, const std::string& value) {
-    if (leaf.type != NC_DM_VAL_TYPE_INT) return value;
-    return std::to_string(static_cast<unsigned>(std::stol(value)));
-  }
-
-  static void Stamp(Node& node, int src) {
-    if (node.src != NC_DM_NODE_SRC_SDN) node.src = src;
-  }
-
-  // ---- One entry ----
-
-  struct Command {
-    int op_flag = NC_DM_CMD_OP_EDIT;
-    std::map<int, std::string> slots = {};
-    std::vector<Node*> slotted = {};
-    nc_int64 result = 0;
-  };
-
-  nc_int64 Execute(Node& entry, const std::vector<Edit>& group) {
-    seen_.new_fault = false;
-    Command command;
-    nc_int32 op = group[0].from.op;
-    for (const Edit& edit : group) {
-      Node* child = nullptr;
-      for (const auto& candidate : entry.children) {
-        if (candidate->name != edit.names.back()) continue;
-        if (candidate->kind == Kind::kList || candidate->kind == Kind::kEntry) continue;
-        child = candidate.get();
-        break;
-      }
-      if (child == nullptr) {
-        Fault(NC_DM_FAULT_CODE_UNKNOWN_ELEM, edit.names.back());
-        if (!GoesOn(edit.from)) return -1;
-        continue;
-      }
-      op = edit.from.op;
-      const Step step = Apply(entry, *child, edit.from, &command);
-      if (step == Step::kNoCommand) return -1;
-      if (step == Step::kStop && !GoesOn(edit.from)) return -1;
+  static const Node* FirstKey(const Node& list) {
+    for (const auto& child : list.children) {
+      if (IsKey(*child)) return child.get();
     }
-    if (entry.command != nullptr && !command.slots.empty()) {
-      RunCommand(entry, group[0].from, op, &command);
-    }
-    return seen_.new_fault ? -1 : command.result;
+    return nullptr;
+  }
+  static bool Offers(const ModelLeaf* key, Callback callback) {
+    return key != nullptr && (key->callbacks & static_cast<unsigned>(callback)) != 0;
   }
 
-  void RunCommand(Node& entry, const ModelEdit& first, nc_int32 op, Command* command) {
-    bool exists = false;
-    command->result =
-        CallCommand(*entry.command, first.ids, Source(), command->op_flag, command->slots, &exists);
-    if (command->result >= 0) {
-      if (command->op_flag == NC_DM_CMD_OP_EDIT) {
-        for (Node* leaf : command->slotted) Stamp(*leaf, Source());
+  // A fault that keeps the path; `is_new` or the code alone.
+  void FaultHere(int code, bool is_new) {
+    seen_.fault_code = code;
+    seen_.new_fault = seen_.new_fault || is_new;
+  }
+  void FaultUnlessSet(const Node& list) {
+    if (seen_.fault_code == 0) Fault(NC_DM_FAULT_CODE_OP_FAILED, list.name);
+  }
+
+  nc_int64 PerformEntry(nc_int32 pkt_type, const std::vector<Edit>& request) {
+    const auto speaks = [](const Edit& edit) { return (edit.from.flag & 3) != 0; };
+    const auto first = std::find_if(request.begin(), request.end(), speaks);
+    if (first == request.end()) return -1;
+    const Ids& ids = first->from.ids;
+    Node* above = MakeWay(first->names, ids, Source());
+    if (above == nullptr || above->kind == Kind::kLeaf) {
+      FaultHere(NC_DM_FAULT_CODE_OP_FAILED, false);
+      if (above == nullptr) return -1;
+      return ids.empty() ? 0 : ids.back();
+    }
+    Node* list =
+        first->names.size() < 2 ? nullptr : Child(*above, first->names[first->names.size() - 2]);
+    if (list == nullptr || list->kind != Kind::kList) {
+      Fault(NC_DM_FAULT_CODE_OP_FAILED, above->name);
+      return -1;
+    }
+    const bool by_command = pkt_type == 8 || (pkt_type == 6 && list->command != nullptr);
+    switch (ActionOf(first->from)) {
+      case Action::kDelete: {
+        const nc_int64 result = by_command ? Execute(*list, request, NC_DM_CMD_OP_DELETE)
+                                           : DeleteEntry(*list, first->from);
+        return AfterDelete(*above, *list, result);
       }
-      if (op == 3 && exists) Fault(NC_DM_FAULT_CODE_DATA_EXISTS, entry.name);
-    } else if (command->result != -7) {
-      Fault(NC_DM_FAULT_CODE_OP_FAILED, entry.name);
-    } else if (op == 4) {
-      Fault(NC_DM_FAULT_CODE_DATA_MISSING, entry.name);
-    } else if (op == 5) {
-      command->result = 0;
+      case Action::kMerge: {
+        const bool creates = first->from.op == 3;
+        const nc_int64 result =
+            by_command ? Execute(*list, request, creates ? NC_DM_CMD_OP_CREATE : NC_DM_CMD_OP_MERGE)
+                       : CreateEntry(*list, first->from);
+        return AfterMerge(*above, *list, request, result);
+      }
+      default: {
+        const nc_int64 result = LookUp(*above, *list, request, ids);
+        if (result <= 0) FaultUnlessSet(*list);
+        return result;
+      }
     }
   }
 
-  Step Apply(Node& entry, Node& child, const ModelEdit& edit, Command* command) {
-    const Action action = ActionOf(edit);
-    if (child.kind == Kind::kContainer) {
-      if (action != Action::kDelete) return Step::kGoOn;
-      return Empty(child, edit.ids, Source(), GoesOn(edit)) ? Step::kGoOn : Step::kNoCommand;
+  nc_int64 AfterDelete(Node& above, Node& list, nc_int64 result) {
+    if (result < 0) {
+      FaultUnlessSet(list);
+      return -1;
     }
-    if (edit.val != nullptr && child.leaf->type == NC_DM_VAL_TYPE_INT && edit.val[0] == 'x') {
-      Fault(NC_DM_FAULT_CODE_DATA_INVALID_VALUE, child.name);
-      return Step::kStop;
-    }
-    const std::string value = edit.val != nullptr ? edit.val : EmptyValue(*child.leaf);
-    if (child.kind == Kind::kLeaf) return ApplyToLeaf(child, edit, action, value, command);
-    return ApplyToLeafList(entry, child, edit, action, value, command);
+    Node* gone = Instance(above.children, list.name, result);
+    if (gone != nullptr) Remove(gone);
+    return result;
   }
 
-  Step ApplyToLeaf(Node& leaf, const ModelEdit& edit, Action action, const std::string& value,
-                   Command* command) {
-    if (leaf.leaf->index != 0) {
-      if (action != Action::kDelete) {
-        command->slots[leaf.leaf->index] = SlotText(*leaf.leaf, value);
-        command->slotted.push_back(&leaf);
-        return Step::kGoOn;
-      }
-      command->op_flag = NC_DM_CMD_OP_DELETE;
+  nc_int64 AfterMerge(Node& above, Node& list, const std::vector<Edit>& request, nc_int64 result) {
+    if (result <= 0) {
+      FaultUnlessSet(list);
+      return -1;
     }
-    if (action == Action::kMerge && leaf.Has(Callback::kSet)) {
-      if (CallLeaf(Callback::kSet, *leaf.leaf, edit.ids, Source(), value) != 0) {
-        Fault(NC_DM_FAULT_CODE_OP_FAILED, leaf.name);
-        return Step::kStop;
-      }
-      Stamp(leaf, Source());
-      command->result = 0;
+    Node* entry = Instance(above.children, list.name, result);
+    if (entry == nullptr) {
+      MakeInstance(above, list, result, Source());
+      return result;
     }
-    if (action == Action::kDelete) {
-      nc_int64 deleted = -1;
-      if (leaf.Has(Callback::kDelete)) {
-        deleted = CallLeaf(Callback::kDelete, *leaf.leaf, edit.ids, Source(), value);
-      }
-      if (deleted == -7 && edit.op == 5) return Step::kGoOn;
-      if (deleted < 0) {
-        Fault(deleted == -7 ? NC_DM_FAULT_CODE_DATA_MISSING : NC_DM_FAULT_CODE_OP_FAILED,
-              leaf.name);
-        return Step::kStop;
-      }
-      Stamp(leaf, Source());
-      command->result = deleted;
+    if (entry->src != NC_DM_NODE_SRC_CLI_ALW) Stamp(*entry, Source());
+    for (const Edit& edit : request) {
+      Node* leaf = Child(*entry, edit.names.back());
+      if (leaf != nullptr && leaf->kind == Kind::kLeaf) Stamp(*leaf, Source());
     }
-    return Step::kGoOn;
+    return result;
   }
 
-  Step ApplyToLeafList(Node& entry, Node& list, const ModelEdit& edit, Action action,
-                       const std::string& value, Command* command) {
-    if (action == Action::kMerge && list.Has(Callback::kCreate)) {
-      bool exists = false;
-      const nc_int64 id =
-          CallLeaf(Callback::kCreate, *list.leaf, edit.ids, Source(), value, &exists);
-      if (id < 0) {
-        Fault(NC_DM_FAULT_CODE_OP_FAILED, list.name);
-        return Step::kStop;
-      }
-      if (edit.op == 3 && exists) {
-        Fault(NC_DM_FAULT_CODE_DATA_EXISTS, list.name);
-        return Step::kStop;
-      }
-      Node* made = Instance(entry.children, list.name, id);
-      if (made != nullptr) {
-        Stamp(*made, Source());
-      } else if (MakeInstance(entry, list, id, Source()) == nullptr) {
-        Fault(NC_DM_FAULT_CODE_OP_FAILED, list.name);
-        return Step::kStop;
-      }
-      command->result = id;
-    }
-    if (action == Action::kDelete) {
-      nc_int64 id = -1;
-      if (list.Has(Callback::kDelete)) {
-        id = CallLeaf(Callback::kDelete, *list.leaf, edit.ids, Source(), value);
-      }
-      if (id == -7 && edit.op == 5) return Step::kGoOn;
-      if (id < 0) {
-        Fault(id == -7 ? NC_DM_FAULT_CODE_DATA_MISSING : NC_DM_FAULT_CODE_OP_FAILED, list.name);
-        return Step::kStop;
-      }
-      Node* gone = Instance(entry.children, list.name, id);
-      if (gone != nullptr) Remove(gone);
-      command->result = id;
-    }
-    return Step::kGoOn;
-  }
-
-  // ---- A container ----
-
-  // False when a failure has ended it.
-  bool Empty(Node& container, const Ids& ids, int src, bool goes_on) {
-    std::vector<Node*> children;
-    for (const auto& child : container.children) children.push_back(child.get());
-    for (Node* child : children) {
-      if (EmptyChild(*child, ids, src, goes_on)) continue;
-      Fault(NC_DM_FAULT_CODE_OP_FAILED, child_name_);
-      if (!goes_on) return false;
-    }
-    return true;
-  }
-
-  bool EmptyChild(Node& child, const Ids& ids, int src, bool goes_on) {
-    const std::string name = child.name;  // the child may be gone when it is named
-    const bool done = DeleteChild(child, ids, src, goes_on);
-    child_name_ = name;
-    return done;
-  }
-
-  bool DeleteChild(Node& child, const Ids& ids, int src, bool goes_on) {
-    if (child.kind == Kind::kList || child.kind == Kind::kLeafList) return true;
-    if (child.kind == Kind::kContainer) return Empty(child, ids, src, goes_on);
-    if (sdn_ && child.src != NC_DM_NODE_SRC_SDN) return true;
-
-    if (child.kind == Kind::kLeaf) {
-      if (!child.Has(Callback::kDelete)) return true;
-      return CallLeaf(Callback::kDelete, *child.leaf, ids, src, EmptyValue(*child.leaf)) >= 0;
-    }
-    Ids with_own = ids;
-    with_own.push_back(child.id);
-    const ModelLeaf* owner = child.kind == Kind::kValue ? child.leaf : child.key;
-    const bool has_delete =
-        owner != nullptr && (owner->callbacks & static_cast<unsigned>(Callback::kDelete)) != 0;
-    nc_int64 result;
-    if (has_delete) {
-      result = CallLeaf(Callback::kDelete, *owner, with_own, 0, EmptyValue(*owner));
-    } else if (child.kind == Kind::kValue) {
+  // The value that a list's callback is handed; false with a fault.
+  bool FirstKeyValue(const Node& list, const ModelEdit& edit, Callback callback) {
+    const Node* key = FirstKey(list);
+    if (key == nullptr) {
+      FaultHere(NC_DM_FAULT_CODE_OP_FAILED, true);
       return false;
-    } else if (child.command != nullptr) {
-      result = CallCommand(*child.command, with_own, 0, NC_DM_CMD_OP_DELETE, {});
-    } else {
-      return true;
     }
-    if (result < 0) return false;
-    Remove(&child);
+    if (edit.val == nullptr || IsRefused(edit.val, key->leaf->type)) {
+      Fault(NC_DM_FAULT_CODE_DATA_INVALID_VALUE, key->name);
+      return false;
+    }
+    if (!Offers(list.key, callback)) {
+      FaultHere(NC_DM_FAULT_CODE_OP_FAILED, true);
+      return false;
+    }
     return true;
   }
 
-  Nodes roots_;
-  bool sdn_ = false;
-  Answers answers_;
-  Outcome seen_;
-  std::string child_name_;
+  nc_int64 CreateEntry(const Node& list, const ModelEdit& edit) {
+    if (!FirstKeyValue(list, edit, Callback::kCreate)) return -1;
+    bool exists = false;
+    const nc_int64 id =
+        CallLeaf(Callback::kCreate, *list.key, edit.ids, Source(), edit.val, &exists);
+    if (id <= 0 || edit.op != 3 || !exists) return id;
+    FaultHere(NC_DM_FAULT_CODE_DATA_EXISTS, true);
+    return -1;
+  }
+
+  nc_int64 DeleteEntry(const Node& list, const ModelEdit& edit) {
+    if (!FirstKeyValue(list, edit, Callback::kDelete)) return -1;
+    const nc_int64 result = CallLeaf(Callback::kDelete, *list.key, edit.ids, 0, edit.val);
+    if (result != -7) return result;
+    if (edit.op == 5) return 0;
+    FaultHere(NC_DM_FAULT_CODE_DATA_MISSING, true);
+    return -7;
+  }
+
+  nc_int64 LookUp(const Node& above, const Node& list, const std::vector<Edit>& request,
+                  const Ids& ids) {
+    Keys keys;
+    for (const Edit& edit : request) {
+      if ((edit.from.flag & 3) == 0 || edit.from.val == nullptr) continue;
+      keys.emplace_back(edit.names.back(), edit.from.val);
+    }
+    if (keys.empty()) return -1;
+    if (Offers(list.key, Callback::kGetAttr)) return AskForEntry(list, keys, ids);
+    for (const auto& entry : above.children) {
+      if (entry->kind == Kind::kEntry && entry->name == list.name && HasKeys(*entry, keys)) {
+        return entry->id;
+      }
+    }
+    return -1;
+  }
+
+  nc_int64 AskForEntry(const Node& list, const Keys& keys, const Ids& ids) {
+    std::map<int, std::string> slots;
+    for (const auto& child : list.children) {
+      if (!IsKey(*child)) continue;
+      const auto key = std::find_if(keys.begin(), keys.end(),
+                                    [&](const auto& one) { return one.first == child->name; });
+      if (key == keys.end() || IsRefused(key->second.c_str(), child->leaf->type)) return -1;
+      slots[child->leaf->index] = SlotText(*child->leaf, key->second);
+    }
+    return CallCommand(*list.key, ids, 0, NC_DM_CMD_OP_LOOKUP, slots, nullptr, Callback::kGetAttr);
+  }
+
+  bool HasKeys(const Node& entry, const Keys& keys) {
+    Ids ids;
+    for (const Node* node = &entry; node != nullptr; node = node->parent) {
+      if (node->id != 0) ids.insert(ids.begin(), node->id);
+    }
+    for (const auto& [name, value] : keys) {
+      const Node* leaf = Child(entry, name);
+      if (leaf == nullptr || !IsKey(*leaf) || !leaf->Has(Callback::kGet)) return false;
+      const nc_int64 read = CallLeaf(Callback::kGet, *leaf->leaf, ids, 0, "");
+      if (read < 0 || std::to_string(read) != value) return false;
+    }
+    return true;
+  }
 };
 
 }  // namespace ncdm_test
