@@ -251,6 +251,26 @@ TEST_F(FilterTest, ReadsALeafList) {
   EXPECT_THAT(Read({{"a.b", {3}}}), ElementsAre("a.b.3.c=3", "a.b.3.l.4=3,4", "a.b.3.l.9=3,9"));
 }
 
+TEST_F(FilterTest, ReadsAllElementsOfALeafListWhateverItsIdAndValue) {
+  RegisterReadableLeafList("a.b.{i}.l");
+  for (const char* path : {"a.b.3", "a.b.3.l.4", "a.b.3.l.9"}) AddInstance(path);
+  EXPECT_THAT(Read({{"a.b.l", {3, 9}}}), ElementsAre("a.b.3.l.4=3,4", "a.b.3.l.9=3,9"));
+  EXPECT_THAT(Read({{"a.b.l", {3, 9}, "given"}}), ElementsAre("a.b.3.l.4=3,4", "a.b.3.l.9=3,9"));
+  EXPECT_THAT(Read({{"a.b.l.x", {3, 9}}}), IsEmpty());
+  EXPECT_THAT(Read({{"a.b.l.x", {3}}}), IsEmpty());
+}
+
+TEST_F(FilterTest, ReadsOneElementWhereItsLeafListIsGone) {
+  RegisterReadableLeafList("a.b.{i}.l");
+  for (const char* path : {"a.b.3", "a.b.3.l.4", "a.b.3.l.9"}) AddInstance(path);
+  nc_dm_agent_unreg_nodes(NodeAt("a.b.3.l"));
+  log().Clear();
+  EXPECT_THAT(Read({{"a.b.l", {3, 9}}}), ElementsAre("a.b.3.l.9=3,9"));
+  EXPECT_THAT(LogLines(), ElementsAre("I The last node name: l\n", "I Get node 'l' value.\n"));
+  EXPECT_THAT(Read({{"a.b.l", {3, 9}, "given"}}), ElementsAre("a.b.3.l.9=given"));
+  EXPECT_THAT(Read({{"a.b.l", {3, 5}}}), IsEmpty());
+}
+
 TEST_F(FilterTest, ReadsAHashIndexedList) {
   MakeLists();
   char path[] = "a.h";
