@@ -325,6 +325,29 @@ TEST_F(SourceTest, LeavesRegisteredWithANumberBesideAList) {
   EXPECT_EQ(Sources(), "i1=0 i2=0 s1=0 s2=0 d1=0 u1=0 m1=0 m1=2 m2=0 m2=0 m2=2 l=0 l=2");
 }
 
+TEST_F(SourceTest, LeavesOfOneNameInAnEntry) {
+  Add("b.{i}.l", NC_DM_VAL_TYPE_UINT, 5);
+  Add("b.{i}.l.7", NC_DM_VAL_TYPE_UINT, 6);
+  Add("z", NC_DM_VAL_TYPE_UINT, 8);
+  Node* entry = Create(At("a"), "b", 1);
+  Node* by_hand = AddHandMade(entry, "l", NC_DM_NODE_TYPE_LEAF);
+  by_hand->val_type = NC_DM_VAL_TYPE_UINT;
+  by_hand->index = 7;
+  ASSERT_NE(nc_dm_agent_create_node(entry, At("a.z"), 0, NC_DM_NODE_TYPE_LEAF, NC_DM_NODE_SRC_NONE),
+            nullptr);
+  ASSERT_EQ(nc_dm_agent_create_padb(entry, NC_DM_CMD_OP_EDIT), 0);
+  char value[] = {1};
+  for (const int slot : {6, 7}) {
+    ASSERT_EQ(nc_dm_agent_padb_set_var(entry->padb, slot, NC_DM_VAL_TYPE_BOOL, value), 0);
+  }
+  nc_dm_agent_padb_update_src(entry, NC_DM_NODE_SRC_CLI);
+  std::vector<int> sources;
+  for (const Node* leaf : Children(entry)) sources.push_back(leaf->src);
+  EXPECT_THAT(sources, ElementsAre(0, 2, 2, 0));
+  free(entry->padb);
+  entry->padb = nullptr;
+}
+
 TEST_F(SourceTest, LeavesOfSlotZeroAndOfNoSlot) {
   Add("z", NC_DM_VAL_TYPE_UINT, 0);
   Add("far", NC_DM_VAL_TYPE_UINT, 64);
