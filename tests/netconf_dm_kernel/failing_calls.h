@@ -10,7 +10,16 @@
 
 namespace ncdm_test {
 
-enum class Step { kNone, kCreatePadb, kCreateNode, kCopyStr, kGetIds, kSerialize, kMatchValues };
+enum class Step {
+  kNone,
+  kCreatePadb,
+  kCreateNode,
+  kCopyStr,
+  kGetIds,
+  kSerialize,
+  kMatchIds,
+  kMatchValues
+};
 
 // Makes one call of a function fail: the one behind the next `successes`.
 class FailingCall {
@@ -70,6 +79,18 @@ int nc_dm_get_ids(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* curr_node) {
 int nc_dm_serialize_val(char** dm_val, char* src_val, nc_dm_val_type_t val_type) {
   if (ncdm_test::FailingCall::ShallFail(ncdm_test::Step::kSerialize)) return -1;
   return NCDM_TEST_REAL(nc_dm_serialize_val)(dm_val, src_val, val_type);
+}
+
+// It fails behind the search: what it found is there all the same.
+nc_dm_agent_match_status_t nc_dm_agent_match_id_arr(list_head* dm_root,
+                                                    nc_dm_path_nodes_t* path_nodes,
+                                                    nc_dm_agent_node_t** last_node,
+                                                    nc_dm_id_array_t* id_array, int flag) {
+  const auto status =
+      NCDM_TEST_REAL(nc_dm_agent_match_id_arr)(dm_root, path_nodes, last_node, id_array, flag);
+  return ncdm_test::FailingCall::ShallFail(ncdm_test::Step::kMatchIds)
+             ? NC_DM_CLIENT_MATCH_STATUS_MAX
+             : status;
 }
 
 nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* list, list_head* dm_root,

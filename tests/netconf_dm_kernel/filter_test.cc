@@ -192,6 +192,14 @@ TEST_F(FilterTest, CollectsEveryEntryOfAListWithoutIds) {
                           "a.b.5.n.e=5", "a.b.5.n.7.e=5,7"));
 }
 
+TEST_F(FilterTest, LogsHowFarASearchCameThatFails) {
+  MakeLists();
+  const FailingCall failing(Step::kMatchIds);
+  EXPECT_THAT(Read({{"a.b.c", {3}}, {"a.x"}}), ElementsAre("a.x=-"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("E The dm'tree don't have this instance path!\n",
+                                        "E The last node name: c\n"));
+}
+
 TEST_F(FilterTest, LogsAWalkOverAllInstancesThatFails) {
   MakeLists();
   EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.c=-", "a.b.3.c=3", "a.b.5.c=5"));
