@@ -80,6 +80,7 @@ class ThreadsTest : public ModelDevice, public testing::Test {
 
   void RunRound() {
     StartThreads();
+    LoseServer();
     const auto end = SoakClock::now() + round_;
     while (SoakClock::now() < end && !HasFailure()) Step();
     JoinThreads();
@@ -143,11 +144,42 @@ TEST_F(ThreadsTest, EveryRegistrationArrivesWhileTheLoopIsBusy) {
   }
   std::int64_t calls = 0;
   for (const auto& registrar : registrars_) calls += registrar->calls();
-  EXPECT_GT(losses_, 0);
   printf(
       "threads: %d rounds of %d threads, %lld registration calls, %lld steps of the loop, "
       "%d losses of the server\n",
       rounds, kThreads, static_cast<long long>(calls), static_cast<long long>(turns_), losses_);
+}
+
+// The whole tree goes, again and again, while the threads put into it what they can.
+TEST_F(ThreadsTest, TreeMayBeTakenAwayMeanwhile) {
+  SCOPED_TRACE("seed " + std::to_string(Seed()));
+  Put();
+  ASSERT_NO_FATAL_FAILURE(Start());
+  for (int i = 0; i < kThreads; ++i) registrars_.push_back(std::make_unique<Registrar>(i));
+  StartThreads();
+  for (const auto end = SoakClock::now() + round_ * 2; SoakClock::now() < end;) {
+    ++turns_;
+    device().agent().SkipTime();
+    if (random_.Chance(5)) {
+      EXPECT_EQ(nc_dm_agent_unreg_all(nullptr), 0);
+    }
+    if (random_.Chance(5)) {
+      EXPECT_EQ(DeviceApp::RegisterModel(), 0);
+    }
+    const Outcome outcome = device().Call(random_.Next().Build()).outcome;
+    EXPECT_TRUE(outcome == Outcome::kOk || outcome == Outcome::kFault);
+    app().ForgetCalls();
+    device().Forget();
+  }
+  JoinThreads();
+
+  // What comes after the last time is all there is.
+  ASSERT_NO_FATAL_FAILURE(device().WaitUntilRegistered());
+  EXPECT_EQ(nc_dm_agent_unreg_all(nullptr), 0);
+  EXPECT_EQ(g_nc_agent_dm.total_node, 0U);
+  EXPECT_EQ(DeviceApp::RegisterModel(), 0);
+  ASSERT_NO_FATAL_FAILURE(device().Reconnect());
+  EXPECT_EQ(HeldModel(*device().server().FindAgent(Device::kName)), RegisteredModel());
 }
 
 }  // namespace
