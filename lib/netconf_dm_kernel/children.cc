@@ -220,6 +220,7 @@ void Append(const Siblings& siblings, Node* node) {
   if (siblings.parent != nullptr && !IsEmpty(siblings.list) &&
       !IsOwn(*Cursor(siblings.list->prev))) {
     BreakAllChains(siblings.parent);
+    MarkTwins(siblings.parent);
   }
   // A list that instances make long gets its index while it can be read at no cost.
   const bool is_indexed =
@@ -244,6 +245,21 @@ void NoteUnchained(const Siblings& siblings, Node* node) {
   for (Tree& other : Records<Tree>(&siblings.parent->btree_lst)) {
     if (HasInstances(other)) BreakChain(&other);
   }
+}
+
+// A child is going to be appended. Copies that are made together with their parent are as different
+// as their sources.
+void NoteTwin(const Siblings& siblings, const Node& node) {
+  if (siblings.parent == nullptr || node.node_name == nullptr ||
+      AreOfOneBlock(*siblings.parent, node) || MayHaveTwins(*siblings.parent)) {
+    return;
+  }
+  if (FindChild(siblings.list, node.node_name) != nullptr) MarkTwins(siblings.parent);
+}
+
+// Is a child that is no list and no leaf-list the only one of its name.
+bool IsAlone(const Node* child, const Node& parent) {
+  return child != nullptr && IsSchema(*child) && !IsMode(*child) && !MayHaveTwins(parent);
 }
 
 // As nc_dm_agent_create_bin_tree, of a name that has none.
@@ -307,6 +323,7 @@ NamedChildren SameNamed(const list_head* siblings, const char* name) {
     range.stops_at_chained_ = where.parent != nullptr && where.index == nullptr &&
                               tree == nullptr && HasOwnEnds(where.list);
     range.first_ = range.FindFrom(where.list->next);
+    if (range.stops_at_chained_ && IsAlone(range.first_, *where.parent)) range.limit_ = 1;
   }
   return range;
 }
@@ -397,8 +414,15 @@ size_t CountOriginals(Node* node) {
 
 // ---- Changing ----
 
+void CopyTwins(const Node& source, Node* copy) {
+  if (MayHaveTwins(source) || (!IsEmpty(&source.sub_lst) && !HasOwnEnds(&source.sub_lst))) {
+    MarkTwins(copy);
+  }
+}
+
 void LinkChild(list_head* siblings, Node* node) {
   const Siblings where = SiblingsOf(siblings, node->parent);
+  NoteTwin(where, *node);
   Append(where, node);
   NoteUnchained(where, node);
 }
@@ -409,6 +433,7 @@ Tree* LinkInstance(Node* node, Node* mode) {
   Append(where, node);
   Tree* tree = EnsureInstanceTree(where, node->node_name, is_sibling ? 2 : 1);
   if (tree == nullptr) {
+    MarkTwins(node->parent);
     NoteUnchained(where, node);
     return nullptr;
   }

@@ -17,7 +17,8 @@
 //   - The children of a schema node, and the top level, get a hash index by name when they are
 //     searched and found to be many, see shortcut.children of nc_dm_agent_node_t.
 //   - In an instance, whose room for an index the chain takes, the schema children come first, so
-//     that a search for one stops at the first chained instance.
+//     that a search for one stops at the first chained instance. It stops at the first leaf of the
+//     name already as long as nobody has linked two of one name, see MayHaveTwins.
 // None of them is needed for a correct answer. Where memory is short there is no index. A chain
 // that cannot stand for the walk (two nodes of the name that are no instances, ids that are not
 // unique, nodes that were linked by other means) is marked broken for good, and the list is walked.
@@ -162,18 +163,22 @@ size_t CountOriginals(nc_dm_agent_node_t* node);
 // Has an entry's neighbour of the same list, with what is below it, brought near while the entry is
 // in hand: a walk over a list that no cache holds waits for memory otherwise. Entries of a list are
 // much alike and lie together, see node_record.h, so the neighbour is taken to be as long.
-inline void PrefetchNextEntry(const nc_dm_agent_node_t& entry) {
+// `longest`: what the walk looks at at most, in bytes.
+inline void PrefetchNextEntry(const nc_dm_agent_node_t& entry, uintptr_t longest) {
   if (!IsInstance(entry) || entry.shortcut.same_list.next_inst == nullptr) return;
   constexpr uintptr_t kLine = 64;
-  constexpr uintptr_t kLongest = 2048;
-  const auto last = reinterpret_cast<uintptr_t>(entry.sub_lst.prev);
+  const auto last_child = reinterpret_cast<uintptr_t>(entry.sub_lst.prev);
   const uintptr_t length =
-      std::min(last - reinterpret_cast<uintptr_t>(&entry), kLongest) + sizeof(entry);
+      std::min(last_child - reinterpret_cast<uintptr_t>(&entry) + sizeof(entry), longest);
   const char* next = reinterpret_cast<const char*>(entry.shortcut.same_list.next_inst);
   for (uintptr_t at = 0; at < length; at += kLine) __builtin_prefetch(next + at);
 }
 
 // ---- Changing: for those who create and remove nodes ----
+
+// The children of `source` are going to be copied below `copy`: these may have equal names when
+// those have.
+void CopyTwins(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* copy);
 
 // Appends a node that stands in no instance tree's chain: a schema node, or an instance registered
 // by its number. `node->parent` is set; `siblings` is its `sub_lst`, or another list.

@@ -14,6 +14,9 @@
 
 namespace {
 
+// Of an entry: itself and its first leaf, which is the key normally. More is slower than less.
+constexpr size_t kPrefetchedBytes = 2 * sizeof(nc_dm_agent_node_t);
+
 void Append(nc_dm_list_t* list, nc_dm_id_array_t* ids) {
   auto found = nc::NewRecord<nc_dm_id_array_node_t>();
   if (found == nullptr) {
@@ -38,6 +41,7 @@ class InstanceLookup {
     for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
       NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
                      nc::LongLong(node.instid));
+      nc::PrefetchNextEntry(node, kPrefetchedBytes);
       if (!Admit(node, at)) continue;
       if (at < last_) {
         Visit(&node.sub_lst, at + 1);

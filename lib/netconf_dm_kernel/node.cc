@@ -157,6 +157,7 @@ Node* Create(const Copy& copy, nc::NodeRoom* room);
 // Copies the schema below the source; its instances are no part of that. False, and the node is
 // gone, when a copy fails.
 bool CopySchemaChildren(Node* node, const Node& source, nc::NodeRoom* room) {
+  nc::CopyTwins(source, node);
   for (Node& child : nc::Records<Node>(&source.sub_lst)) {
     if (!nc::IsSchema(child)) continue;
     NC_DM_LOG_INFO("Create an new object node '%s'.\n", child.node_name);

@@ -28,7 +28,7 @@ constexpr size_t kMaxDistance = std::numeric_limits<Distance>::max() * kAlignmen
 
 struct NodeBlock {
   uint32_t nodes;  // that still live
-  uint16_t unused;
+  uint16_t may_have_twins;
   Distance first_node;
 };
 
@@ -36,9 +36,14 @@ namespace {
 
 static_assert(sizeof(NodeBlock) == kAlignment);
 
+const NodeBlock* BlockOf(const nc_dm_agent_node_t& node) {
+  const Distance distance = reinterpret_cast<const Distance*>(&node)[-1];
+  return reinterpret_cast<const NodeBlock*>(reinterpret_cast<const char*>(&node) -
+                                            distance * kAlignment);
+}
+
 NodeBlock* BlockOf(nc_dm_agent_node_t* node) {
-  const Distance distance = reinterpret_cast<Distance*>(node)[-1];
-  return reinterpret_cast<NodeBlock*>(reinterpret_cast<char*>(node) - distance * kAlignment);
+  return const_cast<NodeBlock*>(BlockOf(static_cast<const nc_dm_agent_node_t&>(*node)));
 }
 
 // Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
@@ -124,6 +129,20 @@ void FreeNode(nc_dm_agent_node_t* node) {
   NodeBlock* block = BlockOf(node);
   Seal(node);
   if (--block->nodes == 0) free(block);
+}
+
+bool AreOfOneBlock(const nc_dm_agent_node_t& one, const nc_dm_agent_node_t& other) {
+  return IsOwn(one) && IsOwn(other) && BlockOf(one) == BlockOf(other);
+}
+
+// ---- Names ----
+
+void MarkTwins(nc_dm_agent_node_t* parent) {
+  if (IsOwn(*parent)) BlockOf(parent)->may_have_twins = 1;
+}
+
+bool MayHaveTwins(const nc_dm_agent_node_t& parent) {
+  return !IsOwn(parent) || BlockOf(parent)->may_have_twins != 0;
 }
 
 // ---- Counters ----

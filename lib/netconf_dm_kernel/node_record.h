@@ -51,10 +51,21 @@ nc_dm_agent_node_t* NewNode(std::string_view name);
 // Frees the record and its name; not its children and what is in its indexes.
 void FreeNode(nc_dm_agent_node_t* node);
 
+// Were two nodes made together.
+bool AreOfOneBlock(const nc_dm_agent_node_t& one, const nc_dm_agent_node_t& other);
+
 // Was the node made here.
 inline bool IsOwn(const nc_dm_agent_node_t& node) {
   return node.node_name == reinterpret_cast<const char*>(&node + 1);
 }
+
+// ---- Names ----
+
+// A schema gives each of a node's children a name of its own, so that who searches an entry for a
+// leaf is done with the first. Others may link children of equal names. For nodes that were made
+// here; those that were made together are marked together.
+void MarkTwins(nc_dm_agent_node_t* parent);
+bool MayHaveTwins(const nc_dm_agent_node_t& parent);
 
 // ---- Counters ----
 

@@ -162,6 +162,9 @@ struct Place {
   int depth = 0;
 };
 
+// Of an entry: some eight leaves, as many as are read while they come.
+constexpr size_t kPrefetchedBytes = 2048;
+
 // Goes down to an object's children for a scope.
 class Descent {
  public:
@@ -224,7 +227,7 @@ void ReadChildren(nc_dm_list_t* list, Place* place, const nc_dm_agent_node_t& no
       default:
         NC_DM_LOG_INFO("Get node '%s' values, instid %lld.\n", child.node_name,
                        nc::LongLong(child.instid));
-        nc::PrefetchNextEntry(child);
+        nc::PrefetchNextEntry(child, kPrefetchedBytes);
         ReadChild(list, place, &child);
     }
   }
@@ -246,7 +249,7 @@ class MatchReader {
     for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
       NC_DM_LOG_INFO("Match node '%s', instid %lld, continue match descendants to get values.\n",
                      node.node_name, nc::LongLong(node.instid));
-      nc::PrefetchNextEntry(node);
+      nc::PrefetchNextEntry(node, kPrefetchedBytes);
       const nc_int64 id = node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT ? node.instid : 0;
       path_->instances[at] = id;
       if (at < last_) {

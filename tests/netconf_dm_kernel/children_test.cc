@@ -493,6 +493,46 @@ TEST_F(ChildrenTest, LeafBehindTheInstancesOfAnEntry) {
   EXPECT_EQ(nc::FindSchemaChild(&entry->sub_lst, "later"), At("a.b.1.later"));
 }
 
+TEST_F(ChildrenTest, LeavesOfOneNameInAnEntry) {
+  Register("a.b.{i}.k");
+  Register("a.b.{i}.l");
+  Node* entry = Create(At("a"), "b", 1);
+  ASSERT_EQ(Named(&entry->sub_lst, "k").size(), 1u);
+  ASSERT_NE(
+      nc_dm_agent_create_node(entry, At("a.b.k"), 0, NC_DM_NODE_TYPE_LEAF, NC_DM_NODE_SRC_NONE),
+      nullptr);
+  EXPECT_EQ(Named(&entry->sub_lst, "k").size(), 2u);
+  ExpectAllLikeWalk();
+}
+
+TEST_F(ChildrenTest, LeavesOfOneNameInTheListsSchema) {
+  Register("a.b.{i}.k");
+  Register("a.b.{i}.c.l");
+  for (const char* parent : {"a.b", "a.b.c"}) {
+    ASSERT_NE(nc_dm_agent_create_node(At(parent), At("a.b.c.l"), 0, NC_DM_NODE_TYPE_LEAF,
+                                      NC_DM_NODE_SRC_NONE),
+              nullptr);
+  }
+  Node* entry = Create(At("a"), "b", 1);
+  EXPECT_EQ(Named(&At("a.b.1.c")->sub_lst, "l").size(), 2u);
+  EXPECT_EQ(Named(&entry->sub_lst, "l").size(), 1u);
+  ExpectAllLikeWalk();
+  ASSERT_NE(
+      nc_dm_agent_create_node(At("a.b"), At("a.b.k"), 0, NC_DM_NODE_TYPE_LEAF, NC_DM_NODE_SRC_NONE),
+      nullptr);
+  entry = Create(At("a"), "b", 2);
+  EXPECT_EQ(Named(&entry->sub_lst, "k").size(), 2u);
+  ExpectAllLikeWalk();
+}
+
+TEST_F(ChildrenTest, HandMadeLeavesOfOneNameInTheListsSchema) {
+  Register("a.b.{i}.k");
+  AddHandMade(At("a.b"), "k", NC_DM_NODE_TYPE_LEAF);
+  Node* entry = Create(At("a"), "b", 1);
+  EXPECT_EQ(Named(&entry->sub_lst, "k").size(), 2u);
+  ExpectAllLikeWalk();
+}
+
 TEST_F(ChildrenTest, HandMadeNodesInAnEntry) {
   Register("a.b.{i}.c.{i}.k");
   Node* entry = Create(At("a"), "b", 1);
