@@ -17,6 +17,14 @@ class FilterTest : public QueryTest {
     return Handle(NC_DM_MSG_TYPE_FILTER, Body().Int32(NC_DM_PKT_TYPE_FILTER).Text(name), 5, 0,
                   NC_DM_MSG_FLAG_NAME);
   }
+  // A message for the handlers themselves.
+  static nc_dm_msg_t* PutMessage(std::string_view body, int flag = 0) {
+    nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
+    message->head.flag = flag;
+    message->head.len = static_cast<nc_int32>(body.size());
+    memcpy(message->buf, body.data(), body.size());
+    return message;
+  }
 };
 
 TEST_F(FilterTest, SegmentsAreCollectedAndThenRun) {
@@ -26,6 +34,7 @@ TEST_F(FilterTest, SegmentsAreCollectedAndThenRun) {
              Body().Filter("net.vrf.{i}.name", {}, {2}).Filter("net.vrf.{i}.zone", {}, {3}), 2),
       0);
   EXPECT_EQ(CollectedFilters(), 3u);
+  EXPECT_FALSE(log().ContainsError("Failed to decode filter list message!\n"));
   EXPECT_TRUE(peer().IsQuiet());
   EXPECT_EQ(platform().Pending().size(), 0u);
 
@@ -77,6 +86,7 @@ TEST_F(FilterTest, ASingleFilterMayCarryIdsAndAValue) {
 
 TEST_F(FilterTest, ASegmentThatCannotBeDecodedDropsWhatWasCollected) {
   EXPECT_EQ(Filter(NC_DM_PKT_TYPE_SEGMENT, Body().Filter("sys.host"), 1), 0);
+  log().Clear();
   EXPECT_EQ(Filter(NC_DM_PKT_TYPE_SEGMENT, Body().Filter("sys.host"), 2), 0);
   EXPECT_TRUE(log().ContainsError("Failed to decode filter list message!\n"));
   ExpectFault(NC_DM_FAULT_CODE_PARSE, 5);
@@ -114,13 +124,30 @@ TEST_F(FilterTest, OtherPacketTypesDoNothing) {
   EXPECT_EQ(platform().Pending().size(), 0u);
 }
 
+TEST_F(FilterTest, ARequestThatCannotBeReadIsRefusedAndLeavesNothing) {
+  // Announces a value that is not there.
+  nc_dm_msg_t* message = PutMessage(Body().Int32(NC_DM_PKT_TYPE_FILTER).Text("sys.host"),
+                                    NC_DM_MSG_FLAG_NAME | NC_DM_MSG_FLAG_VALUE);
+  nc_dm_fault_t fault = {};
+  const int live = FailingAlloc::Live();
+  EXPECT_EQ(nc_dm_agent_handle_msg_filter(agent_fd(), message, &fault), -1);
+  EXPECT_EQ(FailingAlloc::Live(), live);
+  EXPECT_EQ(fault.fault_code, NC_DM_FAULT_CODE_PARSE);
+
+  for (const std::string& body : {std::string("abc"), Body().Int32(-4).bytes()}) {
+    message = PutMessage(body);
+    fault = {};
+    EXPECT_EQ(nc_dm_agent_handle_msg_filter(agent_fd(), message, &fault), -1);
+    EXPECT_EQ(fault.fault_code, NC_DM_FAULT_CODE_PARSE);
+    fault = {};
+    EXPECT_EQ(nc_dm_agent_handle_msg_getid(agent_fd(), message, &fault), -1);
+    EXPECT_EQ(fault.fault_code, NC_DM_FAULT_CODE_PARSE);
+  }
+}
+
 TEST_F(FilterTest, MemoryThatIsShortIsAFault) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
-  message->head.type = NC_DM_MSG_TYPE_FILTER;
-  message->head.len = 4;
-  const nc_int32 pkt_type = NC_DM_PKT_TYPE_FILTER;
-  memcpy(message->buf, &pkt_type, sizeof(pkt_type));
+  nc_dm_msg_t* message = PutMessage(Body().Int32(NC_DM_PKT_TYPE_FILTER));
   constexpr const char* kFailures[] = {"Failed to malloc filter_node!\n",
                                        "Failed to malloc filter_node->filter!\n"};
   for (int successes : {0, 1}) {
@@ -205,12 +232,15 @@ class DoFilterTest : public FilterTest {
 
 TEST_F(DoFilterTest, TheResultIsThatOfTheLastRun) {
   nc_dm_list_t list = {};
+  list.cnt = 5;  // of nothing: the head is cleared
+  const int live = FailingAlloc::Live();
   for (int i = 0; i < 2; i++) {
     EXPECT_EQ(nc_dm_agent_do_filter(&g_nc_dm_filter_node_list, &list, &fault_), 0);
     EXPECT_EQ(Count(list), 1);
     EXPECT_EQ(list.cnt, 1);
   }
   nc_dm_agent_free_val_list(&list);
+  EXPECT_EQ(FailingAlloc::Live(), live);
 }
 
 TEST_F(DoFilterTest, NoFiltersEmptyTheResult) {
