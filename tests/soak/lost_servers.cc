@@ -1,12 +1,59 @@
 #include "lost_servers.h"
 
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <filesystem>
+#include <vector>
 
 namespace ncdm_test {
 
 using namespace ncdm::server;  // NOLINT: requests and answers
+
+namespace {
+
+// While it lives the process has no free descriptor.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    rlimit few = before_;
+    few.rlim_cur = kFew;
+    setrlimit(RLIMIT_NOFILE, &few);
+    for (int fd; (fd = dup(STDERR_FILENO)) >= 0;) taken_.push_back(fd);
+  }
+  ~NoDescriptors() {
+    for (const int fd : taken_) close(fd);
+    setrlimit(RLIMIT_NOFILE, &before_);
+  }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  static constexpr rlim_t kFew = 64;
+  rlimit before_{};
+  std::vector<int> taken_;
+};
+
+// While it lives there is no place for the agent's socket.
+class NoDirectory {
+ public:
+  explicit NoDirectory(const TempDir& dir)
+      : place_(std::filesystem::path(dir.ClientSocket("")).parent_path()),
+        away_(place_.string() + ".away") {
+    std::filesystem::rename(place_, away_);
+  }
+  ~NoDirectory() { std::filesystem::rename(away_, place_); }
+  NoDirectory(const NoDirectory&) = delete;
+  NoDirectory& operator=(const NoDirectory&) = delete;
+
+ private:
+  std::filesystem::path place_;
+  std::filesystem::path away_;
+};
+
+}  // namespace
 
 void LostServers::Lose(Moment moment) {
   both_.app().ForgetCalls();
@@ -27,10 +74,21 @@ void LostServers::Lose(Moment moment) {
       moment == Moment::kOnAccept) {
     LoseRawServer(moment);
   }
-  for (int attempt = moment == Moment::kLongGone ? 1 + random_.Below(4) : 0; attempt > 0;
-       --attempt) {
+  if (moment == Moment::kLongGone || moment == Moment::kNoDescriptors ||
+      moment == Moment::kNoDirectory) {
+    FailAttempts(moment);
+  }
+}
+
+void LostServers::FailAttempts(Moment moment) {
+  std::optional<NoDescriptors> no_descriptors;
+  std::optional<NoDirectory> no_directory;
+  if (moment == Moment::kNoDescriptors) no_descriptors.emplace();
+  if (moment == Moment::kNoDirectory) no_directory.emplace(device().dir());
+  for (int attempt = 1 + random_.Below(4); attempt > 0; --attempt) {
     device().agent().SkipTime();
     device().agent().RunOnce();
+    counts_.attempts_without_socket += g_nc_dm_mng_info.agent_fd < 0 ? 1 : 0;
   }
 }
 

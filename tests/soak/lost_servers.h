@@ -20,14 +20,18 @@ enum class Moment {
   kInRegistrations,  // the agent's registrations are sent in part, into a socket that is full
   kOnAccept,         // each connection is taken and closed, several times
   kLongGone,         // several attempts of the agent find nobody
+  kNoDescriptors,    // several attempts find that the process has no descriptor left
+  kNoDirectory,      // several attempts find no directory for the agent's socket
 };
-inline constexpr std::array<const char*, 7> kMomentNames = {"idle",
+inline constexpr std::array<const char*, 9> kMomentNames = {"idle",
                                                             "in requests",
                                                             "in a request's frame",
                                                             "in the agent's first frame",
                                                             "in the registrations",
                                                             "on accept",
-                                                            "long gone"};
+                                                            "long gone",
+                                                            "without descriptors",
+                                                            "without a directory"};
 
 class LostServers {
  public:
@@ -41,9 +45,10 @@ class LostServers {
 
   // What became of it, which tells whether the moments were the ones that were meant.
   struct Counts {
-    int edits = 0;              // started
-    int edits_carried_out = 0;  // the others were lost with the connection
-    int registrations_cut = 0;  // the connection was lost with some sent and some not
+    int edits = 0;                    // started
+    int edits_carried_out = 0;        // the others were lost with the connection
+    int attempts_without_socket = 0;  // of the agent, for want of a descriptor or a directory
+    int registrations_cut = 0;        // the connection was lost with some sent and some not
   };
   const Counts& counts() const { return counts_; }
 
@@ -53,6 +58,7 @@ class LostServers {
   void SendPartOfFrame();
   void LoseRawServer(Moment moment);
   void ReadRegistrations(RawServer* raw);
+  void FailAttempts(Moment moment);
   void Turns(int most);
   void SettleEdit();
 

@@ -82,11 +82,14 @@ TEST_F(RestartsTest, AgentIsAlwaysBackWithEverything) {
   recording_.ExpectFlat();
   const LostServers::Counts& counts = lost_.counts();
   EXPECT_GT(counts.registrations_cut, 0);
+  EXPECT_GT(counts.attempts_without_socket, 0);
   EXPECT_GT(counts.edits_carried_out, 0);
   EXPECT_LT(counts.edits_carried_out, counts.edits);
-  printf("restarts: %d (%s); %d cut registrations, %d of %d edits carried out; %s\n", restarts_,
-         Moments().c_str(), counts.registrations_cut, counts.edits_carried_out, counts.edits,
-         recording_.Line().c_str());
+  printf(
+      "restarts: %d (%s); %d cut registrations, %d attempts without a socket, "
+      "%d of %d edits carried out; %s\n",
+      restarts_, Moments().c_str(), counts.registrations_cut, counts.attempts_without_socket,
+      counts.edits_carried_out, counts.edits, recording_.Line().c_str());
 }
 
 }  // namespace
