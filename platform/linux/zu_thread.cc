@@ -10,6 +10,7 @@
 
 #include <errno.h>
 #include <event2/event.h>
+#include <event2/event_struct.h>
 #include <stdint.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -62,10 +63,36 @@ class FileDescriptor {
 struct Task;
 using TaskList = std::list<Task>;
 
+// What libevent watches for a task, until it reports it.
+class TaskEvent {
+ public:
+  TaskEvent() = default;
+  TaskEvent(const TaskEvent&) = delete;
+  TaskEvent& operator=(const TaskEvent&) = delete;
+  ~TaskEvent() { Withdraw(); }
+
+  // One shot. False when it cannot be watched.
+  bool Watch(event_base* base, int fd, short events, event_callback_fn callback, void* arg,
+             const timeval* timeout) {
+    is_watched_ = event_assign(&event_, base, fd, events, callback, arg) == 0 &&
+                  event_add(&event_, timeout) == 0;
+    return is_watched_;
+  }
+  void Reported() { is_watched_ = false; }
+  void Withdraw() {
+    if (is_watched_) event_del(&event_);
+    is_watched_ = false;
+  }
+
+ private:
+  event event_;
+  bool is_watched_ = false;
+};
+
 struct Task : zu_thread {
   TaskList* home = nullptr;  // the list that holds the task; null once it runs
   TaskList::iterator self;
-  EventPtr ev;
+  TaskEvent ev;
   Clock::time_point due;
   uint64_t number = 0;  // of scheduling
 
@@ -128,7 +155,8 @@ struct zu_thread_master {
 
   bool WatchStop();
   Task* NewTask(zu_thread_func func, void* arg, int value, const char* name);
-  void Discard(Task& task);
+  void Discard(Task& task) { Retire(*task.home, task.self); }
+  void Retire(TaskList& list, TaskList::iterator task);
   void MakeReady(Task& task, Clock::time_point due);
   Clock::time_point ThisTurn();
   bool Wait(std::optional<microseconds> timeout);
@@ -140,6 +168,7 @@ struct zu_thread_master {
   FileDescriptor stop_fd_;
   EventPtr stop_event_;
   EventPtr timeout_event_;
+  TaskList spare_;    // records of tasks that are done, for those to come
   TaskList waiting_;  // for libevent, or for ever
   TaskList ready_;    // sorted, waiting for the next turn
   TaskList turn_;     // sorted, the rest of the turn that runs
@@ -167,11 +196,14 @@ bool zu_thread_master::WatchStop() {
 
 Task* zu_thread_master::NewTask(zu_thread_func func, void* arg, int value, const char* name) {
   if (!func) return nullptr;
-  try {
-    waiting_.emplace_back();
-  } catch (const std::bad_alloc&) {
-    return nullptr;
+  if (spare_.empty()) {
+    try {
+      spare_.emplace_back();
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
   }
+  waiting_.splice(waiting_.end(), spare_, spare_.begin());
   Task& task = waiting_.back();
   static_cast<zu_thread&>(task) = {this, func, arg, value, name};
   task.home = &waiting_;
@@ -180,7 +212,18 @@ Task* zu_thread_master::NewTask(zu_thread_func func, void* arg, int value, const
   return &task;
 }
 
-void zu_thread_master::Discard(Task& task) { task.home->erase(task.self); }
+// An agent schedules a task for each step of a request, so that the same few records serve it again
+// and again.
+void zu_thread_master::Retire(TaskList& list, TaskList::iterator task) {
+  constexpr size_t kSpare = 8;
+  task->ev.Withdraw();
+  task->home = nullptr;
+  if (spare_.size() < kSpare) {
+    spare_.splice(spare_.begin(), list, task);
+  } else {
+    list.erase(task);
+  }
+}
 
 // Almost every task belongs at the end, so the search starts there.
 void zu_thread_master::MakeReady(Task& task, Clock::time_point due) {
@@ -204,9 +247,8 @@ zu_thread* zu_thread_master::ScheduleTimer(zu_thread_func func, void* arg, micro
   Task* task = NewTask(func, arg, 0, name);
   if (!task) return nullptr;
   task->due = Clock::now() + delay;
-  task->ev.reset(event_new(base_.get(), -1, 0, &OnTaskEvent, task));
   const timeval timeout = ToTimeval(delay);
-  if (!task->ev || event_add(task->ev.get(), &timeout) != 0) {
+  if (!task->ev.Watch(base_.get(), -1, 0, &OnTaskEvent, task, &timeout)) {
     Discard(*task);
     return nullptr;
   }
@@ -217,8 +259,7 @@ zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, 
                                                 short events, const char* name) {
   Task* task = NewTask(func, arg, fd, name);
   if (!task || fd < 0) return task;
-  task->ev.reset(event_new(base_.get(), fd, events, &OnTaskEvent, task));
-  if (!task->ev || event_add(task->ev.get(), nullptr) != 0) {
+  if (!task->ev.Watch(base_.get(), fd, events, &OnTaskEvent, task, nullptr)) {
     Discard(*task);
     return nullptr;
   }
@@ -227,11 +268,12 @@ zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, 
 
 void zu_thread_master::Cancel(Task& task) {
   // A task that runs is past cancelling; its record goes when its function returns.
-  if (task.home) task.home->erase(task.self);
+  if (task.home) task.master->Discard(task);
 }
 
 void zu_thread_master::OnTaskEvent(evutil_socket_t, short events, void* arg) {
   Task& task = *static_cast<Task*>(arg);
+  task.ev.Reported();
   const bool is_timer = (events & EV_TIMEOUT) != 0;
   task.master->MakeReady(task, is_timer ? task.due : task.master->ThisTurn());
 }
@@ -249,14 +291,16 @@ Clock::time_point zu_thread_master::ThisTurn() {
 
 bool zu_thread_master::Wait(std::optional<microseconds> timeout) {
   int flags = EVLOOP_ONCE;
+  bool has_timeout = false;
   if (!ready_.empty() || timeout == microseconds::zero()) {
     flags |= EVLOOP_NONBLOCK;
   } else if (timeout) {
     const timeval tv = ToTimeval(*timeout);
     if (event_add(timeout_event_.get(), &tv) != 0) return false;
+    has_timeout = true;
   }
   const int result = event_base_loop(base_.get(), flags);
-  event_del(timeout_event_.get());
+  if (has_timeout) event_del(timeout_event_.get());
   this_turn_.reset();
   return result >= 0;
 }
@@ -272,6 +316,7 @@ int zu_thread_master::RunReady() {
     Task& task = current.front();
     task.home = nullptr;
     task.func(&task);
+    Retire(current, task.self);
     ++count;
   }
   // What became ready meanwhile is due after all of these.
