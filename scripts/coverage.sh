@@ -11,6 +11,7 @@ if [[ ${1:-} == -* ]]; then
   exit 2
 fi
 pattern=${1:-lib/}
+report=build-coverage/report
 
 ncdm_setup coverage
 jobs=$(nproc)
@@ -19,22 +20,31 @@ cmake --preset coverage
 cmake --build --preset coverage --parallel "$jobs"
 find build-coverage -name '*.gcda' -delete
 echo "coverage: running the tests"
-ctest --preset coverage --parallel "$jobs" --output-on-failure --no-tests=error
+# What was run counts, also if a test failed; the script fails in the end.
+tests=0
+ctest --preset coverage --parallel "$jobs" --output-on-failure --no-tests=error || tests=$?
 
-echo "coverage: writing build-coverage/report/index.html"
-mkdir -p build-coverage/report
+echo "coverage: writing $report/index.html"
+rm -rf "$report"
+mkdir -p "$report"
 # Branches that only an exception takes are none that a test could: nothing in the library throws.
-gcovr --root . --object-directory build-coverage --filter "$pattern" \
-  --exclude-throw-branches --exclude-unreachable-branches \
-  --html-details build-coverage/report/index.html --txt build-coverage/report/lines.txt \
-  --json-summary build-coverage/report/summary.json
-gcovr --root . --object-directory build-coverage --filter "$pattern" \
-  --exclude-throw-branches --exclude-unreachable-branches --branches \
-  --txt build-coverage/report/branches.txt
-cat build-coverage/report/lines.txt build-coverage/report/branches.txt
-python3 - <<'PY'
-import json
-summary = json.load(open("build-coverage/report/summary.json"))
+# The counters are read once, for all of lib/; the reports are made from that.
+gcovr --root . -j "$jobs" --filter lib/ --exclude-throw-branches --exclude-unreachable-branches \
+  --json "$report/coverage.json" build-coverage
+ncdm_report() {
+  gcovr --root . --add-tracefile "$report/coverage.json" --filter "$pattern" "$@"
+}
+ncdm_report --txt "$report/lines.txt" --html-details "$report/index.html" \
+  --json-summary "$report/summary.json"
+ncdm_report --branches --txt "$report/branches.txt"
+cat "$report/lines.txt" "$report/branches.txt"
+python3 - "$report/summary.json" <<'PY'
+import json, sys
+summary = json.load(open(sys.argv[1]))
 print("coverage: %.1f %% of lines, %.1f %% of branches"
       % (summary["line_percent"], summary["branch_percent"]))
 PY
+if ((tests != 0)); then
+  echo "coverage: tests failed" >&2
+  exit "$tests"
+fi

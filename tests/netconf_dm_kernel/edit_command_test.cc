@@ -602,6 +602,10 @@ TEST_F(CommandTest, MissingValueFailsForDeleteAlone) {
   EXPECT_THAT(app.calls(), SizeIs(1));
 
   Restart();
+  EXPECT_EQ(RunBelow({{.name = "if.port.vlan", .op = NC_DM_OP_DELETE}}), -1);
+  EXPECT_TRUE(LoggedError("The tmp node 'vlan' value '(null)' doesn't exist.\n"));
+
+  Restart();
   app.On(Callback::kDelete, "descr", 9);
   EXPECT_EQ(RunBelow({{.name = "if.port.descr", .op = NC_DM_OP_REMOVE},
                       {.name = "if.port.vlan", .val = "7", .op = NC_DM_OP_REMOVE}}),
@@ -910,6 +914,16 @@ TEST_F(CommandTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_EQ(nc_dm_agent_edit_execmd(nullptr, none.get(), 1, &fault, NC_DM_NODE_SRC_NONE), -1);
   EXPECT_EQ(nc_dm_agent_edit_execmd(NodeAt("if"), nullptr, 1, &fault, NC_DM_NODE_SRC_NONE), -1);
   EXPECT_EQ(Run(none, 1), -1);
+  ModelEdits edits{{.name = "if.port.name", .val = "x", .op = NC_DM_OP_MERGE},
+                   {.name = "if.port.mtu", .val = "1", .op = NC_DM_OP_MERGE}};
+  EXPECT_EQ(nc_dm_agent_edit_execmd(NodeAt("if.port"), edits.WithNames().get(), 1, nullptr,
+                                    NC_DM_NODE_SRC_NONE),
+            -1);
+  for (const int place : {0, 1}) {
+    nc_dm_stub_edit_t* edit = std::exchange(edits.at(place)->edit, nullptr);
+    EXPECT_EQ(Run(edits, 1), place == 0 ? -1 : 1);
+    edits.at(place)->edit = edit;
+  }
   for (const nc_int64 result : {nc_int64{100}, nc_int64{-7}, nc_int64{-1}, nc_int64{500}}) {
     app.On(Callback::kSet, "descr", result < 0 ? -1 : 0);
     app.On(Callback::kDelete, "descr", result);

@@ -532,6 +532,10 @@ TEST_F(DeleteAllTest, NothingIsLoggedThroughAClosedMask) {
   nc_dm_id_array_t ids = Array({});
   EXPECT_EQ(nc_dm_agent_edit_delall_child(nullptr, &ids, &fault, 0), -1);
   EXPECT_EQ(nc_dm_agent_edit_delall_child(NodeAt("sys"), nullptr, &fault, 0), -1);
+  {
+    const FailingCall failing(Step::kCreatePadb);
+    EXPECT_EQ(DeleteAll({}, NC_DM_ERROPT_CONTINUE), 0);
+  }
   g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
   EXPECT_EQ(DeleteAll(), 0);
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
@@ -551,6 +555,9 @@ TEST_F(EntryTest, NothingIsLoggedThroughAClosedMask) {
     EXPECT_LT(Delete({.name = "key", .val = values[i], .op = NC_DM_OP_DELETE}, lists[i]), 0);
   }
   EXPECT_EQ(Delete({.name = "key", .val = "1", .op = NC_DM_OP_REMOVE}), 0);
+  nc_dm_agent_node_t* vrf = NodeAt("net.vrf");
+  EXPECT_EQ(nc_dm_agent_edit_create(vrf, nullptr, 1, &fault, NC_DM_NODE_SRC_NONE), -1);
+  EXPECT_EQ(nc_dm_agent_edit_delete(vrf, nullptr, 4, &fault), -1);
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 

@@ -843,6 +843,25 @@ TEST_F(KeyLookupTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_EQ(Find("vrf", {{"rd", "10"}}), 3);
   EXPECT_EQ(Find("peer", {{"addr", "a"}, {"port", "1"}}), 0);
   EXPECT_EQ(Find("peer", {{"addr", "a"}, {"port", "x"}}), -1);
+  NodeAt("net.peer.port")->index = 64;
+  EXPECT_EQ(Find("peer", {{"addr", "a"}, {"port", "1"}}), -1);
+
+  nc_dm_bin_tree_node_t* indexed = entry->instid_btree_node;
+  void* const data = std::exchange(indexed->data, nullptr);
+  EXPECT_EQ(nc_dm_agent_get_mode_node_inst(net, vrf, 3), nullptr);
+  indexed->data = data;
+  NodeAt("net.vrf.3.rd")->val_type = NC_DM_VAL_TYPE_UNKNOWN;
+  EXPECT_EQ(Find("vrf", {{"rd", "10"}}), -1);
+  {
+    const FailingCall failing(Step::kGetIds);
+    EXPECT_EQ(nc_dm_agent_key_cont_match(entry, name, name), nullptr);
+  }
+  ModelEdits no_edit{{.name = "net.vrf.name", .flag = 1}};
+  nc_dm_stub_edit_t* edit = std::exchange(no_edit.at(0)->edit, nullptr);
+  nc_dm_agent_cpy_edit_list_keys(no_edit.get(), keys.get());
+  EXPECT_EQ(nc_dm_agent_parse_edit_last_node_name(no_edit.at(0)), -1);
+  EXPECT_EQ(nc_dm_agent_get_mode_node(no_edit.at(0), net), nullptr);
+  no_edit.at(0)->edit = edit;
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 

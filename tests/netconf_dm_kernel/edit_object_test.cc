@@ -431,6 +431,11 @@ TEST_F(ObjectTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_EQ(nc_dm_agent_edit_object(6, nullptr, &fault), -1);
   EXPECT_EQ(nc_dm_agent_edit_object(6, none.get(), &fault), -1);
   EXPECT_EQ(nc_dm_agent_edit_object(6, no_key.get(), &fault), -1);
+  ModelEdits edits{{.name = "net.vrf.name", .flag = kKey}};
+  EXPECT_EQ(nc_dm_agent_edit_object(6, edits.get(), nullptr), -1);
+  nc_dm_stub_edit_t* edit = std::exchange(edits.at(0)->edit, nullptr);
+  EXPECT_EQ(Edit(edits), -1);
+  edits.at(0)->edit = edit;
   for (const nc_int64 result : {nc_int64{-1}, nc_int64{0}, nc_int64{9}, nc_int64{7}}) {
     app.On(Callback::kCreate, "name", result);
     app.On(Callback::kDelete, "name", result);

@@ -547,6 +547,11 @@ TEST_F(SubtreeTest, NothingIsLoggedThroughAClosedMask) {
   const DebugMask closed(0);
   EXPECT_EQ(Edit({}), 0);
   EXPECT_EQ(nc_dm_agent_edit_subtree(nullptr, nullptr, &fault), -1);
+  ModelEdits edits{{.name = "sys.name"}};
+  EXPECT_EQ(nc_dm_agent_edit_subtree(nullptr, edits.get(), nullptr), -1);
+  nc_dm_agent_free_edit(edits.at(0)->edit);
+  free(std::exchange(edits.at(0)->edit, nullptr));
+  EXPECT_EQ(Edit(edits), 0);
   const nc_int32 go_on = NC_DM_ERROPT_CONTINUE;
   EXPECT_EQ(Edit({{.name = "sys..name"},
                   {.name = "sys.none", .op = NC_DM_OP_MERGE, .erropt = go_on},
