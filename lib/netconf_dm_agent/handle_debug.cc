@@ -2,8 +2,8 @@
 // they write to the log appears whatever the debug bits are.
 
 #include "netconf_dm_agent/handle.h"
+#include "netconf_dm_kernel/tree_walk.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/mutex_lock.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ const char* SourceName(nc_int32 src) {
 // Reads the whole tree. Other threads may register meanwhile, so the walk over the top level locks
 // too.
 int ReadTree(nc_dm_list_t* values, uint32_t* total_node) {
-  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  const nc::TreeWalk walk;
   *total_node = g_nc_agent_dm.total_node;
   for (const auto& node : nc::Records<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
     nc_dm_stub_filter_t filter = {};

@@ -6,7 +6,7 @@
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_agent/handle.h"
 #include "netconf_dm_agent/response.h"
-#include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_kernel/tree_walk.h"
 
 namespace {
 
@@ -44,12 +44,12 @@ int Collect(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
 }
 
 nc_int64 EditObject(int pkt_type, nc_dm_fault_t* fault) {
-  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  const nc::TreeWalk walk;
   return nc_dm_agent_edit_object(pkt_type, &g_nc_dm_edit_node_list, fault);
 }
 
 nc_int64 EditSubtree(nc_dm_fault_t* fault) {
-  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  const nc::TreeWalk walk;
   return nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, &g_nc_dm_edit_node_list, fault);
 }
 

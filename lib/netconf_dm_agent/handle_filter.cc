@@ -3,9 +3,9 @@
 #include "netconf_dm_agent/collected.h"
 #include "netconf_dm_agent/handle.h"
 #include "netconf_dm_agent/response.h"
+#include "netconf_dm_kernel/tree_walk.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/malloc_ptr.h"
-#include "netconf_dm_util/mutex_lock.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ int nc_dm_agent_do_filter(nc_dm_stub_filter_node_list_t* filter_list, nc_dm_list
   }
   int result = 0;
   {
-    const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+    const nc::TreeWalk walk;
     result = nc_dm_agent_filter_subtree_id_arr(filter_list, result_list);
   }
   if (result != 0) {

@@ -3,8 +3,8 @@
 #include "netconf_dm_agent/collected.h"
 #include "netconf_dm_agent/handle.h"
 #include "netconf_dm_agent/response.h"
+#include "netconf_dm_kernel/tree_walk.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/mutex_lock.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ class FoundInstances {
 
 // Fills the pending answer with the instances that all filters have in common.
 int FindCommonInstances() {
-  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  const nc::TreeWalk walk;
   for (const auto& node :
        nc::Records<nc_dm_stub_filter_node_t>(&g_nc_dm_filter_node_list.filter_head)) {
     FoundInstances found;

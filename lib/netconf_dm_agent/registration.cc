@@ -13,6 +13,7 @@
 
 #include "netconf_dm_kernel/initialized.h"
 #include "netconf_dm_kernel/server_records.h"
+#include "netconf_dm_kernel/tree_walk.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"
@@ -116,6 +117,17 @@ int AnnouncePath(char* path, nc_int32 attr) {
   return 0;
 }
 
+void EmptyTree() {
+  for (auto& root : RecordsSafely<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
+    nc_dm_agent_unreg_nodes(&root);
+  }
+  for (auto& yang : RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
+    Unlink(&yang.lst);
+    nc_dm_agent_free_yang_attr(&yang);
+    free(&yang);
+  }
+}
+
 }  // namespace nc
 
 int nc_dm_agent_reg_in(nc_dm_agent_node_t* dm_reg, nc_dm_path_nodes_t* p_path_nodes) {
@@ -188,14 +200,11 @@ int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void)) {
   }
   {
     const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-    for (auto& root : nc::RecordsSafely<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
-      nc_dm_agent_unreg_nodes(&root);
+    if (nc::TreeWalk::IsUnderWay()) {
+      NC_DM_LOG_ERROR("Unregister request is made by a callback, the tree is in use!\n");
+      return -1;
     }
-    for (auto& yang : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-      nc::Unlink(&yang.lst);
-      nc_dm_agent_free_yang_attr(&yang);
-      free(&yang);
-    }
+    nc::EmptyTree();
   }
   nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
   g_nc_dm_mng_info.unreg_rsp_handler = dm_unreg_rsp;
