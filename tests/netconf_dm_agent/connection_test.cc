@@ -317,6 +317,57 @@ TEST_F(ConnectionTest, ARegistrationThatFailsEndsTheStart) {
   EXPECT_EQ(recv(peer.fd(), &byte, 1, 0), 0);
 }
 
+int RegisterMuchAndFail() {
+  RegisterTwoLeaves();
+  char path[] = "net.vrf.{1-3}.name";
+  nc_dm_agent_mul_reg(path, NC_DM_VAL_TYPE_STRING, NC_DM_FLAG_KEY, nullptr, nullptr, nullptr,
+                      nullptr, nullptr, nullptr);
+  nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "1");
+  return -3;
+}
+
+// The leak checker sees to what the two lists owned.
+TEST_F(ConnectionTest, ARegistrationThatFailsLeavesNothingBehind) {
+  const Server server(dir());
+  EXPECT_EQ(Init(RegisterMuchAndFail), -3);
+  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.dm_root));
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.yang_attr_lst));
+  EXPECT_EQ(g_nc_agent_dm.total_node, 0u);
+  EXPECT_FALSE(info().local_dm_reg_over);
+
+  EXPECT_EQ(Init(RegisterTwoLeaves), 0);
+  EXPECT_EQ(PendingRecords(), 3u);
+}
+
+TEST_F(ConnectionTest, ARegistrationThatFailsWithoutAServerSchedulesNothingMore) {
+  EXPECT_EQ(Init([] { return 17; }), 17);
+  EXPECT_EQ(agent_fd(), -1);
+  ASSERT_EQ(platform().Pending().size(), 1u);
+  EXPECT_EQ(platform().Pending()[0]->func, nc_dm_agent_reconnect) << "of the failed connection";
+}
+
+bool g_named_in_dm_reg;
+
+TEST_F(ConnectionTest, TheNameIsSentBeforeTheApplicationRegisters) {
+  const Server server(dir());
+  g_named_in_dm_reg = false;
+  EXPECT_EQ(Init([] {
+              g_named_in_dm_reg = g_nc_agent_dm.registered && g_nc_dm_mng_info.agent_fd >= 0;
+              return 0;
+            }),
+            0);
+  EXPECT_TRUE(g_named_in_dm_reg);
+}
+
+TEST_F(ConnectionTest, TheQueuesMutexIsAPlainOne) {
+  ASSERT_EQ(Init(), 0);
+  pthread_mutex_t* mutex = &g_nc_dm_reg_list.list_mutex;
+  ASSERT_EQ(pthread_mutex_lock(mutex), 0);
+  EXPECT_EQ(pthread_mutex_trylock(mutex), EBUSY);
+  pthread_mutex_unlock(mutex);
+}
+
 TEST_F(ConnectionTest, AMutexThatCannotBeMadeFailsInit) {
   g_mutex_inits_before_failure = 0;
   EXPECT_EQ(Init(), -1);
@@ -476,6 +527,15 @@ TEST_F(ConnectionTest, ConnectSocketConnectsOnce) {
   EXPECT_TRUE(log().ContainsInfo("Dm agent connect already.\n"));
   server.Accept();
   EXPECT_FALSE(server.HasConnection());
+}
+
+TEST_F(ConnectionTest, Descriptor0IsNoConnection) {
+  const Server server(dir());
+  WriteText(info().agent_name, "one");
+  info().agent_fd = 0;
+  EXPECT_EQ(nc_dm_agent_connect_socket(), 0);
+  EXPECT_GE(agent_fd(), 1);
+  EXPECT_TRUE(server.Accept().IsOpen());
 }
 
 TEST_F(ConnectionTest, ConnectSocketWithoutAServerLeavesTheSocketOpen) {
