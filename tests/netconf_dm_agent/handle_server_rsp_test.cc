@@ -37,6 +37,17 @@ TEST_F(ServerRspTest, AFailedRegistrationIsTheApplicationsBusiness) {
   EXPECT_TRUE(peer().IsQuiet());
 }
 
+bool g_restart_in_handler;
+
+TEST_F(ServerRspTest, TheRestartIsOverBeforeTheApplicationIsTold) {
+  g_restart_in_handler = true;
+  info().reg_rsp_handler = [] {
+    return static_cast<int>(g_restart_in_handler = info().agent_restart);
+  };
+  EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(1)), 0);
+  EXPECT_FALSE(g_restart_in_handler);
+}
+
 TEST_F(ServerRspTest, AFailedRegistrationNeedsNoHandlerAndNoPath) {
   info().reg_rsp_handler = nullptr;
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(1)), 0);

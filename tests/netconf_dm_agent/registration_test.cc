@@ -319,6 +319,16 @@ TEST_F(RegistrationTest, RemovesNothingFromAnotherThread) {
   EXPECT_THAT(FakePlatform::Get().Pending(), IsEmpty());
 }
 
+TEST_F(RegistrationTest, RemovesTheTreeAlsoWhenTheServerCannotBeAsked) {
+  ModeReg("a.b");
+  FakePlatform::Get().FailNext(1);
+  EXPECT_EQ(nc_dm_agent_unreg_all(Reserved), 0);
+  EXPECT_TRUE(log().ContainsError("Failed to add zu-thread for unregister client!\n"));
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.dm_root));
+  EXPECT_EQ(info().unreg_rsp_handler, Reserved);
+  EXPECT_THAT(PendingTexts(), ElementsAre("REG a.b 0")) << "the queue is none of its business";
+}
+
 TEST_F(RegistrationTest, RemovesNothingBeforeTheStart) {
   info().agent_init = false;
   EXPECT_EQ(nc_dm_agent_unreg_all(nullptr), -1);

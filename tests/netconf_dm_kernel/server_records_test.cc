@@ -162,8 +162,54 @@ TEST_F(ServerRecordsTest, QueuesThePathsOfTheTreeAgain) {
 
 TEST_F(ServerRecordsTest, FailsWithAnEmptyTree) {
   EXPECT_EQ(nc_dm_agent_re_reg_server(), -1);
-  EXPECT_THAT(ErrorLines(), Contains("E The register paths list got is empty.\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("E The register paths list got is empty.\n",
+                                        "E Invaild input parameter!\n"));
   EXPECT_THAT(PendingTexts(), IsEmpty());
+}
+
+TEST_F(ServerRecordsTest, QueuesNothingOfATreeThatCannotBeWalked) {
+  app.Register({.path = "a.b"});
+  app.Register({.path = "template.y"});
+  nc_dm_agent_node_t* node = NodeAt("a");
+  for (int depth = 1; depth <= 15; ++depth) {
+    node = nc_dm_agent_create_node(node, NodeAt("template"), 0, NC_DM_NODE_TYPE_SINGLE_OBJECT,
+                                   NC_DM_NODE_SRC_NONE);
+  }
+  log().Clear();
+  EXPECT_EQ(nc_dm_agent_re_reg_server(), -1);
+  const std::vector<std::string> errors = ErrorLines();
+  ASSERT_GE(errors.size(), 2u);
+  EXPECT_EQ(errors[errors.size() - 2], "E Failed to get register paths list.\n");
+  EXPECT_EQ(errors.back(), "E Invaild input parameter!\n") << "nothing was left to release";
+  EXPECT_THAT(PendingTexts(), IsEmpty());
+}
+
+// The registration task holds the list while it waits for the tree. Whoever waits for the list must
+// have let go of the tree, or both wait for ever.
+TEST_F(ServerRecordsTest, DoesNotHoldTheTreeWhileItWaitsForTheList) {
+  app.Register({.path = "a.b"});
+  RememberYangAttr("if", NC_DM_YANG_ATTR_MODULE_NAME, "if");
+  struct Case {
+    int (*repeat)();
+    const char* last_line_before;
+    const char* queued;
+  };
+  for (const Case& c :
+       {Case{nc_dm_agent_re_reg_server, "Register path[a.b]to server.\n", "REG a.b 0"},
+        Case{nc_dm_agent_re_reg_yang_attr_server, "Add yang module[if] to register list.\n",
+             "YANG if 0 if"}}) {
+    log().Clear();
+    pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+    std::thread repetition([&] { EXPECT_EQ(c.repeat(), 0); });
+    while (!log().ContainsInfo(c.last_line_before)) std::this_thread::yield();
+    pthread_mutex_lock(&g_nc_agent_dm.dm_mutex);
+    EXPECT_THAT(PendingTexts(), IsEmpty());
+    pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
+    pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+    repetition.join();
+    EXPECT_THAT(PendingTexts(), ElementsAre(c.queued));
+    FreePendingRecords();
+  }
 }
 
 TEST_F(ServerRecordsTest, FailsWithATreeWithoutLeaves) {
