@@ -259,8 +259,8 @@ NC_DM_API int nc_dm_agent_unreg(char* path);
 
 /*
  * Removes the whole tree at once and asks the server to forget this client; `dm_unreg_rsp` (may be
- * null) is called when it has answered. Only on the thread that called nc_dm_agent_init, and not from
- * a leaf's callback, whose request is still at work in the tree; a hook may. Returns 0, or -1.
+ * null) is called when it has answered. Only on the thread that called nc_dm_agent_init, and not
+ * from a leaf's callback, whose request is still at work in the tree; a hook may. Returns 0, or -1.
  */
 NC_DM_API int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void));
 
