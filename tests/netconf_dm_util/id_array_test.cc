@@ -207,6 +207,15 @@ TEST_F(IdArrayTest, ContainingIsBeingAnAncestor) {
   EXPECT_EQ(nc_dm_id_arrays_contain_certainly(nullptr, nullptr), 0);
 }
 
+TEST_F(IdArrayTest, NothingIsAppendedToANegativeCount) {
+  nc_dm_path_nodes_t nodes = {};
+  nodes.total_node = 1;
+  nodes.instances[0] = 5;
+  array_.cnt = -1;
+  EXPECT_EQ(nc_dm_get_id(&array_, &nodes), 0);
+  EXPECT_EQ(array_.cnt, -1);
+}
+
 TEST_F(IdArrayTest, WhatStandsBehindTheCountIsNotContained) {
   nc_dm_id_array_t long_array = Array({3, 7});
   long_array.cnt = 1;
@@ -287,6 +296,29 @@ TEST_F(IdArrayListTest, FreeingEmptiesTheList) {
   nc_dm_id_arrays_free(&found_.head);
   nc_dm_id_arrays_free(nullptr);
   EXPECT_TRUE(nc::IsEmpty(&found_.head));
+}
+
+TEST_F(IdArrayListTest, WhatStandsBehindTheCountMakesNoDifference) {
+  for (nc_int64 id = 1; id <= 40; ++id) {
+    Add(&result_, {id, 7});
+    Add(&found_, {id, 8});
+  }
+  for (auto& node : nc::Records<nc_dm_id_array_node_t>(&result_.head)) node.id_array.cnt = 1;
+  for (auto& node : nc::Records<nc_dm_id_array_node_t>(&found_.head)) node.id_array.cnt = 1;
+  nc_dm_id_array_list_intscn(&found_, &result_);
+  EXPECT_EQ(ListOf(result_).size(), 40u);
+}
+
+TEST_F(IdArrayListTest, AnImpossibleCountIsReadToTheEndAlone) {
+  const Ids full(NC_DM_MAX_DEPTH, 3);
+  for (int i = 0; i < 20; ++i) {
+    Add(&result_, full);
+    Add(&found_, full);
+  }
+  for (auto& node : nc::Records<nc_dm_id_array_node_t>(&result_.head)) node.id_array.cnt = 1000;
+  for (auto& node : nc::Records<nc_dm_id_array_node_t>(&found_.head)) node.id_array.cnt = 1000;
+  nc_dm_id_array_list_intscn(&found_, &result_);
+  EXPECT_FALSE(nc::IsEmpty(&result_.head));
 }
 
 TEST_F(IdArrayListTest, AnEmptyResultTakesAll) {

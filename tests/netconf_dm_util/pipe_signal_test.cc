@@ -25,6 +25,9 @@ class SignalInEachWrite {
   static inline bool armed_ = false;
 };
 
+// How often taking a signal off is interrupted first.
+int g_interruptions = 0;
+
 volatile sig_atomic_t g_signals = 0;
 
 class PipeSignalTest : public testing::Test {
@@ -49,6 +52,9 @@ extern "C" {
 __attribute__((visibility("default"))) ssize_t SignallingWrite(int fd, const void* data,
                                                                size_t size) __asm__("write");
 
+__attribute__((visibility("default"))) int InterruptedWait(
+    const sigset_t* set, siginfo_t* info, const timespec* timeout) __asm__("sigtimedwait");
+
 ssize_t SignallingWrite(int fd, const void* data, size_t size) {
   const auto written = static_cast<ssize_t>(syscall(SYS_write, fd, data, size));
   if (SignalInEachWrite::IsArmed()) {
@@ -57,6 +63,15 @@ ssize_t SignallingWrite(int fd, const void* data, size_t size) {
     if (written >= 0) errno = EPIPE;
   }
   return written;
+}
+
+int InterruptedWait(const sigset_t* set, siginfo_t* info, const timespec* timeout) {
+  if (g_interruptions > 0) {
+    --g_interruptions;
+    errno = EINTR;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_rt_sigtimedwait, set, info, timeout, _NSIG / 8));
 }
 
 }  // extern "C"
@@ -73,6 +88,19 @@ TEST_F(PipeSignalTest, AnothersSignalDuringASuccessfulWriteIsDelivered) {
   }
   EXPECT_EQ(g_signals, 1);
   close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(PipeSignalTest, OnesOwnSignalIsTakenOffAfterInterruptionsToo) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  char data[] = "abc";
+  g_interruptions = 2;
+  EXPECT_EQ(nc_dm_write(ends[1], data, 3), -1);
+  EXPECT_EQ(errno, EPIPE);
+  EXPECT_EQ(g_interruptions, 0);
+  EXPECT_EQ(g_signals, 0);
   close(ends[1]);
 }
 

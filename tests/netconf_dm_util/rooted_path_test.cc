@@ -28,6 +28,7 @@ TEST(MakePathTest, PutsTheSuffixBehindTheTemporaryDirectory) {
 TEST(MakePathTest, TakesAnEmptyDirectory) {
   const ScopedEnv tmpdir("TMPDIR", "");
   EXPECT_EQ(MakePath("/file"), "/file");
+  EXPECT_EQ(MakePath(""), "");
 }
 
 TEST(MakePathTest, GivesNullWithoutATemporaryDirectory) {
