@@ -1,0 +1,135 @@
+// A registration run and the threads that register meanwhile. They wait for the queue, which the
+// run holds, and get it between two messages.
+
+#include <dlfcn.h>
+#include <sys/syscall.h>
+
+#include <atomic>
+#include <thread>
+
+#include "agent_fixture.h"
+#include "netconf_dm_util/sanitizers.h"
+
+// The calls of the system by which a test sees where a run and a producer are. They stand before
+// those of libc for the whole program.
+namespace {
+
+thread_local bool t_is_producer = false;
+std::thread::id g_runner;
+std::atomic<bool> g_producer_waits = false;
+std::atomic<bool> g_producer_is_done = false;
+void (*g_at_first_send)() = nullptr;
+
+}  // namespace
+
+// The thread sanitizer has these two of its own.
+#if !NCDM_THREAD_SANITIZER
+
+namespace {
+
+bool IsQueue(const pthread_mutex_t* mutex) { return mutex == &g_nc_dm_reg_list.list_mutex; }
+
+template <typename Function>
+Function* Next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+  static auto* const next = Next<int(pthread_mutex_t*)>("pthread_mutex_lock");
+  if (t_is_producer && IsQueue(mutex)) g_producer_waits = true;
+  return next(mutex);
+}
+
+// A run that lets go of the queue while a producer waits sees it served: how soon the kernel wakes
+// the producer is not what is tested.
+__attribute__((visibility("default"))) int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
+  static auto* const next = Next<int(pthread_mutex_t*)>("pthread_mutex_unlock");
+  const int result = next(mutex);
+  if (IsQueue(mutex) && g_producer_waits && std::this_thread::get_id() == g_runner) {
+    while (!g_producer_is_done) std::this_thread::yield();
+  }
+  return result;
+}
+
+}  // extern "C"
+
+#endif
+
+extern "C" {
+
+__attribute__((visibility("default"))) ssize_t send(int fd, const void* data, size_t size,
+                                                    int flags) {
+  if (auto* const action = std::exchange(g_at_first_send, nullptr)) action();
+  return syscall(SYS_sendto, fd, data, size, flags, nullptr, 0);
+}
+
+}  // extern "C"
+
+namespace ncdm_test {
+namespace {
+
+int QueuePath(const char* path) {
+  nc_dm_stub_reg_t record = {};
+  record.type = NC_DM_MSG_TYPE_REG;
+  record.name = const_cast<char*>(path);
+  return nc_dm_agent_reg_server(&record);
+}
+
+std::thread g_producer;
+
+class QueueRunTest : public AgentTest {
+ protected:
+  void SetUp() override {
+#if NCDM_THREAD_SANITIZER
+    GTEST_SKIP() << "the thread sanitizer has its own mutexes";
+#endif
+    InitWithPeer();
+    g_runner = std::this_thread::get_id();
+    g_producer_waits = false;
+    g_producer_is_done = false;
+  }
+  void TearDown() override {
+    g_at_first_send = nullptr;
+    if (g_producer.joinable()) g_producer.join();
+    g_producer_waits = false;
+  }
+
+  static int Run() {
+    nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
+    return platform().RunNext(nc_dm_agent_reg_handler);
+  }
+
+  std::string NextPath() {
+    const Frame frame = peer().Receive();
+    EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_REG);
+    BodyReader body(frame);
+    body.Int32();
+    return body.Text();
+  }
+};
+
+TEST_F(QueueRunTest, AProducerGetsTheQueueBetweenTwoMessages) {
+  ASSERT_EQ(QueuePath("a.b"), 0);
+  ASSERT_EQ(QueuePath("a.c"), 0);
+  g_at_first_send = [] {
+    g_producer = std::thread([] {
+      t_is_producer = true;
+      EXPECT_EQ(QueuePath("late"), 0);
+      g_producer_is_done = true;
+    });
+    while (!g_producer_waits) std::this_thread::yield();
+    EXPECT_FALSE(g_producer_is_done) << "the run holds the queue while it sends";
+  };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(NextPath(), "a.b");
+  EXPECT_EQ(NextPath(), "a.c");
+  EXPECT_EQ(NextPath(), "late") << "what comes meanwhile is sent in the same run";
+  EXPECT_EQ(PendingRecords(), 0u);
+}
+
+}  // namespace
+}  // namespace ncdm_test
