@@ -92,13 +92,16 @@ int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids
 
 // The ids that nc_dm_get_ids gives for the leaves below a node, kept along the walk instead of
 // being collected anew for each leaf. Its results are odd where ids are so many that it may run out
-// of room; those are left to it.
+// of room, and below an element of a leaf-list, whose id it takes twice; those are left to it.
 class WalkIds {
  public:
   WalkIds() = default;
   // Of the children of `node`; none for null, the top level.
   explicit WalkIds(const nc_dm_agent_node_t* node) {
-    for (const auto* at = node; at != nullptr; at = at->parent) Count(at->instid);
+    for (const auto* at = node; at != nullptr; at = at->parent) {
+      Count(at->instid);
+      if (at->node_type == NC_DM_NODE_TYPE_MULT_LEAF) cnt_ = kMaxExact + 1;
+    }
     nc_int32 i = cnt_;
     for (const auto* at = node; at != nullptr && IsExact(); at = at->parent) {
       if (at->instid != 0) id_[--i] = at->instid;
@@ -132,7 +135,7 @@ class WalkIds {
     return true;
   }
 
-  nc_int32 cnt_ = 0;  // above kMaxExact: too many, and `id_` means nothing
+  nc_int32 cnt_ = 0;  // above kMaxExact: left to nc_dm_get_ids, and `id_` means nothing
   nc_int64 id_[NC_DM_MAX_DEPTH];
 };
 

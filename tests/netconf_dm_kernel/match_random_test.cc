@@ -9,25 +9,7 @@ namespace {
 
 class RandomMatchTest : public RandomTreeTest {
  protected:
-  // ---- Questions ----
-
-  // A path that follows the tree for a while, with its ids or others.
-  nc_dm_path_nodes_t AnyPath() {
-    nc_dm_path_nodes_t path{};
-    const list_head* list = &g_nc_agent_dm.dm_root;
-    for (int depth = 0; depth < 8; ++depth) {
-      Node* node = Any(NodesOf(list));
-      const std::string name = node == nullptr || Chance(3) ? AnyName() : node->node_name;
-      strcpy(path.nodes[path.total_node], name.c_str());
-      path.instances[path.total_node] = node == nullptr || Chance(10) ? Up(7) : node->instid;
-      ++path.total_node;
-      if (node == nullptr || Chance(15)) break;
-      list = &node->sub_lst;
-    }
-    return path;
-  }
-
-  // The same with markers and numbers among the components, as a registration writes it.
+  // A path with markers and numbers among the components, as a registration writes it.
   nc_dm_path_nodes_t AnyRegistrationPath() {
     const nc_dm_path_nodes_t path = AnyPath();
     nc_dm_path_nodes_t with_markers{};
@@ -40,15 +22,6 @@ class RandomMatchTest : public RandomTreeTest {
       }
     }
     return with_markers;
-  }
-
-  nc_dm_id_array_t IdsOf(const nc_dm_path_nodes_t& path) {
-    nc_dm_id_array_t ids{};
-    for (int i = 0; i < path.total_node; ++i) {
-      if (path.instances[i] != 0 || Chance(5)) ids.id[ids.cnt++] = path.instances[i];
-    }
-    if (ids.cnt > 0 && Chance(15)) --ids.cnt;
-    return ids;
   }
 
   struct Answer {

@@ -109,6 +109,34 @@ class RandomTreeTest : public TreeTest, public testing::WithParamInterface<unsig
     return RemoveAny();
   }
 
+  // ---- Questions ----
+
+  // A path that follows the tree for a while, with its ids or others.
+  nc_dm_path_nodes_t AnyPath() {
+    nc_dm_path_nodes_t path{};
+    const list_head* list = &g_nc_agent_dm.dm_root;
+    for (int depth = 0; depth < 8; ++depth) {
+      Node* node = Any(NodesOf(list));
+      const std::string name = node == nullptr || Chance(3) ? AnyName() : node->node_name;
+      strcpy(path.nodes[path.total_node], name.c_str());
+      path.instances[path.total_node] = node == nullptr || Chance(10) ? Up(7) : node->instid;
+      ++path.total_node;
+      if (node == nullptr || Chance(15)) break;
+      list = &node->sub_lst;
+    }
+    return path;
+  }
+
+  // The ids of such a path, now and then one too few or one of 0.
+  nc_dm_id_array_t IdsOf(const nc_dm_path_nodes_t& path) {
+    nc_dm_id_array_t ids{};
+    for (int i = 0; i < path.total_node; ++i) {
+      if (path.instances[i] != 0 || Chance(5)) ids.id[ids.cnt++] = path.instances[i];
+    }
+    if (ids.cnt > 0 && Chance(15)) --ids.cnt;
+    return ids;
+  }
+
   std::mt19937 random_{GetParam()};
   bool hand_made_ = false;
 };

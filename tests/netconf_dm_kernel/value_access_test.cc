@@ -584,6 +584,26 @@ TEST_F(ValueAccessTest, ReadsALeafListThroughItsSchemaNodeAndItsElements) {
   EXPECT_THAT(values.Texts(), ElementsAre("a.l.4=4", "a.l=4"));
 }
 
+TEST_F(ValueAccessTest, TakesTheIdOfAnElementTwiceBelowIt) {
+  RegisterReadableLeafList("a.b.{i}.l");
+  RegisterReadable({"a.x", "a.o.y"});
+  AddInstance("a.b.3");
+  AddInstance("a.b.3.l.4");
+  for (const char* source : {"a.x", "a.o"}) {
+    nc_dm_agent_node_t* node = NodeAt(source);
+    ASSERT_NE(
+        nc_dm_agent_create_node(NodeAt("a.b.3.l.4"), node, 0, node->node_type, NC_DM_NODE_SRC_NONE),
+        nullptr);
+  }
+  EXPECT_EQ(ReadSubtree("a.b.3.l.4.x", "a.b.3.l.4.x"), 0);
+  EXPECT_EQ(ReadSubtree("a.b.3.l.4.o", "a.b.3.l.4.o"), 0);
+  EXPECT_THAT(values.Texts(), ElementsAre("a.b.3.l.4.x=3,4,4", "a.b.3.l.4.o.y=3,4,4"));
+  app.Forget();
+  EXPECT_EQ(Match("a.b.l.x"), NC_DM_CLIENT_MATCH_STATUS_OBJECT);
+  EXPECT_EQ(Match("a.b.l.o"), NC_DM_CLIENT_MATCH_STATUS_OBJECT);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("get x ids=[3,4,4]", "get y ids=[3,4,4]"));
+}
+
 TEST_F(ValueAccessTest, MatchesNothingAsAnObject) {
   RegisterReadable({"a.b.{i}.c"});
   EXPECT_EQ(Match("x"), NC_DM_CLIENT_MATCH_STATUS_OBJECT);
