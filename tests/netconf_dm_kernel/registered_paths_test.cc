@@ -121,6 +121,20 @@ TEST_F(RegisteredPathsTest, GivesTheLeavesOfEntriesRegisteredByNumber) {
   EXPECT_THAT(Rebuild(), ElementsAre("a.b.{i}.c 0", "a.x 0", "a.b.{i}.d 0"));
 }
 
+TEST_F(RegisteredPathsTest, GivesEachOfManyPathsOnce) {
+  std::vector<std::string> expected;
+  for (const int entry : {5, 6}) {
+    for (int i = 0; i < 100; ++i) {
+      const std::string leaf = ".x" + std::to_string(i);
+      Register({("a.b." + std::to_string(entry) + leaf).c_str()});
+      if (entry == 5) expected.push_back("a.b.{i}" + leaf + " 0");
+    }
+  }
+  Register({"a.b.6.last"});
+  expected.emplace_back("a.b.{i}.last 0");
+  EXPECT_EQ(Rebuild(), expected);
+}
+
 TEST_F(RegisteredPathsTest, KeepsTheMarkerOfATopLevelList) {
   Register({"t.{i}.c", "s.5.d", "s.6.d", "s.6.e"});
   EXPECT_THAT(Rebuild(), ElementsAre("t.{i}.c 0", "s.{i}.d 0", "s.{i}.e 0"));
@@ -222,13 +236,19 @@ TEST_F(RegisteredPathsTest, NamesWhatMemoryWasTooShortFor) {
     Paths paths;
     {
       const FailingAlloc fail(successes);
-      nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, paths.get());
+      EXPECT_EQ(nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, paths.get()), -1);
     }
     EXPECT_EQ(paths.cnt(), 0);
     return ErrorLines();
   };
-  EXPECT_THAT(failing(0), Contains("E Failed to malloc for reg_node!\n"));
-  EXPECT_THAT(failing(1), Contains("E Failed to malloc for dm_name!\n"));
+  for (const int successes : {0, 1, 2}) {
+    EXPECT_THAT(
+        failing(successes),
+        ElementsAre(successes == 0 ? "E Failed to malloc for reg_node!\n"
+                                   : "E Failed to malloc for dm_name!\n",
+                    "E Failed to get nodes register!\n", "E Failed to get nodes register paths.\n",
+                    "E Invaild input parameter!\n"));
+  }
 }
 
 // The fastest of a few runs, in seconds.
