@@ -20,7 +20,6 @@ ssize_t WriteWithoutSignal(int fd, const char* data, size_t size) {
   sigset_t mask;
   sigemptyset(&pipe_signal);
   sigaddset(&pipe_signal, SIGPIPE);
-  sigemptyset(&pending);
   sigpending(&pending);
   pthread_sigmask(SIG_BLOCK, &pipe_signal, &mask);
   const ssize_t written = write(fd, data, size);
