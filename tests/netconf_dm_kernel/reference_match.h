@@ -1,6 +1,6 @@
-// The matchers as they are described, by plain walks of the sibling lists: slow, and obviously
-// right. They log through the library, and search its instance trees and hash tables with its
-// functions, so that the texts logged can be compared too.
+// The matchers by plain walks of the sibling lists: slow, and obviously right. They log through the
+// library, and search its instance trees and hash tables with its functions, so that the texts
+// logged can be compared too.
 #ifndef TESTS_NETCONF_DM_KERNEL_REFERENCE_MATCH_H_
 #define TESTS_NETCONF_DM_KERNEL_REFERENCE_MATCH_H_
 

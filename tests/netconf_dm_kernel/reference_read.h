@@ -1,5 +1,5 @@
-// Reads and lookups as they are described, by plain walks of the sibling lists: slow, and obviously
-// right. They log through the library, so that the texts logged can be compared too.
+// Reads and lookups by plain walks of the sibling lists: slow, and obviously right. They log
+// through the library, so that the texts logged can be compared too.
 #ifndef TESTS_NETCONF_DM_KERNEL_REFERENCE_READ_H_
 #define TESTS_NETCONF_DM_KERNEL_REFERENCE_READ_H_
 

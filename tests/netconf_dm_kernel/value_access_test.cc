@@ -3,6 +3,7 @@
 #include <string.h>
 #include <time.h>
 
+#include "netconf_dm_kernel/failing_calls.h"
 #include "netconf_dm_kernel/query_fixture.h"
 #include "support/failing_alloc.h"
 
@@ -391,6 +392,18 @@ TEST_F(ValueAccessTest, ReadsOneElementOfALeafList) {
   AddInstance("a.l.4");
   EXPECT_EQ(ReadSubtree("a.l.4", "a.l.4"), 0);
   EXPECT_THAT(values.Texts(), ElementsAre("a.l.4=4"));
+}
+
+TEST_F(ValueAccessTest, ReadsNothingWithoutItsIds) {
+  RegisterReadable({"a.b"});
+  RegisterReadableLeafList("a.l");
+  AddInstance("a.l.4");
+  for (const char* node : {"a.b", "a.l", "a.l.4"}) {
+    const FailingCall failing(Step::kGetIds);
+    EXPECT_EQ(ReadSubtree(node, node), -1) << node;
+  }
+  EXPECT_THAT(values.Texts(), IsEmpty());
+  EXPECT_THAT(app.calls(), IsEmpty());
 }
 
 TEST_F(ValueAccessTest, CannotReadALeafListAtTheTopLevel) {
