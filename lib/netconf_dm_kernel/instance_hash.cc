@@ -5,12 +5,14 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
-#include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/record_pool.h"
 
 namespace {
 
 using Entry = nc_dm_hash_tab_entry_node_t;
 using Bucket = nc_dm_hash_tab_entry_t;
+
+constinit nc::RecordPool<Entry> entries;
 
 // The prime nearest to the golden ratio of 2^32 that is sparse in bits.
 constexpr uint32_t kGoldenRatio = 0x9E370001U;
@@ -56,7 +58,7 @@ Entry** LinkOf(Bucket* bucket, nc_int64 instid) {
 void FreeChain(Bucket* bucket) {
   while (Entry* entry = bucket->first) {
     bucket->first = entry->next;
-    free(entry);
+    entries.Release(entry);
   }
 }
 
@@ -92,7 +94,7 @@ int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,
                    nc::LongLong(dm_node->instid));
     return 0;
   }
-  auto entry = nc::NewRecord<Entry>();
+  Entry* entry = entries.Make();
   if (entry == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc a new entry node!\n");
     return -1;
@@ -100,7 +102,7 @@ int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,
   // At the head: what was created last is asked for first.
   entry->data_ptr = dm_node;
   entry->next = bucket->first;
-  bucket->first = entry.release();
+  bucket->first = entry;
   return 0;
 }
 
@@ -113,7 +115,7 @@ void nc_dm_agent_delete_mode_node_inst_from_hash_tab(nc_dm_hash_tab_t* hash_tab,
   if (entry == nullptr) return;
   NC_DM_LOG_INFO("Found dm_node instid:%lld from hash table.\n", nc::LongLong(instid));
   *link = entry->next;
-  free(entry);
+  entries.Release(entry);
 }
 
 void nc_dm_agent_delete_mode_node_hash_tab_all_entries(nc_dm_hash_tab_t* hash_tab) {

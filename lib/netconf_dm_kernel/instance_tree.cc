@@ -21,6 +21,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/record_pool.h"
 
 namespace {
 
@@ -29,6 +30,8 @@ using nc::instance_tree::Left;
 using nc::instance_tree::Link;
 using nc::instance_tree::LinkSubtree;
 using nc::instance_tree::Right;
+
+constinit nc::RecordPool<Entry> entries;
 
 void ClearLinks(Entry* entry) {
   entry->left = nullptr;
@@ -267,7 +270,7 @@ nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_node_t* node
     NC_DM_LOG_ERROR("The input dm node is null.\n");
     return nullptr;
   }
-  auto entry = nc::NewRecord<Entry>();
+  Entry* entry = entries.Make();
   if (entry == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc binary tree node, id: %lld.\n", nc::LongLong(id));
     return nullptr;
@@ -275,13 +278,13 @@ nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_node_t* node
   entry->id = id;
   entry->data = node;
   NC_DM_LOG_INFO("Create binary tree node id: %lld.\n", nc::LongLong(id));
-  return entry.release();
+  return entry;
 }
 
 void nc_dm_agent_free_bin_tree_node(nc_dm_bin_tree_node_t* node) {
   if (node == nullptr) return;
   NC_DM_LOG_INFO("Delete binary tree node: %d.\n", static_cast<int>(node->id));
-  free(node);
+  entries.Release(node);
 }
 
 nc_dm_bin_tree_t* nc_dm_agent_create_bin_tree(nc_dm_agent_node_t* node, char* btree_name) {
