@@ -181,7 +181,7 @@ void BadServers::Floods(Time time) {
 
 void BadServers::SendsGarbage(Time time) {
   PlayUntil(SoakClock::now() + time, [&](RawServer* raw) {
-    std::string garbage(static_cast<std::size_t>(1 + random_.Below(5000)), '\0');
+    std::string garbage(std::size_t{1} + static_cast<std::size_t>(random_.Below(5000)), '\0');
     for (char& byte : garbage) byte = static_cast<char>(random_.Below(256));
     if (random_.Chance(50)) {
       // A sound head with a body of nothing.

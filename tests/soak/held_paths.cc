@@ -32,8 +32,9 @@ std::vector<std::string> RegisteredModel() {
 
 std::vector<std::string> HeldModel(const ncdm::server::Agent& agent) {
   std::vector<std::string> lines;
-  for (const auto& path : agent.registry.Paths())
+  for (const auto& path : agent.registry.Paths()) {
     lines.push_back(PathLine(path.path, path.attributes));
+  }
   for (const auto& yang : agent.registry.yang_attributes()) {
     lines.push_back(YangLine(yang.module, yang.type, yang.value));
   }

@@ -140,7 +140,7 @@ void LostServers::LoseRawServer(Moment moment) {
   for (int time = 0; time < times; ++time) {
     ASSERT_TRUE(device().RunUntil([&] { return raw.Accept(); }));
     if (moment == Moment::kInAgentFrame) {
-      raw.ReadAway(static_cast<std::size_t>(1 + random_.Below(60)));
+      raw.ReadAway(std::size_t{1} + static_cast<std::size_t>(random_.Below(60)));
     }
     if (moment == Moment::kInRegistrations) ReadRegistrations(&raw);
     raw.Close();
@@ -156,7 +156,9 @@ void LostServers::ReadRegistrations(RawServer* raw) {
   EXPECT_EQ(DeviceApp::RegisterPaths(), 0);
   const int before = PendingRegistrations(NC_DM_MSG_TYPE_REG);
   for (int turn = random_.Below(20); turn > 0; --turn) {
-    if (random_.Chance(30)) raw->ReadAway(static_cast<std::size_t>(1 + random_.Below(500)));
+    if (random_.Chance(30)) {
+      raw->ReadAway(std::size_t{1} + static_cast<std::size_t>(random_.Below(500)));
+    }
     if (random_.Chance(20)) device().agent().SkipTime();
     device().agent().RunOnce();
   }
