@@ -2,8 +2,6 @@
 
 #include "netconf_dm_agent/collected.h"
 
-#include "netconf_dm_util/intrusive_list.h"
-
 // Empty lists from the start, so that they can be released at any time.
 constinit nc_dm_stub_edit_node_list_t g_nc_dm_edit_node_list = {
     {&g_nc_dm_edit_node_list.key_head, &g_nc_dm_edit_node_list.key_head},
@@ -14,16 +12,9 @@ constinit nc_dm_stub_filter_node_list_t g_nc_dm_filter_node_list = {
 
 namespace nc {
 
-void ReleaseEdits() {
-  nc_dm_agent_free_edit_node_list(&g_nc_dm_edit_node_list);
-  InitList(&g_nc_dm_edit_node_list.key_head);
-  g_nc_dm_edit_node_list.cnt = 0;
-}
+void ReleaseEdits() { nc_dm_agent_free_edit_node_list(&g_nc_dm_edit_node_list); }
 
-void ReleaseFilters() {
-  nc_dm_agent_free_filter_node_list(&g_nc_dm_filter_node_list);
-  g_nc_dm_filter_node_list.cnt = 0;
-}
+void ReleaseFilters() { nc_dm_agent_free_filter_node_list(&g_nc_dm_filter_node_list); }
 
 int CollectFilters(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
   const int result = nc_dm_agent_decode_filter_list(in_msg, &g_nc_dm_filter_node_list);
