@@ -243,6 +243,8 @@ TEST_F(ConnectionTest, WithoutAServerInitSucceedsAndTriesAgain) {
   EXPECT_EQ(Init(), 0);
   EXPECT_TRUE(info().agent_init);
   EXPECT_TRUE(log().ContainsError("Failed to connect server:" + dir().ServerSocket() + "!\n"));
+  EXPECT_FALSE(log().ContainsError("Client remote dm register unsuccessfully!\n"))
+      << "there is nobody to send the name to";
 
   ASSERT_EQ(platform().Pending().size(), 3u);
   EXPECT_EQ(platform().Pending()[0]->func, nc_dm_agent_reconnect);
@@ -384,7 +386,8 @@ TEST_F(ConnectionTest, ATreeThatCannotBeMadeFailsInit) {
   EXPECT_FALSE(info().agent_tree_init);
 }
 
-TEST_F(ConnectionTest, OpDataInitReleasesWhatWasCollected) {
+// Leaves a filter and an edit with a key in the lists.
+void CollectSomething() {
   auto* filter_node =
       static_cast<nc_dm_stub_filter_node_t*>(calloc(1, sizeof(nc_dm_stub_filter_node_t)));
   filter_node->filter = static_cast<nc_dm_stub_filter_t*>(calloc(1, sizeof(nc_dm_stub_filter_t)));
@@ -397,13 +400,26 @@ TEST_F(ConnectionTest, OpDataInitReleasesWhatWasCollected) {
   nc::PushBack(&g_nc_dm_edit_node_list.key_head, &edit_node->ky_lst);
   g_nc_dm_edit_node_list.cnt = 1;
   g_nc_dm_filter_node_list.cnt = 1;
+}
 
-  EXPECT_EQ(nc_dm_agent_op_data_init(), 0);
+void ExpectNothingCollected() {
   EXPECT_TRUE(nc::IsEmpty(&g_nc_dm_filter_node_list.filter_head));
   EXPECT_TRUE(nc::IsEmpty(&g_nc_dm_edit_node_list.edit_head));
   EXPECT_TRUE(nc::IsEmpty(&g_nc_dm_edit_node_list.key_head));
   EXPECT_EQ(g_nc_dm_edit_node_list.cnt, 0);
   EXPECT_EQ(g_nc_dm_filter_node_list.cnt, 0);
+}
+
+TEST_F(ConnectionTest, OpDataInitReleasesWhatWasCollected) {
+  CollectSomething();
+  EXPECT_EQ(nc_dm_agent_op_data_init(), 0);
+  ExpectNothingCollected();
+}
+
+TEST_F(ConnectionTest, InitReleasesWhatWasCollected) {
+  CollectSomething();
+  EXPECT_EQ(Init(), 0);
+  ExpectNothingCollected();
 }
 
 // ---- Sockets ----
@@ -602,6 +618,18 @@ TEST_F(ConnectionTest, ClearConnectCancelsTheConnectionsTasks) {
 
   nc_dm_agent_clear_connect();
   EXPECT_EQ(platform().cancelled(), 6);
+}
+
+TEST_F(ConnectionTest, ClearConnectClosesDescriptor0Too) {
+  ASSERT_EQ(Init(), 0);
+  close(agent_fd());
+  const int standard_input = dup(0);
+  info().agent_fd = 0;
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(fcntl(0, F_GETFD), -1);
+  EXPECT_EQ(agent_fd(), -1);
+  EXPECT_EQ(dup2(standard_input, 0), 0);
+  close(standard_input);
 }
 
 TEST_F(ConnectionTest, ClearConnectLeavesThePendingAnswer) {
