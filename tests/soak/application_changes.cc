@@ -104,6 +104,15 @@ void ApplicationChanges::WithdrawOne(const ModelSchema& schema) {
   if (!there.empty()) Withdraw(schema, Below(owner, random_.OneOf(there)));
 }
 
+void ApplicationChanges::Routes(int count) {
+  for (int i = 0; i < count; ++i) {
+    const std::string key = "many" + std::to_string(i);
+    const Ids ids = {DeviceId("net.route", key)};
+    EXPECT_EQ(both_.app().AnnounceEntry("net.route", ids, key), 0);
+    both_.model().PutEntry("net.route", ids, key, NC_DM_NODE_SRC_NONE);
+  }
+}
+
 void ApplicationChanges::Schema() { EXPECT_EQ(DeviceApp::RegisterPaths(), 0); }
 
 void ApplicationChanges::WithdrawEverything() {

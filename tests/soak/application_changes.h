@@ -20,6 +20,8 @@ class ApplicationChanges {
   void Several(int count) {
     while (count-- > 0) One();
   }
+  // Announces so many routes, which all reads of "net" will give.
+  void Routes(int count);
   // Announces the schema once more.
   void Schema();
 

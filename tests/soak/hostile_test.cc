@@ -19,6 +19,9 @@ constexpr milliseconds kShortRun{4000};
 constexpr int kRoundsOfShortRun = 8;
 constexpr milliseconds kShortestTurn{20};
 constexpr milliseconds kLongestTurn{5000};
+// So that an answer is many messages. One request is read in one turn of the loop, however much it
+// asks for.
+constexpr int kRoutes = kIsSanitized ? 50 : 200;
 constexpr milliseconds kBetweenLooks{20};
 
 constexpr std::int64_t kLongestHoldNs = (kIsSanitized ? 100 : 10) * std::int64_t{1000000};
@@ -36,6 +39,7 @@ class HostileServersTest : public ModelDevice, public testing::Test {
     const auto now = SoakClock::now();
     if (now < next_look_) return;
     next_look_ = now + kBetweenLooks;
+    app().ForgetCalls();
     most_heap_ = std::max(most_heap_, ReadProcessFigures().heap_bytes - heap_at_start_);
   }
 
@@ -55,6 +59,8 @@ class HostileServersTest : public ModelDevice, public testing::Test {
   }
 
   void PlayRound() {
+    changes_.Routes(kRoutes);
+    ASSERT_NO_FATAL_FAILURE(device().WaitUntilRegistered());
     for (const BadServers::Behaviour& behaviour : BadServers::kBehaviours) {
       SCOPED_TRACE(behaviour.name);
       ASSERT_EQ(Check(BadServers::EditThatTheySend()), "");
@@ -94,7 +100,6 @@ TEST_F(HostileServersTest, LoopIsFreeAndEverythingIsThereAfterwards) {
   }
   recording_.ExpectFlat();
   EXPECT_LE(times_.Longest().held, kLongestHoldNs);
-  EXPECT_LE(times_.Longest().cpu, kLongestHoldNs);
   EXPECT_LE(most_heap_, kMostHeap);
   EXPECT_GT(bad_.closed_by_agent(), 0);
   printf(

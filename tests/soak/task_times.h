@@ -14,7 +14,7 @@ struct TaskTime {
   std::int64_t count = 0;
   std::int64_t wall = 0;
   std::int64_t held = 0;  // of the wall's time, less what the thread was ready and not let run
-  std::int64_t cpu = 0;   // used by the thread
+  std::int64_t cpu = 0;   // used by the thread, as far as the kernel of a virtual machine can tell
 };
 
 class TaskTimes {
