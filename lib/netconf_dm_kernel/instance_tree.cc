@@ -197,7 +197,12 @@ nc_dm_bin_tree_node_t* nc_dm_agent_search_bin_tree_node_by_instid(nc_dm_bin_tree
     return nullptr;
   }
   Entry* at = root;
-  while (at != nullptr && at->id != instid) at = instid > at->id ? at->right : at->left;
+  while (at != nullptr && at->id != instid) {
+    // Both, before it is known which: in a large tree the way down is memory's time alone.
+    __builtin_prefetch(at->left);
+    __builtin_prefetch(at->right);
+    at = instid > at->id ? at->right : at->left;
+  }
   return at;
 }
 
