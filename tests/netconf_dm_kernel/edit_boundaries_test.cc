@@ -1,6 +1,9 @@
 // Edits where one more or one less would be another case.
 
+#include <stdlib.h>
+
 #include <string>
+#include <utility>
 
 #include "edit_fixture.h"
 
@@ -30,6 +33,17 @@ TEST_F(EditBoundaryTest, KeysAreNotCopiedWithoutAPlaceForThem) {
   ModelEdits edits{{.name = "net.vrf.name", .val = "red", .flag = 1}};
   nc_dm_agent_cpy_edit_list_keys(edits.WithNames().get(), nullptr);
   EXPECT_THAT(Errors(), ElementsAre("The input key list is null!\n"));
+}
+
+TEST_F(EditBoundaryTest, AnElementWithoutAnEditIsNoSiblingOfTheFirst) {
+  app.Register({.path = "sys.name", .callbacks = 0u | Callback::kSet});
+  ModelEdits edits{{.name = "sys.name", .val = "1", .op = NC_DM_OP_MERGE}, {.name = "sys.site"}};
+  nc_dm_agent_free_edit(edits.at(1)->edit);
+  free(std::exchange(edits.at(1)->edit, nullptr));
+  LogCapture::Get().Clear();
+  EXPECT_EQ(nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, edits.get(), &fault), 0);
+  EXPECT_TRUE(edits.empty());
+  EXPECT_THAT(Errors(), ElementsAre("Current entry edit is null!\n"));
 }
 
 TEST_F(EditBoundaryTest, PathsOfTheGreatestDepthAreComparedToTheirEnd) {

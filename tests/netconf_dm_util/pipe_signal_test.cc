@@ -28,6 +28,8 @@ class SignalInEachWrite {
 // How often taking a signal off is interrupted first.
 int g_interruptions = 0;
 
+int g_writes = 0;
+
 volatile sig_atomic_t g_signals = 0;
 
 class PipeSignalTest : public testing::Test {
@@ -56,6 +58,7 @@ __attribute__((visibility("default"))) int InterruptedWait(
     const sigset_t* set, siginfo_t* info, const timespec* timeout) __asm__("sigtimedwait");
 
 ssize_t SignallingWrite(int fd, const void* data, size_t size) {
+  ++g_writes;
   const auto written = static_cast<ssize_t>(syscall(SYS_write, fd, data, size));
   if (SignalInEachWrite::IsArmed()) {
     raise(SIGPIPE);
@@ -97,8 +100,10 @@ TEST_F(PipeSignalTest, OnesOwnSignalIsTakenOffAfterInterruptionsToo) {
   close(ends[0]);
   char data[] = "abc";
   g_interruptions = 2;
+  g_writes = 0;
   EXPECT_EQ(nc_dm_write(ends[1], data, 3), -1);
   EXPECT_EQ(errno, EPIPE);
+  EXPECT_EQ(g_writes, 1) << "an interruption of the wait is none of the write";
   EXPECT_EQ(g_interruptions, 0);
   EXPECT_EQ(g_signals, 0);
   close(ends[1]);
