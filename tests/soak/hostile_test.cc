@@ -15,13 +15,13 @@ using std::chrono::milliseconds;
 using namespace ncdm::server;  // NOLINT: requests
 
 constexpr int kServers = static_cast<int>(BadServers::kBehaviours.size());
-constexpr milliseconds kShortRun{4000};
+constexpr milliseconds kShortRun{kIsSanitized ? 2000 : 4000};
 constexpr int kRoundsOfShortRun = 8;
 constexpr milliseconds kShortestTurn{20};
 constexpr milliseconds kLongestTurn{5000};
 // So that an answer is many messages. One request is read in one turn of the loop, however much it
 // asks for.
-constexpr int kRoutes = kIsSanitized ? 50 : 200;
+constexpr int kRoutes = kIsSanitized ? 10 : 200;
 constexpr milliseconds kBetweenLooks{20};
 
 constexpr std::int64_t kLongestHoldNs = (kIsSanitized ? 100 : 10) * std::int64_t{1000000};

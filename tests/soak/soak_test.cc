@@ -10,7 +10,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kShortRun{4000};
+constexpr milliseconds kShortRun{kIsSanitized ? 3000 : 4000};
 // A lap ends with nothing but the schema left, which is when memory is compared.
 constexpr milliseconds kLongestLap{1000};
 constexpr int kLapsOfShortRun = 16;
