@@ -17,8 +17,9 @@ import trial
 ROOT = Path(__file__).resolve().parent.parent.parent
 REASONS = Path(__file__).parent / "survivors.txt"
 SAMPLE = 400
-QUICK_SAMPLE = 100
+QUICK_SAMPLE = 200
 KILLED = {"killed", "timeout"}
+NOT_REACHED = trial.Outcome("not reached")
 
 
 def parse_options():
@@ -30,7 +31,11 @@ def parse_options():
     parser.add_argument("--seed", default="1", help="which sample (default: %(default)s)")
     parser.add_argument("--all", action="store_true", help="every mutant")
     parser.add_argument("--quick", action="store_true",
-                        help=f"without the sanitizer and slow programs; {QUICK_SAMPLE} mutants by default")
+                        help=f"a sample of {QUICK_SAMPLE}, a minute's work behind the build")
+    parser.add_argument("--sanitize", action="store_true",
+                        help="a second build, with sanitizers, for what is left")
+    parser.add_argument("--slow", action="store_true",
+                        help="run also the integration tests that take long, for what is left")
     parser.add_argument("--again", action="store_true",
                         help="only those that the last run did not kill")
     parser.add_argument("--list", action="store_true", help="list the mutants; run nothing")
@@ -79,40 +84,57 @@ def choose(options, mutants, results):
 
 def run_trials(options, chosen, programs, outcomes):
     start = time.monotonic()
+    left = 0
     with ThreadPoolExecutor(options.jobs) as pool:
         running = {mutant.number: pool.submit(trial.judge, mutant, programs) for mutant in chosen}
         for done, mutant in enumerate(chosen, 1):
             outcome = running[mutant.number].result()
-            if mutant.number not in outcomes or outcome.state in KILLED:
+            if outcomes.get(mutant.number, NOT_REACHED).state != "survived" or outcome.state in KILLED:
                 outcomes[mutant.number] = outcome
-            if done % 50 == 0:
-                say(f"{done} of {len(chosen)}, {time.monotonic() - start:.0f} s")
+            left += outcome.state not in KILLED
+            if done % 100 == 0:
+                say(f"{done} of {len(chosen)}, {left} left, {time.monotonic() - start:.0f} s")
 
 
-def alive(chosen, outcomes):
-    return [mutant for mutant in chosen if outcomes[mutant.number].state == "survived"]
+class Trials:
+    """One way to run the tests after the other, each for what the ones before have left."""
 
+    def __init__(self, options, work, chosen, results):
+        self.options, self.work, self.chosen, self.results = options, work, chosen, results
+        self.outcomes = {}
+        self.slow = []
 
-def try_plain(options, work, chosen, outcomes):
-    """The tests of each mutant, until one fails; the slow ones only where the others all pass."""
-    programs = trial.measure(work, "plain", sanitized=False)
-    fast = [program for program in programs if program.seconds <= trial.SLOW]
-    say(f"trying {len(chosen)} mutants")
-    run_trials(options, chosen, programs if not options.quick else fast, outcomes)
+    def left(self):
+        return [mutant for mutant in self.chosen
+                if self.outcomes.get(mutant.number, NOT_REACHED).state not in KILLED]
 
+    def run(self, programs, how):
+        left = self.left()
+        say(f"trying {len(left)} mutants{how}")
+        run_trials(self.options, left, programs, self.outcomes)
+        save(self.results, self.chosen, self.outcomes)
 
-def try_sanitized(options, work, chosen, outcomes):
-    """What is left meets the sanitizer. A build of its own, since that has its own allocator, with
-    which memory cannot be made short."""
-    left = alive(chosen, outcomes)
-    if not left:
-        return
-    say(f"{len(left)} are alive; building with the address sanitizer")
-    work.compile("sanitized", options.jobs, "address")
-    programs = trial.measure(work, "sanitized", sanitized=True)
-    fast = [program for program in programs if program.seconds <= trial.SLOW]
-    say(f"trying {len(left)} mutants with the address sanitizer")
-    run_trials(options, left, fast, outcomes)
+    def run_variant(self, variant, how):
+        programs, failing = trial.measure(self.work, variant, {p.name for p in self.slow})
+        if failing:
+            say("left out, since they fail without a mutant: "
+                + " ".join(program.name for program in failing))
+        # What is slow in one variant is so in each.
+        self.slow += [p for p in programs if p.is_slow]
+        self.run([p for p in programs if not p.is_slow], how)
+
+    def run_all(self):
+        self.run_variant(trial.PLAIN, "")
+        checked = trial.checked()
+        if checked is not None and self.left():
+            self.run_variant(checked, " with an allocator that checks")
+        if self.options.sanitize and self.left():
+            say("building with sanitizers")
+            self.work.compile("sanitized", self.options.jobs, "address,undefined")
+            self.run_variant(trial.SANITIZED, " with sanitizers")
+        if self.options.slow and self.left():
+            self.run(self.slow, " with the slow programs")
+        return self.outcomes
 
 
 def save(results, chosen, outcomes):
@@ -196,27 +218,23 @@ def main():
     names = work.selected(options.files)
     if not names:
         raise tree.TreeError(f"no file matches {options.files}")
-    work.find(names)
+    # All of them, so that another choice of files needs no other build.
+    work.find(sorted({*work.selected(None), *names}))
     results = work.build / "results.json"
     if options.list:
-        for mutant in work.mutants():
+        for mutant in work.mutants(names):
             print(f"{mutant.file}:{mutant.line} {mutant.function}: {mutant.change}")
         return 0
 
     work.build.mkdir(parents=True, exist_ok=True)
-    say(f"instrumenting {len(names)} files with {len(work.mutants())} mutants")
+    say(f"instrumenting {len(work.files)} files with {len(work.mutants(work.files))} mutants")
     work.write()
     say("building")
     work.compile("plain", options.jobs)
-    mutants = work.mutants()
+    mutants = work.mutants(names)
     check_reasons(known, mutants, options.files is None)
     chosen = choose(options, mutants, results)
-    outcomes = {}
-    try_plain(options, work, chosen, outcomes)
-    save(results, chosen, outcomes)
-    if not options.quick:
-        try_sanitized(options, work, chosen, outcomes)
-        save(results, chosen, outcomes)
+    outcomes = Trials(options, work, chosen, results).run_all()
     total = report(chosen, outcomes, known)
     return 0 if 100 * total.killed >= options.at_least * total.count else 1
 

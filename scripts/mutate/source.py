@@ -12,7 +12,7 @@ import re
 from dataclasses import dataclass, field
 
 from clang.cindex import CursorKind as Kind
-from clang.cindex import Diagnostic, Index, TypeKind
+from clang.cindex import Diagnostic, Index, LinkageKind, TypeKind
 
 COMPARISONS = {
     "==": ["!="],
@@ -37,10 +37,12 @@ NOT_ENTERED = {Kind.STATIC_ASSERT, Kind.TYPE_REF, Kind.TEMPLATE_REF, Kind.NAMESP
 TRANSPARENT = {Kind.UNEXPOSED_EXPR, Kind.PAREN_EXPR}
 DELETED_STATEMENTS = {Kind.CALL_EXPR, Kind.BINARY_OPERATOR, Kind.COMPOUND_ASSIGNMENT_OPERATOR,
                       Kind.UNARY_OPERATOR, Kind.CXX_DELETE_EXPR, Kind.CONDITIONAL_OPERATOR}
+NOTHING = {"0", "false", "nullptr", "{}"}
 JUMPS = {Kind.BREAK_STMT, Kind.CONTINUE_STMT}
 
 MACRO_CALL = re.compile(r"[A-Z][A-Z0-9_]+\s*\(")
 NOISE = re.compile(r'("(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])*\')|//[^\n]*|/\*.*?\*/', re.DOTALL)
+FAILURE = re.compile(r"-[0-9]+")
 INTEGER = re.compile(r"(?:0[xX][0-9a-fA-F']+|[0-9][0-9']*)[uUlL]*$")
 
 
@@ -109,6 +111,7 @@ class Finder:
         self.name = name
         self.path = str(root / name)
         self.result_kind = TypeKind.INVALID
+        self.is_internal = False
         self.bytes = (root / name).read_bytes()
         if not self.bytes.isascii():
             raise SourceError(f"{name}: offsets are those of ASCII text")
@@ -180,6 +183,7 @@ class Finder:
             Kind.CLASS_DECL, Kind.STRUCT_DECL, Kind.CLASS_TEMPLATE}
         self.function = f"{parent.spelling}::{cursor.spelling}" if of_class else cursor.spelling
         self.result_kind = cursor.result_type.get_canonical().kind
+        self.is_internal = cursor.linkage in {LinkageKind.INTERNAL, LinkageKind.UNIQUE_EXTERNAL}
         self.walk(body[-1])
 
     # ---- Statements ----
@@ -306,11 +310,14 @@ class Finder:
         children = list(cursor.get_children())
         if len(children) == 1 and not self.lambdas:
             self.replace_result(cursor, children[0])
+        # Inside a file a failure is told from 0, whatever its number.
+        if self.is_internal and children and FAILURE.fullmatch(plain(self.slice(children[0]))):
+            return
         self.walk_children(cursor)
 
     def replace_result(self, cursor, value):
         text = plain(self.slice(value))
-        if text in {"0", "false", "true", "nullptr", "{}"} or self.is_first_enumerator(value):
+        if text in NOTHING or text == "true" or self.is_first_enumerator(value):
             return
         if self.result_kind == TypeKind.BOOL:
             self.negate_condition(value)
@@ -324,6 +331,9 @@ class Finder:
     def is_first_enumerator(self, cursor):
         while cursor.kind in TRANSPARENT and len(list(cursor.get_children())) == 1:
             cursor = next(cursor.get_children())
+        if cursor.kind == Kind.INIT_LIST_EXPR:
+            return all(self.is_first_enumerator(c) or plain(self.slice(c)) in NOTHING
+                       for c in cursor.get_children())
         constant = cursor.referenced if cursor.kind == Kind.DECL_REF_EXPR else None
         return (constant is not None and constant.kind == Kind.ENUM_CONSTANT_DECL
                 and constant.enum_value == 0)

@@ -1,10 +1,9 @@
-"""The instrumented copy of the project, and its two builds: plain, where allocations can be made to
-fail, and with the address sanitizer, which also sees leaks and reads behind an end."""
+"""The instrumented copy of the project, and its builds: a plain one, where allocations can be made
+to fail, and one with sanitizers, which also see reads behind an end."""
 
 import glob
 import hashlib
 import json
-import os
 import re
 import shutil
 import subprocess
@@ -15,7 +14,7 @@ import source
 AREAS = {
     "codec": ["lib/netconf_dm_util/codec.cc", "lib/netconf_dm_util/transfer.cc",
               "lib/netconf_dm_stub/*.cc"],
-    "path": ["lib/netconf_dm_util/path.cc", "lib/netconf_dm_util/rooted_path.cc",
+    "path": ["lib/netconf_dm_util/path*.cc", "lib/netconf_dm_util/rooted_path.cc",
              "lib/netconf_dm_util/id_array*.cc"],
     "value": ["lib/netconf_dm_util/value.cc", "lib/netconf_dm_util/decimal.cc"],
     "instances": ["lib/netconf_dm_kernel/instance_*.cc"],
@@ -86,8 +85,8 @@ class Tree:
                 raise TreeError(f"{name}: more than {NUMBERS_A_FILE} mutants")
             self.files[name] = (text, sites)
 
-    def mutants(self):
-        return [mutant for _, sites in self.files.values() for site in sites
+    def mutants(self, names):
+        return [mutant for name in names for site in self.files[name][1]
                 for mutant, _ in site.mutants]
 
     # ---- Those that do not compile ----
@@ -181,9 +180,11 @@ class Tree:
     def programs(self, variant):
         """The test programs: (folder, path)."""
         found = []
+        linked = set(re.findall(r"^build (bin/tests/\w+):",
+                                (self.build / variant / "build.ninja").read_text(), re.MULTILINE))
         for folder in TEST_FOLDERS:
             for directory in sorted((self.build / variant / "tests" / folder).glob("CMakeFiles/*.dir")):
                 program = self.build / variant / "bin" / "tests" / directory.stem
-                if os.access(program, os.X_OK):
+                if f"bin/tests/{directory.stem}" in linked:
                     found.append((folder, program))
         return found
