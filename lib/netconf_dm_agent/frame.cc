@@ -19,17 +19,6 @@ static_assert(sizeof(nc_dm_msg_head_t) == NC_DM_MSG_HEAD_SIZE);
 static_assert(offsetof(nc_dm_mng_info_t, recv_msg_buf) % alignof(nc_dm_msg_t) == 0);
 static_assert(offsetof(nc_dm_mng_info_t, send_msg_buf) % alignof(nc_dm_msg_t) == 0);
 
-// Leading bytes of the receive buffer that may be other than 0. Frames are small and the buffer is
-// not, so that only these are cleared between frames.
-size_t g_dirty_len = NC_DM_RECV_BUF_SIZE;
-
-nc_dm_msg_t* ClearRecvBuffer() {
-  char* buf = g_nc_dm_mng_info.recv_msg_buf;
-  memset(buf, 0, g_dirty_len);
-  g_dirty_len = 0;
-  return reinterpret_cast<nc_dm_msg_t*>(buf);
-}
-
 bool IsAccepted(nc_int32 type) {
   constexpr nc_dm_msg_type_t kAccepted[] = {NC_DM_MSG_TYPE_REG_RSP, NC_DM_MSG_TYPE_EDIT,
                                             NC_DM_MSG_TYPE_FILTER,  NC_DM_MSG_TYPE_DBG,
@@ -44,8 +33,6 @@ bool IsAccepted(nc_int32 type) {
 }  // namespace
 
 nc_dm_msg_t* nc_dm_agent_init_in_msg(void) {
-  // The caller may write anywhere in what it gets.
-  g_dirty_len = NC_DM_RECV_BUF_SIZE;
   memset(g_nc_dm_mng_info.recv_msg_buf, 0, NC_DM_RECV_BUF_SIZE);
   return reinterpret_cast<nc_dm_msg_t*>(g_nc_dm_mng_info.recv_msg_buf);
 }
@@ -86,10 +73,9 @@ int nc_dm_agent_get_msg(int fd, nc_dm_msg_t* in_msg) {
 }
 
 int nc_dm_agent_recv(int fd) {
-  nc_dm_msg_t* in_msg = ClearRecvBuffer();
+  nc_dm_msg_t* in_msg = nc_dm_agent_init_in_msg();
   const nc_dm_msg_head_t& head = in_msg->head;
 
-  g_dirty_len = NC_DM_MSG_HEAD_SIZE;
   const int received = nc_dm_read(fd, g_nc_dm_mng_info.recv_msg_buf, NC_DM_MSG_HEAD_SIZE);
   if (received == 0) {
     NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
@@ -107,8 +93,6 @@ int nc_dm_agent_recv(int fd) {
     NC_DM_LOG_ERROR("The length of in msg have reach max! in_msg->head.len=%d\n", head.len);
     return nc::kLinkBroken;
   }
-  if (head.len > 0) g_dirty_len += static_cast<size_t>(head.len);
-
   const int result = nc_dm_agent_get_msg(fd, in_msg);
   return result == 0 ? nc_dm_agent_handle_msg(fd, in_msg) : result;
 }
