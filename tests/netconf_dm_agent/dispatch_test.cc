@@ -62,6 +62,7 @@ TEST_F(DispatchTest, TheFaultGoesToTheDescriptorOfTheRequest) {
 
 TEST_F(DispatchTest, NoMessageIsRefused) {
   EXPECT_EQ(nc_dm_agent_handle_msg(agent_fd(), nullptr), -1);
+  EXPECT_TRUE(log().ContainsError("Input parameter in_msg is invalid!\n"));
   EXPECT_TRUE(peer().IsQuiet());
 }
 

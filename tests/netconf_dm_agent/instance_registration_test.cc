@@ -140,6 +140,15 @@ TEST_F(InstanceRegistrationTest, CreatesAnElementOfALeafList) {
   EXPECT_EQ(NodeAt("a.b.3.l.9")->node_type, NC_DM_NODE_TYPE_MULT_LEAF);
 }
 
+TEST_F(InstanceRegistrationTest, CreatesAnElementOfALeafListOnce) {
+  PathReg("a.b.{i}.l", NC_DM_FLAG_LEAF_LIST);
+  EXPECT_EQ(Apply("a.b.3.l.9"), 0);
+  const uint32_t total = g_nc_agent_dm.total_node;
+  EXPECT_EQ(Apply("a.b.3.l.9", NC_DM_NODE_SRC_CLI), 0);
+  EXPECT_EQ(g_nc_agent_dm.total_node, total);
+  EXPECT_EQ(NodeAt("a.b.3.l.9")->src, NC_DM_NODE_SRC_CLI);
+}
+
 TEST_F(InstanceRegistrationTest, CreatesAnEntryOnce) {
   PathReg("a.b.{i}.c");
   EXPECT_EQ(Apply("a.b.3."), 0);

@@ -216,6 +216,25 @@ TEST_F(RegistrationTest, FailsWhenTheServerCannotBeTold) {
   EXPECT_EQ(allocations, 2);
 }
 
+TEST_F(RegistrationTest, SaysThatTheServerCannotBeTold) {
+  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
+  ASSERT_EQ(PathReg("a.b"), 0);
+  std::string path = "a.b";
+  int failures = 0;
+  // The log allocates as well, so that not each failure concerns the record.
+  WithEachAllocationFailing([&] {
+    log().Clear();
+    const int result = nc_dm_agent_mode_reg(path.data(), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr,
+                                            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    FreePendingRecords();
+    if (result == 0) return;
+    ++failures;
+    EXPECT_EQ(result, -1);
+    EXPECT_TRUE(log().ContainsError("Failed to register data mode to server!\n"));
+  });
+  EXPECT_EQ(failures, 2) << "the record and its name";
+}
+
 TEST_F(RegistrationTest, MayBeCalledFromManyThreads) {
   const DebugMask silent(0);
   constexpr int kThreads = 4;

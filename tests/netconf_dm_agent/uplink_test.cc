@@ -216,6 +216,28 @@ TEST_F(UplinkTest, ALostConnectionEndsTheWaitForItsSocket) {
   ExpectNextRunInASecond();
 }
 
+TEST_F(UplinkTest, ALostConnectionLeavesATimerAloneOnceTheWaitIsOver) {
+  FillSocket();
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  EXPECT_EQ(Run(), 0);
+  close(agent_fd());
+  Connect();
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  ExpectNextRunInASecond();
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(platform().cancelled(), 0) << "the run has ended the wait";
+
+  Connect();
+  FillSocket();
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(platform().cancelled(), 1);
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(platform().cancelled(), 1) << "the loss before has ended it";
+  ExpectNextRunInASecond();
+}
+
 TEST_F(UplinkTest, ARunThatCannotWaitForTheSocketComesAgainByTime) {
   FillSocket();
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
@@ -261,7 +283,7 @@ TEST_F(UplinkTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
 
 TEST_F(UplinkTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   // One more length field than a path.
-  const std::string module(1000, 'm');
+  const std::string module(100, 'm');
   const std::string longest(kLongestName - 4 - module.size(), 'a');
   QueueYangAttr(module.c_str(), longest.c_str());
   QueueYangAttr(module.c_str(), (longest + "a").c_str());
@@ -269,6 +291,8 @@ TEST_F(UplinkTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(Run(), 0);
   ExpectYangAttr(module, longest, NC_DM_YANG_ATTR_REVISION);
   ExpectCplt();
+  EXPECT_TRUE(log().ContainsError(
+      "The yang attribute is too long to send to server, module: " + module + "\n"));
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
