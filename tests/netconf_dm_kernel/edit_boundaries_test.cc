@@ -60,5 +60,14 @@ TEST_F(EditBoundaryTest, PathsOfTheGreatestDepthAreComparedToTheirEnd) {
   EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 2), NC_DM_MAX_DEPTH - 2);
 }
 
+TEST_F(EditBoundaryTest, WhatStandsBehindAPathIsNotCompared) {
+  nc_dm_path_nodes_t paths[3] = {};
+  std::string texts[] = {"a.b.c.d", "a.b.c.e", "a.b.c"};
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(nc_dm_parse(texts[i].data(), &paths[i], false), 0);
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 3), 2);
+  paths[2].total_node = 2;
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 3), 1);
+}
+
 }  // namespace
 }  // namespace ncdm_test
