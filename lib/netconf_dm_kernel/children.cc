@@ -328,6 +328,16 @@ NamedChildren SameNamed(const list_head* siblings, const char* name) {
   return range;
 }
 
+NamedChildren SchemaOf(const list_head* siblings, const char* name) {
+  NamedChildren range = SameNamed(siblings, name);
+  if (range.chain_ != nullptr) {
+    // Behind the mode node there are chained instances alone.
+    range.chain_ = nullptr;
+    range.limit_ = 1;
+  }
+  return range;
+}
+
 NameWalk::NameWalk(const list_head* siblings)
     : siblings_(const_cast<list_head*>(siblings)), link_(siblings_->next) {
   if (!IsEmpty(siblings_)) index_ = IndexOfLong(SiblingsOf(siblings_));
@@ -357,7 +367,7 @@ Node* FindChild(const list_head* siblings, const char* name) {
 Node* FindSchemaChild(const list_head* siblings, const char* name) {
   Node* first = FindChild(siblings, name);
   if (first == nullptr || IsSchema(*first)) return first;
-  for (Node& node : SameNamed(siblings, name)) {
+  for (Node& node : SchemaOf(siblings, name)) {
     if (IsSchema(node)) return &node;
   }
   return nullptr;

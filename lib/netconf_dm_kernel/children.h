@@ -106,6 +106,7 @@ class NamedChildren {
 
  private:
   friend NamedChildren SameNamed(const list_head* siblings, const char* name);
+  friend NamedChildren SchemaOf(const list_head* siblings, const char* name);
 
   static constexpr size_t kUnlimited = ~size_t{0};
 
@@ -122,6 +123,10 @@ class NamedChildren {
 };
 
 NamedChildren SameNamed(const list_head* siblings, const char* name);
+
+// The same for who wants none of the entries of the list of that name: a range without most of
+// them, and without any as a rule.
+NamedChildren SchemaOf(const list_head* siblings, const char* name);
 
 // The first children of all names, one after the other, in no particular order. The loop must not
 // change the list.

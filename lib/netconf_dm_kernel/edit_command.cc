@@ -54,7 +54,7 @@ nc_dm_agent_node_t* FindAddressed(const nc_dm_agent_node_t* entry, const char* n
   if (name == nullptr) return nullptr;
   nc_dm_agent_node_t* first = nc::FindChild(&entry->sub_lst, name);
   if (first == nullptr || IsAddressable(*first)) return first;
-  for (nc_dm_agent_node_t& child : nc::SameNamed(&entry->sub_lst, name)) {
+  for (nc_dm_agent_node_t& child : nc::SchemaOf(&entry->sub_lst, name)) {
     if (IsAddressable(child)) return &child;
   }
   return nullptr;

@@ -281,7 +281,7 @@ void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent, nc_dm_stub_edit_nod
   if (parent == nullptr || edit_list == nullptr) return;
   for (const auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
     if (node.tmpname == nullptr) continue;
-    for (nc_dm_agent_node_t& child : nc::SameNamed(&parent->sub_lst, node.tmpname)) {
+    for (nc_dm_agent_node_t& child : nc::SchemaOf(&parent->sub_lst, node.tmpname)) {
       if (child.node_type == NC_DM_NODE_TYPE_LEAF) nc::StampSource(&child, src);
     }
   }
@@ -400,7 +400,7 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
 
   NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
                   grandfather->node_name, key_parent);
-  for (nc_dm_agent_node_t& child : nc::SameNamed(&grandfather->sub_lst, key_parent)) {
+  for (nc_dm_agent_node_t& child : nc::SchemaOf(&grandfather->sub_lst, key_parent)) {
     if (child.node_type != NC_DM_NODE_TYPE_MULT_MODE) continue;
     NC_DM_LOG_INFO("Found the mode node '%s'.\n", child.node_name);
     return &child;

@@ -33,6 +33,14 @@ std::vector<Node*> Named(const list_head* list, const std::string& name) {
   return nodes;
 }
 
+std::vector<Node*> SchemaNamed(const list_head* list, const std::string& name) {
+  std::vector<Node*> nodes;
+  for (Node& node : nc::SchemaOf(list, name.c_str())) {
+    if (!IsInstance(&node)) nodes.push_back(&node);
+  }
+  return nodes;
+}
+
 // Every function of the interface, on every name of the list and one that is not there.
 void ExpectLikeWalk(const list_head* list, Node* parent) {
   std::set<std::string> names{"missing"};
@@ -47,11 +55,11 @@ void ExpectLikeWalk(const list_head* list, Node* parent) {
     ASSERT_EQ(Named(list, name), should_be) << where;
     ASSERT_EQ(nc::FindChild(list, name.c_str()), should_be.empty() ? nullptr : should_be[0])
         << where;
-    Node* schema = nullptr;
-    for (Node* node : should_be) {
-      if (schema == nullptr && !IsInstance(node)) schema = node;
-    }
-    ASSERT_EQ(nc::FindSchemaChild(list, name.c_str()), schema) << where;
+    std::vector<Node*> schema = should_be;
+    std::erase_if(schema, [](const Node* node) { return IsInstance(node); });
+    ASSERT_EQ(SchemaNamed(list, name), schema) << where;
+    ASSERT_EQ(nc::FindSchemaChild(list, name.c_str()), schema.empty() ? nullptr : schema[0])
+        << where;
     for (nc_int64 id = 0; id < 8; ++id) {
       Node* with_id = nullptr;
       for (Node* node : should_be) {
@@ -161,6 +169,15 @@ TEST_F(ChildrenTest, ModeNodeAndItsInstancesInOrderOfCreation) {
   EXPECT_THAT(Describe(Named(&At("a")->sub_lst, "b")),
               ElementsAre("a.b:list", "a.b.5:entry", "a.b.4:entry"));
   EXPECT_THAT(Describe(Named(&At("a")->sub_lst, "x")), ElementsAre("a.x:leaf"));
+}
+
+TEST_F(ChildrenTest, SchemaOfAListIsFoundWithoutItsEntries) {
+  Register("a.b.{i}.k");
+  for (nc_int64 id = 1; id <= 3; ++id) Create(At("a"), "b", id);
+  std::vector<Node*> visited;
+  for (Node& node : nc::SchemaOf(&At("a")->sub_lst, "b")) visited.push_back(&node);
+  EXPECT_THAT(Describe(visited), ElementsAre("a.b:list"));
+  EXPECT_THAT(SchemaNamed(&At("a")->sub_lst, "missing"), IsEmpty());
 }
 
 TEST_F(ChildrenTest, WalkOverOneListNeverMeetsAnother) {
