@@ -211,8 +211,8 @@ typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t* padb);
  *   master      the event loop; must live as long as the process
  *   dm_reg      registers the data model; may be null. Its non-zero result ends the start
  *   dm_reg_rsp  called when the server refuses a registration; may be null
- * Returns 0, -1 for a bad argument or when a mutex cannot be made, or the result of `dm_reg`, and
- * then what that had registered is gone. A server that is not there is no failure. Call it once.
+ * Returns 0, -1 for a bad argument or when a mutex cannot be made, or the result of `dm_reg`. A
+ * server that is not there is no failure. Call it once.
  */
 NC_DM_API int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(void),
                                int (*dm_reg_rsp)(void));

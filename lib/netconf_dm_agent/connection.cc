@@ -16,14 +16,11 @@
 
 #include "netconf_dm_agent/events.h"
 #include "netconf_dm_agent/frame.h"
-#include "netconf_dm_agent/registration.h"
 #include "netconf_dm_agent/response.h"
 #include "netconf_dm_agent/uplink.h"
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/server_records.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
-#include "netconf_dm_util/mutex_lock.h"
 
 // Before the start descriptor 0 is the application's, not a connection.
 constinit nc_dm_mng_info_t g_nc_dm_mng_info = [] {
@@ -159,14 +156,6 @@ void CloseSocket() {
   g_nc_dm_mng_info.agent_fd = -1;
 }
 
-// What the application registered before it gave up: nothing will ever send it, and another start
-// begins with empty lists.
-void ForgetRegistrations() {
-  nc::EmptyQueue();
-  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-  nc::EmptyTree();
-}
-
 }  // namespace
 
 int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(void),
@@ -189,7 +178,6 @@ int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(v
     if (result != 0) {
       NC_DM_LOG_ERROR("Failed to register dm!\n");
       CloseSocket();
-      ForgetRegistrations();
       return result;
     }
     nc_dm_agent_mode_reg_cplt();

@@ -319,29 +319,6 @@ TEST_F(ConnectionTest, ARegistrationThatFailsEndsTheStart) {
   EXPECT_EQ(recv(peer.fd(), &byte, 1, 0), 0);
 }
 
-int RegisterMuchAndFail() {
-  RegisterTwoLeaves();
-  char path[] = "net.vrf.{1-3}.name";
-  nc_dm_agent_mul_reg(path, NC_DM_VAL_TYPE_STRING, NC_DM_FLAG_KEY, nullptr, nullptr, nullptr,
-                      nullptr, nullptr, nullptr);
-  nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "1");
-  return -3;
-}
-
-// The leak checker sees to what the two lists owned.
-TEST_F(ConnectionTest, ARegistrationThatFailsLeavesNothingBehind) {
-  const Server server(dir());
-  EXPECT_EQ(Init(RegisterMuchAndFail), -3);
-  EXPECT_EQ(PendingRecords(), 0u);
-  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.dm_root));
-  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.yang_attr_lst));
-  EXPECT_EQ(g_nc_agent_dm.total_node, 0u);
-  EXPECT_FALSE(info().local_dm_reg_over);
-
-  EXPECT_EQ(Init(RegisterTwoLeaves), 0);
-  EXPECT_EQ(PendingRecords(), 3u);
-}
-
 TEST_F(ConnectionTest, ARegistrationThatFailsWithoutAServerSchedulesNothingMore) {
   EXPECT_EQ(Init([] { return 17; }), 17);
   EXPECT_EQ(agent_fd(), -1);
