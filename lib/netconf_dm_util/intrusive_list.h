@@ -1,14 +1,17 @@
 // Intrusive lists: what every record of this library is chained with.
 //
-// A list is a list_head; a record carries its link as a member (the first one, for its main list). These are ranges
-// over the records, so that no caller walks links by hand:
+// A list is a list_head; a record carries its link as a member (the first one, for its main list).
+// These are ranges over the records, so that no caller walks links by hand:
 //
 //   for (auto& node : nc::Records<nc_dm_agent_node_t>(&parent->sub_lst)) ...
-//   for (auto& leaf : nc::Records<nc_dm_agent_node_t, &nc_dm_agent_node_t::key_lst>(&parent->sub_key_lst)) ...
-//   for (auto& node : nc::RecordsSafely<nc_dm_val_node_t>(&list->head)) { nc::Unlink(&node.lst); free(&node); }
+//   for (auto& leaf : nc::Records<Node, &Node::key_lst>(&parent->sub_key_lst)) ...
+//   for (auto& node : nc::RecordsSafely<nc_dm_val_node_t>(&list->head)) {
+//     nc::Unlink(&node.lst);
+//     free(&node);
+//   }
 //
-// RecordsSafely reads the next link before the body runs, so that the body may unlink and free the current record,
-// and no other.
+// RecordsSafely reads the next link before the body runs, so that the body may unlink and free the
+// current record, and no other.
 #ifndef NETCONF_DM_UTIL_INTRUSIVE_LIST_H_
 #define NETCONF_DM_UTIL_INTRUSIVE_LIST_H_
 

@@ -1,5 +1,5 @@
-// Logging from inside the library. A text whose level is off costs a test of the debug mask: nothing is
-// formatted, and no argument is evaluated, so arguments must be free of effects.
+// Logging from inside the library. A text whose level is off costs a test of the debug mask:
+// nothing is formatted, and no argument is evaluated, so arguments must be free of effects.
 #ifndef NETCONF_DM_UTIL_LOG_H_
 #define NETCONF_DM_UTIL_LOG_H_
 
@@ -8,11 +8,11 @@
 #include "netconf_dm_util.h"
 #include "printk_syslog.h"
 
-#define NC_DM_LOG_AT(level, ...)                                    \
-  do {                                                              \
-    if (__builtin_expect(nc::HasDebugBit(level), 0)) {              \
-      nc_dm_agent_dbg_msg((level), __VA_ARGS__);                    \
-    }                                                               \
+#define NC_DM_LOG_AT(level, ...)                       \
+  do {                                                 \
+    if (__builtin_expect(nc::HasDebugBit(level), 0)) { \
+      nc_dm_agent_dbg_msg((level), __VA_ARGS__);       \
+    }                                                  \
   } while (false)
 
 #define NC_DM_LOG_ERROR(...) NC_DM_LOG_AT(NC_DM_DBG_ERROR, __VA_ARGS__)
@@ -36,7 +36,8 @@ inline long long LongLong(int64_t value) { return value; }
 
 }  // namespace nc
 
-#define NC_DM_SYSLOG(...) \
-  printk_syslog_ext(nc::kSyslogLevel, nc::kSyslogModule, nc::kSyslogKind, LOG_TYPE_DEBUG, __VA_ARGS__)
+#define NC_DM_SYSLOG(...)                                                                 \
+  printk_syslog_ext(nc::kSyslogLevel, nc::kSyslogModule, nc::kSyslogKind, LOG_TYPE_DEBUG, \
+                    __VA_ARGS__)
 
 #endif  // NETCONF_DM_UTIL_LOG_H_

@@ -1,5 +1,5 @@
-// Memory from malloc, owned by scope. The records cross a C border, where their owner calls free(), and an
-// allocation may fail, so nothing here throws.
+// Memory from malloc, owned by scope. The records cross a C border, where their owner calls free(),
+// and an allocation may fail, so nothing here throws.
 #ifndef NETCONF_DM_UTIL_MALLOC_PTR_H_
 #define NETCONF_DM_UTIL_MALLOC_PTR_H_
 

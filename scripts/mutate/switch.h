@@ -18,7 +18,8 @@ inline unsigned char* MapReached() {
   if (path == nullptr || room == nullptr) return nullptr;
   const int fd = open(path, O_RDWR | O_CLOEXEC);
   if (fd < 0) abort();
-  void* bytes = mmap(nullptr, strtoul(room, nullptr, 10), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  void* bytes =
+      mmap(nullptr, strtoul(room, nullptr, 10), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   close(fd);
   if (bytes == MAP_FAILED) abort();
   return static_cast<unsigned char*>(bytes);
