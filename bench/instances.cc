@@ -137,7 +137,9 @@ class BareList {
   void Remove(void* instance) {
     auto* node = static_cast<nc_dm_agent_node_t*>(instance);
     free(node->instid_btree_node);
+    // The analyzer does not see that a node that is freed was taken off the list.
     while (node->sub_lst.next != &node->sub_lst) {
+      // NOLINTNEXTLINE(clang-analyzer-unix.Malloc)
       FreeNode(reinterpret_cast<nc_dm_agent_node_t*>(node->sub_lst.next));
     }
     FreeNode(node);

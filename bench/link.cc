@@ -12,7 +12,7 @@
 namespace bench {
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
 constexpr int kTimeoutMs = 120'000;
 
 enum class Role { kOther, kSegment, kEnd, kFault };
@@ -58,7 +58,7 @@ void WaitFor(int fd, short events, int timeout_ms) {
 
 Link::Link(ncdm::server::Descriptor socket) : socket_(std::move(socket)), buffer_(kBufferSize) {}
 
-void Link::Send(std::string_view bytes) {
+void Link::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
     const ssize_t sent = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent >= 0) {

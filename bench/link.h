@@ -36,7 +36,7 @@ class Link {
 
   int fd() const { return socket_.get(); }
 
-  void Send(std::string_view bytes);
+  void Send(std::string_view bytes) const;
 
   // The frames up to the end of an answer. What the agent says of its own accord is skipped. A
   // fault is a LinkError.
