@@ -17,6 +17,7 @@ struct Address {
   std::string ip;  // without the prefix length
   int family;      // AF_INET or AF_INET6
   unsigned prefix_length;
+  // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the comparison with 0 for a pointer.
   auto operator<=>(const Address&) const = default;
 };
 

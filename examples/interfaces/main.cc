@@ -9,6 +9,7 @@
 #include "interfaces/instances.h"
 #include "interfaces/model.h"
 
+// Short of memory at its start, it ends. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
   Application application{"interfaces-demo", NCDM_YANG_FILE, RegisterModel, instances::Refresh};
   CLI::App options{

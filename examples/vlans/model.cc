@@ -228,7 +228,7 @@ int GetPlainText(nc_dm_id_array_t*, char* value) {
 }
 
 template <auto kMember>
-int SetPlainText(nc_dm_id_array_t*, char* value) {
+int SetPlainText(nc_dm_id_array_t*, char* value) {  // NOLINT(readability-non-const-parameter)
   g_running.*kMember = value;
   return 0;
 }
@@ -241,7 +241,7 @@ nc_int64 ResetPlain(nc_dm_id_array_t*, char*) {
 
 int GetNtpEnabled(nc_dm_id_array_t*, char* value) { return PutValue(g_running.ntp_enabled, value); }
 
-int SetNtpEnabled(nc_dm_id_array_t*, char* value) {
+int SetNtpEnabled(nc_dm_id_array_t*, char* value) {  // NOLINT(readability-non-const-parameter)
   g_running.ntp_enabled = *value != 0;
   return 0;
 }
