@@ -160,7 +160,7 @@ bool RawServer::Read(std::size_t most) {
   return count > 0 || (count < 0 && errno == EAGAIN);
 }
 
-std::size_t RawServer::ReadAway(std::size_t count) {
+std::size_t RawServer::ReadAway(std::size_t count) const {
   std::string buffer(count, '\0');
   const ssize_t received = recv(fd_, buffer.data(), count, 0);
   return received < 0 ? 0 : static_cast<std::size_t>(received);
@@ -177,7 +177,7 @@ void RawServer::Send(std::string_view bytes) const {
   EXPECT_EQ(sent, static_cast<ssize_t>(bytes.size()));
 }
 
-void RawServer::Send(const Request& request, std::int32_t first_sid) {
+void RawServer::Send(const Request& request, std::int32_t first_sid) const {
   for (Frame frame : request.frames) {
     frame.head.sid = first_sid++;
     Send(EncodeFrame(frame));

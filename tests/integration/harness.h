@@ -84,13 +84,13 @@ class RawServer {
   // Reads what has arrived, at most so many bytes. False once the agent has closed.
   bool Read(std::size_t most = SIZE_MAX);
   // Reads at most so many bytes and drops them; the count.
-  std::size_t ReadAway(std::size_t count);
+  std::size_t ReadAway(std::size_t count) const;
   // Every frame read so far on this connection, and as descriptions.
   const std::vector<ncdm::server::Frame>& frames() const { return frames_; }
   std::vector<std::string> Descriptions() const;
 
   void Send(std::string_view bytes) const;
-  void Send(const ncdm::server::Request& request, std::int32_t first_sid);
+  void Send(const ncdm::server::Request& request, std::int32_t first_sid) const;
   // From now on the agent cannot send, and does not notice before it tries.
   void StopReading() const;
   void Close();
