@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures how much of lib/ the tests run, as an HTML report in build-coverage/report and a table.
-#   scripts/coverage.sh [PATTERN]    only files that match the regular expression, such as 'lib/netconf_dm_kernel/edit_'
+#   scripts/coverage.sh [PATTERN]    only files that match the regular expression, such as 'lib/netconf_dm_kernel/edit/'
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -14,10 +14,10 @@
 #include <cstring>
 #include <span>
 
-#include "netconf_dm_agent/events.h"
+#include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/frame.h"
-#include "netconf_dm_agent/response.h"
-#include "netconf_dm_agent/uplink.h"
+#include "netconf_dm_agent/registration_task.h"
+#include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
+#include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/frame.h"
-#include "netconf_dm_agent/response.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
 

@@ -1,8 +1,8 @@
 // The server's windows into a running agent: DBG switches debug bits, SHOW dumps the tree. What
 // they write to the log appears whatever the debug bits are.
 
-#include "netconf_dm_agent/handle.h"
-#include "netconf_dm_kernel/tree_walk.h"
+#include "netconf_dm_agent/request_checks.h"
+#include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
 
 namespace {

@@ -2,11 +2,11 @@
 
 #include <atomic>
 
-#include "netconf_dm_agent/collected.h"
+#include "netconf_dm_agent/answer.h"
+#include "netconf_dm_agent/collected_requests.h"
 #include "netconf_dm_agent/frame.h"
-#include "netconf_dm_agent/handle.h"
-#include "netconf_dm_agent/response.h"
-#include "netconf_dm_kernel/tree_walk.h"
+#include "netconf_dm_agent/request_checks.h"
+#include "netconf_dm_kernel/tree/tree_lock.h"
 
 namespace {
 

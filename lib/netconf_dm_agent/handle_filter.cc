@@ -1,9 +1,9 @@
 // FILTER: collects the filters of a request, and reads what they ask for into the pending answer.
 
-#include "netconf_dm_agent/collected.h"
-#include "netconf_dm_agent/handle.h"
-#include "netconf_dm_agent/response.h"
-#include "netconf_dm_kernel/tree_walk.h"
+#include "netconf_dm_agent/answer.h"
+#include "netconf_dm_agent/collected_requests.h"
+#include "netconf_dm_agent/request_checks.h"
+#include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/malloc_ptr.h"
 

@@ -1,6 +1,6 @@
 // The server's answers to what the agent tells it: REG_RSP and UNREG_CLIENT_RSP.
 
-#include "netconf_dm_agent/handle.h"
+#include "netconf_dm_agent/request_checks.h"
 
 int nc_dm_agent_handle_msg_reg_rsp(int /*fd*/, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
   // The server knows by now that this client has restarted.

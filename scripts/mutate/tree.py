@@ -17,9 +17,10 @@ AREAS = {
     "path": ["lib/netconf_dm_util/path*.cc", "lib/netconf_dm_util/rooted_path.cc",
              "lib/netconf_dm_util/id_array*.cc"],
     "value": ["lib/netconf_dm_util/value.cc", "lib/netconf_dm_util/decimal.cc"],
-    "instances": ["lib/netconf_dm_kernel/instance_*.cc"],
-    "match": ["lib/netconf_dm_kernel/match.cc", "lib/netconf_dm_kernel/child_match.cc"],
-    "edit": ["lib/netconf_dm_kernel/edit_*.cc"],
+    "instances": ["lib/netconf_dm_kernel/instances/*.cc"],
+    "match": ["lib/netconf_dm_kernel/paths/match.cc",
+              "lib/netconf_dm_kernel/paths/application_matchers.cc"],
+    "edit": ["lib/netconf_dm_kernel/edit/*.cc"],
     "dispatch": ["lib/netconf_dm_agent/dispatch.cc", "lib/netconf_dm_agent/handle_*.cc"],
 }
 COPIED = ["CMakeLists.txt", "cmake", "include", "lib", "platform", "server", "examples", "tests"]
@@ -48,7 +49,7 @@ class Tree:
         self.root = root
         self.build = build
         self.copy = build / "source"
-        self.numbered = sorted(str(p.relative_to(root)) for p in root.glob("lib/*/*.cc"))
+        self.numbered = sorted(str(p.relative_to(root)) for p in root.glob("lib/**/*.cc"))
         self.room = NUMBERS_A_FILE * len(self.numbered)
         self.arguments = PARSED_AS + [f"-I{root / name}" for name in INCLUDES]
         self.files = {}  # name: (text, sites)

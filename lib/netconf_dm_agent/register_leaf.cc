@@ -1,0 +1,212 @@
+// Registration of the schema: a leaf enters the tree and is announced to the server.
+
+#include "netconf_dm_agent/register_leaf.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "netconf_dm_kernel/registration_queue.h"
+#include "netconf_dm_kernel/tree/ready.h"
+#include "netconf_dm_kernel/tree/tree_lock.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/mutex_lock.h"
+
+namespace {
+
+bool FitsPath(const char* dm_name) {
+  const size_t len = strnlen(dm_name, NC_DM_MAX_PATH_LEN + 1);
+  return len > 0 && len <= NC_DM_MAX_PATH_LEN;
+}
+
+bool CheckLeafPath(const nc_dm_agent_node_t* leaf) {
+  if (leaf == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
+    return false;
+  }
+  if (leaf->dm_path == nullptr) {
+    NC_DM_LOG_ERROR("Register dm_reg path is null!\n");
+    return false;
+  }
+  const size_t len = strlen(leaf->dm_path);
+  if (len == 0) {
+    NC_DM_LOG_ERROR("Register dm_reg path length is 0!\n");
+    return false;
+  }
+  if (leaf->dm_path[len - 1] == '.') {
+    NC_DM_LOG_ERROR("Only leaf type can be register, the path can't be end with '.'!\n");
+    return false;
+  }
+  return true;
+}
+
+// A range is no name, although the characters of one would do: it is either expanded or a mistake.
+bool AreNames(const nc_dm_path_nodes_t* path, nc::Numbers numbers) {
+  return nc_dm_check_param_name(path) &&
+         std::none_of(path->nodes, path->nodes + path->total_node, [&](const char* component) {
+           return nc::HasRangeForm(component) ||
+                  (numbers == nc::Numbers::kRefused && nc_dm_is_str_num(component));
+         });
+}
+
+int Insert(nc_dm_agent_node_t* leaf, nc_dm_path_nodes_t* path, nc::Numbers numbers) {
+  if (!CheckLeafPath(leaf)) return -1;
+  const int parsed = nc_dm_parse(leaf->dm_path, path, false);
+  if (parsed != 0) return parsed;
+  if (!AreNames(path, numbers)) {
+    NC_DM_LOG_ERROR("Register dm name is invalid!\n");
+    return -1;
+  }
+  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  nc_dm_agent_node_t* last_node = nullptr;
+  const nc_dm_agent_match_status_t status =
+      nc_dm_agent_reg_match(&g_nc_agent_dm.dm_root, path, &last_node);
+  if (status == NC_DM_CLIENT_MATCH_STATUS_LEAF || status == NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF ||
+      status == NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF_MODE) {
+    NC_DM_LOG_ERROR("This path may be already register: %s, status: %d\n", leaf->dm_path, status);
+    return 1;
+  }
+  NC_DM_LOG_INFO("The count of node which the register path match to tree:%d\n", path->match_cnt);
+  // A wide node is worth a warning, and no reason to refuse what the application has.
+  if (last_node != nullptr) nc_dm_agent_check_width(last_node);
+  leaf->node_type = NC_DM_NODE_TYPE_LEAF;
+  return nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, path, last_node, leaf);
+}
+
+}  // namespace
+
+namespace nc {
+
+bool IsRegistrablePath(const char* dm_name) {
+  if (dm_name == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter dm_name is invalid!\n");
+    return false;
+  }
+  if (!FitsPath(dm_name)) {
+    NC_DM_LOG_ERROR("Invalid dm_name length!\n");
+    return false;
+  }
+  return true;
+}
+
+int RegisterLeaf(nc_dm_agent_node_t* leaf, Numbers numbers) {
+  if (!IsRegistrablePath(leaf->dm_path)) return -1;
+  NC_DM_LOG_INFO("Register path:%s\n", leaf->dm_path);
+  if (!IsTreeInitialized()) return -1;
+  nc_dm_path_nodes_t path = {};
+  const int result = Insert(leaf, &path, numbers);
+  if (result < 0) NC_DM_LOG_ERROR("Client local dm register unsuccessfully!\n");
+  return result;
+}
+
+int AnnouncePath(char* path, nc_int32 attr) {
+  nc_dm_stub_reg_t record = {};
+  record.type = NC_DM_MSG_TYPE_REG;
+  record.attr = attr;
+  record.name = path;
+  if (nc_dm_agent_reg_server(&record) != 0) {
+    NC_DM_LOG_ERROR("Failed to register data mode to server!\n");
+    return -1;
+  }
+  return 0;
+}
+
+void EmptyTree() {
+  for (auto& root : RecordsSafely<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
+    nc_dm_agent_unreg_nodes(&root);
+  }
+  for (auto& yang : RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
+    Unlink(&yang.lst);
+    nc_dm_agent_free_yang_attr(&yang);
+    free(&yang);
+  }
+}
+
+}  // namespace nc
+
+int nc_dm_agent_reg_in(nc_dm_agent_node_t* dm_reg, nc_dm_path_nodes_t* p_path_nodes) {
+  return Insert(dm_reg, p_path_nodes, nc::Numbers::kInstanceIds);
+}
+
+int nc_dm_agent_path_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, int index,
+                         nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
+                         nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
+                         int (* /*reserved*/)(void), nc_dm_exe_cmd_fn exe_cmd) {
+  nc_dm_agent_node_t leaf = {};
+  leaf.dm_path = dm_name;
+  leaf.val_type = val_type;
+  leaf.flag = flag;
+  leaf.index = index;
+  leaf.set = set;
+  leaf.get = get;
+  leaf.create = create;
+  leaf.delete_ = delete_fn;
+  leaf.get_attr = get_attr;
+  leaf.exe_cmd = exe_cmd;
+  return nc::RegisterLeaf(&leaf, nc::Numbers::kInstanceIds);
+}
+
+int nc_dm_agent_mode_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, int index,
+                         nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
+                         nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
+                         int (*reserved)(void), nc_dm_exe_cmd_fn exe_cmd) {
+  if (dm_name == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter dm_name is invalid.\n");
+    return -1;
+  }
+  if (!FitsPath(dm_name)) {
+    NC_DM_LOG_ERROR("Invalid dm_name length.\n");
+    return -1;
+  }
+  NC_DM_LOG_INFO("Register path:%s\n", dm_name);
+  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
+  if (nc_dm_agent_path_reg(dm_name, val_type, flag, index, set, get, create, delete_fn, get_attr,
+                           reserved, exe_cmd) < 0) {
+    NC_DM_LOG_ERROR("Failed to register data mode path!\n");
+    return -1;
+  }
+  // Announced even when it was registered: the server may have forgotten it.
+  return nc::AnnouncePath(dm_name, flag | (index != 0 ? NC_DM_REG_ATTR_INDEX : 0));
+}
+
+void nc_dm_agent_mode_reg_cplt(void) {
+  if (!nc::IsClientInitialized()) return;
+  std::atomic_ref(g_nc_dm_mng_info.local_dm_reg_over).store(true);
+  nc::PendingPtr record = nc::NewPending(NC_DM_MSG_TYPE_REG_CPLT);
+  if (record == nullptr) return;
+  NC_DM_LOG_INFO("Add mode_reg_cplt to register list.\n");
+  nc::Queue(std::move(record));
+}
+
+int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*)) {
+  if (!nc::IsClientInitialized()) return -1;
+  if (fun_type == NC_DM_HOOK_FUN_DATA_COMMIT) {
+    std::atomic_ref(g_nc_dm_mng_info.data_commit).store(handler);
+  }
+  return 0;
+}
+
+int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void)) {
+  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
+  if (static_cast<pid_t>(syscall(SYS_gettid)) != g_nc_dm_mng_info.agent_pid) {
+    NC_DM_LOG_ERROR("Unregister request is not the thread in which netconf dm client init!\n");
+    return -1;
+  }
+  {
+    const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+    if (nc::TreeWalk::IsUnderWay()) {
+      NC_DM_LOG_ERROR("Unregister request is made by a callback, the tree is in use!\n");
+      return -1;
+    }
+    nc::EmptyTree();
+  }
+  nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
+  g_nc_dm_mng_info.unreg_rsp_handler = dm_unreg_rsp;
+  return 0;
+}

@@ -1,0 +1,75 @@
+// Attributes of the YANG modules: kept beside the tree, and announced to the server whenever they
+// are given.
+
+#include <cstring>
+#include <utility>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree/ready.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/mutex_lock.h"
+
+namespace {
+
+using TextPtr = nc::MallocPtr<char>;
+
+bool Add(const char* name, nc_dm_yang_attr_type_t type, TextPtr value) {
+  auto record = nc::NewRecord<nc_dm_yang_attr_t>();
+  TextPtr module_name(nc_dm_copy_str(name));
+  if (record == nullptr || module_name == nullptr) return false;
+  record->type = type;
+  record->module_name = module_name.release();
+  record->attr = value.release();
+  nc::PushBack(&g_nc_agent_dm.yang_attr_lst, &record.release()->lst);
+  return true;
+}
+
+bool Record(const char* name, nc_dm_yang_attr_type_t type, const char* attr_val) {
+  const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
+  nc_dm_yang_attr_t* known = nc_dm_agent_get_yang_attr(name, type);
+  if (known != nullptr && known->attr != nullptr && strcmp(known->attr, attr_val) == 0) return true;
+  TextPtr value(nc_dm_copy_str(attr_val));
+  if (value == nullptr) return false;
+  if (known == nullptr) return Add(name, type, std::move(value));
+  const TextPtr replaced(known->attr);
+  known->attr = value.release();
+  return true;
+}
+
+}  // namespace
+
+nc_dm_yang_attr_t* nc_dm_agent_get_yang_attr(const char* name, nc_dm_yang_attr_type_t attr) {
+  if (name == nullptr) return nullptr;
+  for (auto& yang : nc::Records<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
+    if (yang.type == attr && yang.module_name != nullptr && strcmp(yang.module_name, name) == 0) {
+      return &yang;
+    }
+  }
+  return nullptr;
+}
+
+int nc_dm_agent_yang_attr_reg(const char* name, nc_dm_yang_attr_type_t attr_type,
+                              const char* attr_val) {
+  if (name == nullptr) {
+    NC_DM_LOG_ERROR("Input yang name is null!\n");
+    return -1;
+  }
+  if (attr_val == nullptr) {
+    NC_DM_LOG_ERROR("Input yang attribute value is null!\n");
+    return -1;
+  }
+  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
+  if (!Record(name, attr_type, attr_val)) {
+    NC_DM_LOG_ERROR("Failed to malloc yang_attr!\n");
+    return -1;
+  }
+  // Behind the tree's lock: the registration task takes the two locks in the other order.
+  nc_dm_yang_attr_t announced = {};
+  announced.type = attr_type;
+  announced.module_name = const_cast<char*>(name);
+  announced.attr = const_cast<char*>(attr_val);
+  nc_dm_agent_reg_yang_attr_server(&announced);
+  return 0;
+}

@@ -1,0 +1,89 @@
+// A leaf written by its path, and the comparison of paths that groups the edits of siblings.
+
+#include <algorithm>
+#include <cstring>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_util/log.h"
+
+namespace {
+
+bool IsWritable(const nc_dm_agent_node_t* leaf) {
+  return leaf->set != nullptr && (leaf->flag & NC_DM_FLAG_KEY) == 0;
+}
+
+// 0 also when the application refuses the value: its result is not asked for.
+int WriteLeaf(nc_dm_agent_node_t* leaf, char* value) {
+  nc_dm_id_array_t ids = {};
+  if (nc_dm_get_ids(&ids, leaf) != 0) {
+    NC_DM_LOG_ERROR("Failed to get id array!\n");
+    return -1;
+  }
+  nc_dm_agent_set_node_val(leaf, &ids, value);
+  return 0;
+}
+
+// How many leading names two paths have in common.
+int CommonNames(const nc_dm_path_nodes_t& a, const nc_dm_path_nodes_t& b) {
+  const int end = std::min(a.total_node, b.total_node);
+  int i = 0;
+  while (i < end && strcmp(a.nodes[i], b.nodes[i]) == 0) ++i;
+  return i;
+}
+
+}  // namespace
+
+int nc_dm_agent_edit_update_leaf_val(nc_dm_agent_node_t* node, nc_dm_path_nodes_t* path_nodes,
+                                     int offset, char* value) {
+  if (node == nullptr || path_nodes == nullptr || offset < 0) {
+    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
+    return -1;
+  }
+  if (offset >= path_nodes->total_node) {
+    NC_DM_LOG_ERROR("The offset input is great than or equal to total number of path nodes.\n");
+    return -1;
+  }
+  // Every instance of a list on the way is visited, and the walk then ends as one that found no
+  // leaf.
+  for (nc_dm_agent_node_t& child : nc::SameNamed(&node->sub_lst, path_nodes->nodes[offset])) {
+    if (offset == path_nodes->total_node - 1) {
+      if (IsWritable(&child)) return WriteLeaf(&child, value);
+      NC_DM_LOG_ERROR("The current node is key node or set value function is null!\n");
+    } else if (nc_dm_agent_edit_update_leaf_val(&child, path_nodes, offset + 1, value) != 0) {
+      NC_DM_LOG_ERROR("Failed to update leaf value of current node!\n");
+      return -1;
+    }
+  }
+  return -1;
+}
+
+int nc_dm_agent_edit_update(nc_dm_agent_node_t* parent, nc_dm_path_nodes_t* key_path, char* path,
+                            char* value) {
+  nc_dm_path_nodes_t leaf_path = {};
+  if (nc_dm_parse(path, &leaf_path, false) != 0) return -1;
+  const int offset = nc_dm_agent_the_same_ancestors(key_path, &leaf_path);
+  if (offset == 0) {
+    NC_DM_LOG_ERROR("Not all ancestors of key node are current node's ancestors.\n");
+    return -1;
+  }
+  if (nc_dm_agent_edit_update_leaf_val(parent, &leaf_path, offset, value) != 0) {
+    NC_DM_LOG_ERROR("Failed to update leaf value of node.\n");
+    return -1;
+  }
+  return 0;
+}
+
+int nc_dm_agent_filter_find_max_cmm_node_index(nc_dm_path_nodes_t* paths, int paths_num) {
+  if (paths == nullptr || paths_num < 1) return 0;
+  if (paths_num == 1) return paths[0].total_node != 1 ? 1 : 0;
+
+  // Without a difference the answer is 0, not the length: callers ask for paths that differ.
+  const int common = CommonNames(paths[0], paths[1]);
+  const bool differ = common < std::min(paths[0].total_node, paths[1].total_node);
+  int index = differ ? common - 1 : 0;
+  for (int k = 2; k < paths_num; ++k) {
+    index = std::min(index, CommonNames(paths[1], paths[k]) - 1);
+  }
+  return index;
+}

@@ -1,0 +1,459 @@
+// Keys of an edited list entry, and what they lead to: the list's mode node, the entry's id, the
+// entry.
+
+#include <cstddef>
+#include <cstring>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/paths/request_path.h"
+#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/malloc_ptr.h"
+
+namespace {
+
+using KeyRange = decltype(nc::Records<nc_dm_agent_node_t, &nc_dm_agent_node_t::key_lst>(nullptr));
+
+KeyRange KeyLeaves(const nc_dm_agent_node_t* node) {
+  return nc::Records<nc_dm_agent_node_t, &nc_dm_agent_node_t::key_lst>(&node->sub_key_lst);
+}
+
+bool SameName(const char* a, const char* b) { return strcmp(a, b) == 0; }
+
+// ---- Key lists ----
+
+// A new key of copies, in no list; or null.
+nc_dm_key_t* NewKey(const char* name, const char* value) {
+  nc::MallocPtr<nc_dm_key_t> key = nc::NewRecord<nc_dm_key_t>();
+  if (key == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc key!\n");
+    return nullptr;
+  }
+  nc::MallocPtr<char> name_copy(nc_dm_copy_str(name));
+  if (name_copy == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc key->name!\n");
+    return nullptr;
+  }
+  nc::MallocPtr<char> value_copy(nc_dm_copy_str(value));
+  if (value_copy == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc key->value!\n");
+    return nullptr;
+  }
+  nc::InitList(&key->lst);
+  key->name = name_copy.release();
+  key->value = value_copy.release();
+  return key.release();
+}
+
+const nc_dm_key_t* FindCompleteKey(const list_head* keys, const char* name) {
+  for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(keys)) {
+    if (key.name != nullptr && key.value != nullptr && SameName(key.name, name)) return &key;
+  }
+  return nullptr;
+}
+
+// ---- Keys in the application ----
+
+nc_dm_agent_node_t* FindReadableKeyLeaf(const nc_dm_agent_node_t* entry, const char* name) {
+  for (nc_dm_agent_node_t& leaf : KeyLeaves(entry)) {
+    NC_DM_LOG_INFO("Current node to match name '%s', input name '%s'.\n", leaf.node_name, name);
+    if (SameName(leaf.node_name, name) && leaf.get != nullptr) return &leaf;
+  }
+  return nullptr;
+}
+
+// The text of the value that the application gives a key leaf, or null.
+nc::MallocPtr<char> ReadKeyLeaf(const nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids) {
+  alignas(std::max_align_t) char value[NC_DM_VALUE_BUF_SIZE] = {};
+  if (leaf->get(ids, value) != 0) {
+    NC_DM_LOG_ERROR("Failed to get value from app, node '%s'!\n", leaf->node_name);
+    return nullptr;
+  }
+  value[NC_DM_VALUE_BUF_SIZE - 1] = '\0';
+
+  char* text = nullptr;
+  const int result = nc_dm_serialize_val(&text, value, leaf->val_type);
+  nc::MallocPtr<char> owned(text);
+  if (result != 0) {
+    NC_DM_LOG_ERROR("Current node value got serialization fail.\n");
+    return nullptr;
+  }
+  if (owned == nullptr) NC_DM_LOG_ERROR("Current node serialization value pointer is null.\n");
+  return owned;
+}
+
+bool HasKeys(nc_dm_agent_node_t* entry, const list_head* keys) {
+  for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(keys)) {
+    if (nc_dm_agent_key_cont_match(entry, key.name, key.value) == nullptr) {
+      NC_DM_LOG_INFO("The node '%s' can't match key member '%s', value '%s'.\n", entry->node_name,
+                     nc::Printable(key.name), nc::Printable(key.value));
+      return false;
+    }
+    NC_DM_LOG_INFO("The node '%s' found key member '%s'.\n", entry->node_name, key.name);
+  }
+  return true;
+}
+
+// The first entry in the tree whose keys the application confirms.
+nc_int64 FindInTree(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t* mode_node,
+                    const list_head* keys) {
+  for (nc_dm_agent_node_t& entry : nc::SameNamed(&parent->sub_lst, mode_node->node_name)) {
+    if (nc::IsMode(entry) || !HasKeys(&entry, keys)) continue;
+    NC_DM_LOG_INFO("Found the key members nodes parent '%s', instid %lld.\n", entry.node_name,
+                   nc::LongLong(entry.instid));
+    return entry.instid;
+  }
+  NC_DM_LOG_ERROR("Failed to get the node '%s' instid!\n", mode_node->node_name);
+  return -1;
+}
+
+// An instance by its id, from the index of its list.
+nc_dm_agent_node_t* FindIndexed(const nc_dm_bin_tree_t* instances, nc_int64 instid) {
+  const auto* mode_node = static_cast<const nc_dm_agent_node_t*>(instances->data);
+  if (mode_node != nullptr && mode_node->hash_tab != nullptr) {
+    return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode_node->hash_tab, instid);
+  }
+  const nc_dm_bin_tree_node_t* found =
+      nc_dm_agent_search_bin_tree_node_by_instid(instances->root_byid, instid);
+  if (found == nullptr) {
+    NC_DM_LOG_ERROR("The bin_tree_node is null!\n");
+    return nullptr;
+  }
+  if (found->data == nullptr) NC_DM_LOG_ERROR("The bin_tree_node->data is null!");
+  return static_cast<nc_dm_agent_node_t*>(found->data);
+}
+
+// An instance of a list that has no index. Id 0 is that of every schema node, and never an
+// instance's.
+nc_dm_agent_node_t* FindUnindexed(const nc_dm_agent_node_t* parent, const char* name,
+                                  nc_int64 instid) {
+  if (instid == 0) return nullptr;
+  nc_dm_agent_node_t* found = nc::FindInstance(&parent->sub_lst, name, instid);
+  if (found != nullptr) {
+    NC_DM_LOG_INFO("Found the node '%s', instid %lld.\n", name, nc::LongLong(instid));
+  }
+  return found;
+}
+
+// Puts the keys of an entry into the slots of a data block. False when one is missing or has no
+// place there.
+bool StoreKeys(nc_dm_agent_data_block_t* padb, const nc_dm_agent_node_t* mode_node,
+               list_head* keys) {
+  for (const nc_dm_agent_node_t& leaf : KeyLeaves(mode_node)) {
+    char* text = nc_dm_agent_get_key_value(leaf.node_name, keys);
+    if (text == nullptr) return false;
+
+    nc::MallocPtr<char> typed;
+    if (nc::ConvertText(text, leaf.val_type, &typed) != 0) {
+      NC_DM_LOG_ERROR("Failed to unserialize key node '%s' value!\n", leaf.node_name);
+      return false;
+    }
+    if (nc_dm_agent_padb_set_var(padb, leaf.index, leaf.val_type, typed.get()) != 0) {
+      NC_DM_LOG_ERROR("No need to set the key node '%s' value to padb.\n", leaf.node_name);
+      return false;
+    }
+  }
+  return true;
+}
+
+// The entry that the application finds by its keys.
+nc_int64 AskApplication(nc_dm_id_array_t* ids, nc_dm_agent_node_t* mode_node, list_head* keys) {
+  const nc::ScopedDataBlock padb(mode_node, NC_DM_CMD_OP_LOOKUP);
+  if (!padb) {
+    NC_DM_LOG_ERROR("Failed to malloc parent padb!\n");
+    return -1;
+  }
+  nc_dm_id_array_cpy(&padb->id_array, ids);
+  if (!StoreKeys(padb.get(), mode_node, keys)) return -1;
+
+  // The callback's own result is not asked for: an application reports a missing entry by an id of
+  // 0.
+  nc_dm_op_output_t output = {};
+  mode_node->get_attr(padb.get(), &output);
+  NC_DM_LOG_INFO("The node '%s' (from get_attr) instid is %lld.\n", mode_node->node_name,
+                 nc::LongLong(output.instid));
+  return output.instid;
+}
+
+}  // namespace
+
+// ---- Key lists ----
+
+void nc_dm_agent_add_key(char* key_name, char* key_value, list_head* key_list) {
+  if (key_name == nullptr) {
+    NC_DM_LOG_ERROR("The input key name is null!\n");
+    return;
+  }
+  if (key_value == nullptr) {
+    NC_DM_LOG_ERROR("The input key value is null!\n");
+    return;
+  }
+  if (key_list == nullptr) {
+    NC_DM_LOG_ERROR("The input key list is null!\n");
+    return;
+  }
+  nc_dm_key_t* key = NewKey(key_name, key_value);
+  if (key != nullptr) nc::PushBack(key_list, &key->lst);
+}
+
+void nc_dm_agent_cpy_edit_list_keys(nc_dm_stub_edit_node_list_t* edit_list, list_head* key_list) {
+  if (edit_list == nullptr) {
+    NC_DM_LOG_ERROR("The input edit list is null!\n");
+    return;
+  }
+  if (key_list == nullptr) {
+    NC_DM_LOG_ERROR("The input key list is null!\n");
+    return;
+  }
+  for (const auto& node :
+       nc::Records<nc_dm_stub_edit_node_t, &nc_dm_stub_edit_node_t::ky_lst>(&edit_list->key_head)) {
+    if (node.edit == nullptr) {
+      NC_DM_LOG_ERROR("The edit_node->edit is null!\n");
+      return;
+    }
+    nc_dm_agent_add_key(node.tmpname, node.edit->val, key_list);
+  }
+}
+
+int nc_dm_agent_keys_cmp(list_head* input_list, list_head* key_list) {
+  if (input_list == nullptr || key_list == nullptr) {
+    NC_DM_LOG_ERROR("The key_list input is null!\n");
+    return 1;
+  }
+  if (nc::IsEmpty(key_list)) {
+    NC_DM_LOG_ERROR("The key_list input is empty!\n");
+    return 1;
+  }
+  for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(key_list)) {
+    if (key.name == nullptr || key.value == nullptr) return 1;
+    const nc_dm_key_t* input = FindCompleteKey(input_list, key.name);
+    if (input == nullptr) return 1;
+    const int order = strcmp(input->value, key.value);
+    if (order != 0) return order > 0 ? 1 : -1;
+  }
+  return 0;
+}
+
+nc_dm_key_t* nc_dm_agent_create_node_key(char* name, char* value) {
+  if (name == nullptr || value == nullptr) {
+    NC_DM_LOG_ERROR("The key name or value is null!\n");
+    return nullptr;
+  }
+  return NewKey(name, value);
+}
+
+void nc_dm_agent_free_key_list(list_head* key_list) {
+  if (key_list == nullptr) {
+    NC_DM_LOG_ERROR("The input key list is null!\n");
+    return;
+  }
+  for (nc_dm_key_t& key : nc::RecordsSafely<nc_dm_key_t>(key_list)) {
+    nc::Unlink(&key.lst);
+    free(key.name);
+    free(key.value);
+    free(&key);
+  }
+}
+
+char* nc_dm_agent_get_key_value(char* key_name, list_head* key_list) {
+  if (key_name == nullptr) {
+    NC_DM_LOG_ERROR("The input key_name is null!\n");
+    return nullptr;
+  }
+  if (key_list == nullptr) {
+    NC_DM_LOG_ERROR("The input key_list is null!\n");
+    return nullptr;
+  }
+  if (nc::IsEmpty(key_list)) {
+    NC_DM_LOG_ERROR("The input key_list is empty!\n");
+    return nullptr;
+  }
+  for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(key_list)) {
+    if (key.name != nullptr && SameName(key.name, key_name)) return key.value;
+  }
+  return nullptr;
+}
+
+void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent, nc_dm_stub_edit_node_list_t* edit_list,
+                                 nc_dm_node_src_t src) {
+  if (parent == nullptr || edit_list == nullptr) return;
+  for (const auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
+    if (node.tmpname == nullptr) continue;
+    for (nc_dm_agent_node_t& child : nc::SchemaOf(&parent->sub_lst, node.tmpname)) {
+      if (child.node_type == NC_DM_NODE_TYPE_LEAF) nc::StampSource(&child, src);
+    }
+  }
+}
+
+// ---- Names ----
+
+int nc_dm_agent_parse_edit_last_node_name(nc_dm_stub_edit_node_t* edit_node) {
+  if (edit_node == nullptr) {
+    NC_DM_LOG_ERROR("The edit_node is null!\n");
+    return -1;
+  }
+  if (edit_node->edit == nullptr) {
+    NC_DM_LOG_ERROR("The edit_node->edit is null!\n");
+    return -1;
+  }
+  if (edit_node->tmpname != nullptr) {
+    NC_DM_LOG_INFO("The edit_node->tmpname already exist.\n");
+    return 0;
+  }
+  nc_dm_path_nodes_t path;
+  if (nc::ParseRequestPath(edit_node->edit->name, &path) != 0) {
+    NC_DM_LOG_ERROR("Failed to parse edit_node->edit: %s!\n", nc::Printable(edit_node->edit->name));
+    return -1;
+  }
+  edit_node->tmpname = nc_dm_copy_str(nc::LastNodeName(&path));
+  if (edit_node->tmpname == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc first entry tmp name!\n");
+    return -1;
+  }
+  return 0;
+}
+
+int nc_dm_agent_parse_edit_list_last_node_name(nc_dm_stub_edit_node_list_t* edit_list) {
+  if (edit_list == nullptr) {
+    NC_DM_LOG_ERROR("The edit_list input is null!\n");
+    return -1;
+  }
+  // An edit whose name cannot be read stays nameless and is reported when its leaf is looked for.
+  for (auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
+    nc_dm_agent_parse_edit_last_node_name(&node);
+  }
+  return 0;
+}
+
+int nc_dm_agent_the_same_ancestors(nc_dm_path_nodes_t* path_nodes1,
+                                   nc_dm_path_nodes_t* path_nodes2) {
+  if (path_nodes1 == nullptr || path_nodes2 == nullptr || path_nodes1->total_node < 1) return 0;
+  const nc_int32 last = path_nodes1->total_node - 1;
+  for (nc_int32 i = 0; i < last; ++i) {
+    if (!SameName(path_nodes1->nodes[i], path_nodes2->nodes[i])) return 0;
+  }
+  return last;
+}
+
+// ---- From keys to nodes ----
+
+nc_dm_agent_node_t* nc_dm_agent_key_cont_match(nc_dm_agent_node_t* parent, char* key_name,
+                                               char* key_value) {
+  if (parent == nullptr || key_name == nullptr || key_value == nullptr) {
+    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
+    return nullptr;
+  }
+  if (nc::IsEmpty(&parent->sub_key_lst)) {
+    NC_DM_LOG_ERROR("The node has no key children.\n");
+    return nullptr;
+  }
+  nc_dm_id_array_t ids = {};
+  if (nc_dm_get_ids(&ids, &*KeyLeaves(parent).begin()) != 0) {
+    NC_DM_LOG_ERROR("Failed to get id array.\n");
+    return nullptr;
+  }
+  nc_dm_agent_node_t* leaf = FindReadableKeyLeaf(parent, key_name);
+  if (leaf == nullptr) return nullptr;
+  NC_DM_LOG_INFO("Current node name '%s', input name '%s'.\n", leaf->node_name, key_name);
+
+  const nc::MallocPtr<char> value = ReadKeyLeaf(leaf, &ids);
+  if (value == nullptr) return nullptr;
+  if (strcmp(value.get(), key_value) != 0) {
+    NC_DM_LOG_ERROR("Current node value '%s', input value '%s'!\n", value.get(), key_value);
+    return nullptr;
+  }
+  return leaf;
+}
+
+nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
+                                              nc_dm_agent_node_t* grandfather) {
+  if (edit_node == nullptr) {
+    NC_DM_LOG_ERROR("The edit_node input is null!\n");
+    return nullptr;
+  }
+  if (grandfather == nullptr) {
+    NC_DM_LOG_ERROR("The grandfather pointer input is null!\n");
+    return nullptr;
+  }
+  if (edit_node->edit == nullptr) {
+    NC_DM_LOG_ERROR("The edit_node->edit is null.\n");
+    return nullptr;
+  }
+  nc_dm_path_nodes_t path;
+  if (nc::ParseRequestPath(edit_node->edit->name, &path) != 0) {
+    NC_DM_LOG_ERROR("Get mode node, fail to parse edit path name!\n");
+    return nullptr;
+  }
+  if (path.total_node < 2) {
+    NC_DM_LOG_ERROR("Get mode node, path_nodes->total_node is less than 2!\n");
+    return nullptr;
+  }
+  char* key_parent = path.nodes[path.total_node - 2];
+  NC_DM_LOG_INFO("The input key parent node is '%s'.\n", key_parent);
+  NC_DM_LOG_INFO("The input key node grandfather is '%s', node type is %d, instid is %lld.\n",
+                 grandfather->node_name, grandfather->node_type, nc::LongLong(grandfather->instid));
+
+  const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(grandfather, key_parent);
+  if (instances != nullptr) return static_cast<nc_dm_agent_node_t*>(instances->data);
+
+  NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
+                  grandfather->node_name, key_parent);
+  for (nc_dm_agent_node_t& child : nc::SchemaOf(&grandfather->sub_lst, key_parent)) {
+    if (child.node_type != NC_DM_NODE_TYPE_MULT_MODE) continue;
+    NC_DM_LOG_INFO("Found the mode node '%s'.\n", child.node_name);
+    return &child;
+  }
+  return nullptr;
+}
+
+nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, char* node_name,
+                                                   nc_int64 instid) {
+  if (parent == nullptr) {
+    NC_DM_LOG_ERROR("The parent input is null!\n");
+    return nullptr;
+  }
+  if (node_name == nullptr) {
+    NC_DM_LOG_ERROR("The node name input is null!\n");
+    return nullptr;
+  }
+  NC_DM_LOG_INFO("The input node is '%s', instid is %lld.\n", node_name, nc::LongLong(instid));
+  NC_DM_LOG_INFO("The input parent is '%s', node type is %d, instance is %lld.\n",
+                 parent->node_name, parent->node_type, nc::LongLong(parent->instid));
+
+  const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(parent, node_name);
+  if (instances != nullptr) return FindIndexed(instances, instid);
+
+  NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
+                  parent->node_name, node_name);
+  return FindUnindexed(parent, node_name, instid);
+}
+
+nc_int64 nc_dm_agent_get_node_instid(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* mode_parent,
+                                     nc_dm_agent_node_t* mode_node, list_head* in_key_list) {
+  if (id_array == nullptr) {
+    NC_DM_LOG_ERROR("The input id_array is null!\n");
+    return -1;
+  }
+  if (mode_parent == nullptr) {
+    NC_DM_LOG_ERROR("The input mode_parent is null!\n");
+    return -1;
+  }
+  if (mode_node == nullptr) {
+    NC_DM_LOG_ERROR("The input mode_node is null!\n");
+    return -1;
+  }
+  if (in_key_list == nullptr) {
+    NC_DM_LOG_ERROR("The input in_key_list is null!\n");
+    return -1;
+  }
+  if (nc::IsEmpty(in_key_list)) {
+    NC_DM_LOG_ERROR("The input in_key_list is empty!\n");
+    return -1;
+  }
+  if (mode_node->get_attr != nullptr) return AskApplication(id_array, mode_node, in_key_list);
+
+  NC_DM_LOG_INFO("The mode node '%s' get_attr function is null.\n", mode_node->node_name);
+  return FindInTree(mode_parent, mode_node, in_key_list);
+}

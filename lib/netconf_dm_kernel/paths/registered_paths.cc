@@ -1,0 +1,242 @@
+// What the tree says was registered: one path for each leaf of the schema, as the application wrote
+// it.
+//
+// The paths are read from the schema nodes. The instances of a list that has a mode node are copies
+// of it and are passed over, so that a reconnection costs the same with ten entries and with a
+// million. An entry registered by its number has no mode node: several of one name may hold the
+// same leaf, and a path that is there already is not taken again.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/malloc_ptr.h"
+
+namespace {
+
+constexpr std::string_view kListMarker = ".{i}";
+constexpr size_t kMaxListNameLen = NC_DM_MAX_NAME_LEN - kListMarker.size();
+
+bool IsLeafKind(const nc_dm_agent_node_t& node) {
+  return node.node_type == NC_DM_NODE_TYPE_LEAF || node.node_type == NC_DM_NODE_TYPE_MULT_LEAF ||
+         node.node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE;
+}
+
+bool IsListKind(const nc_dm_agent_node_t& node) {
+  return node.node_type == NC_DM_NODE_TYPE_MULT_MODE ||
+         node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT;
+}
+
+// Appends the component of a node; a list's name is cut so that its marker has room.
+void PushComponent(nc_dm_path_nodes_t* path, const nc_dm_agent_node_t& node) {
+  char* component = path->nodes[path->total_node++];
+  const bool is_list = IsListKind(node);
+  const size_t len = strnlen(node.node_name, is_list ? kMaxListNameLen : NC_DM_MAX_NAME_LEN);
+  char* end = std::copy_n(node.node_name, len, component);
+  if (is_list) end = std::copy(kListMarker.begin(), kListMarker.end(), end);
+  *end = '\0';
+}
+
+// The texts seen so far: a hash table with linear probing, never more than half full. It borrows
+// them.
+class SeenTexts {
+ public:
+  enum class Answer { kNew, kSeen, kNoMemory };
+
+  Answer Add(std::string_view text) {
+    if (cnt_ * 2 >= size_ && !Grow()) return Answer::kNoMemory;
+    std::string_view* slot = Slot(text);
+    if (slot->data() != nullptr) return Answer::kSeen;
+    *slot = text;
+    ++cnt_;
+    return Answer::kNew;
+  }
+
+ private:
+  static constexpr size_t kFirstSize = 64;
+
+  // The slot of a text, or the free one where it belongs.
+  std::string_view* Slot(std::string_view text) const {
+    size_t at = std::hash<std::string_view>()(text);
+    while (true) {
+      std::string_view* slot = &slots_.get()[at++ % size_];
+      if (slot->data() == nullptr || *slot == text) return slot;
+    }
+  }
+
+  bool Grow() {
+    const size_t size = size_ == 0 ? kFirstSize : size_ * 2;
+    auto* memory = static_cast<std::string_view*>(calloc(size, sizeof(std::string_view)));
+    if (memory == nullptr) return false;
+    std::uninitialized_value_construct_n(memory, size);
+    const nc::MallocPtr<std::string_view> old(slots_.release());
+    const size_t old_size = size_;
+    slots_.reset(memory);
+    size_ = size;
+    for (size_t i = 0; i < old_size; ++i) {
+      if (old.get()[i].data() != nullptr) *Slot(old.get()[i]) = old.get()[i];
+    }
+    return true;
+  }
+
+  nc::MallocPtr<std::string_view> slots_;
+  size_t size_ = 0;
+  size_t cnt_ = 0;
+};
+
+// Is the instance a copy of a mode node beside it.
+bool IsCopy(const nc_dm_agent_node_t& instance) {
+  const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(instance.parent, instance.node_name);
+  return instances != nullptr && instances->data != nullptr;
+}
+
+// The children that give paths of their own, in list order: all but the copies of a mode node.
+template <typename Visit>
+int ForEachOriginal(nc_dm_agent_node_t* parent, Visit visit) {
+  size_t left = nc::CountOriginals(parent);
+  const char* copied_name = nullptr;  // copies of one list mostly stand behind each other
+  for (auto& child : nc::Records<nc_dm_agent_node_t>(&parent->sub_lst)) {
+    if (nc::IsInstance(child)) {
+      if (copied_name != nullptr && nc::HasName(child, copied_name)) continue;
+      copied_name = IsCopy(child) ? child.node_name : nullptr;
+      if (copied_name != nullptr) continue;
+    }
+    const int result = visit(&child);
+    if (result != 0) return result;
+    if (--left == 0) break;
+  }
+  return 0;
+}
+
+// Joins the work path to the text of a registered path.
+nc::MallocPtr<char> JoinComponents(const nc_dm_path_nodes_t& path, bool is_leaf) {
+  constexpr size_t kSpare = 6;
+  size_t size = kSpare;
+  for (nc_int32 i = 0; i < path.total_node; ++i) size += strlen(path.nodes[i]) + 1;
+  nc::MallocPtr<char> joined = nc::NewText(size);
+  if (joined == nullptr) return nullptr;
+  char* end = joined.get();
+  for (nc_int32 i = 0; i < path.total_node; ++i) {
+    end = std::copy_n(path.nodes[i], strlen(path.nodes[i]), end);
+    if (!is_leaf || i < path.total_node - 1) *end++ = '.';
+  }
+  return joined;
+}
+
+// Collects the paths of a subtree. The work path ends with the current node.
+class PathCollector {
+ public:
+  PathCollector(nc_dm_list_t* list, nc_dm_path_nodes_t* path, SeenTexts* seen)
+      : list_(list), path_(path), seen_(seen) {}
+
+  int Collect(nc_dm_agent_node_t* node) {
+    if (IsLeafKind(*node)) return CollectLeaf(*node);
+    return ForEachOriginal(node, [this](nc_dm_agent_node_t* child) { return CollectChild(child); });
+  }
+
+  int CollectLeaf(const nc_dm_agent_node_t& node) {
+    NC_DM_LOG_INFO("Get register node '%s'.\n", node.node_name);
+    auto entry = nc::NewRecord<nc_dm_reg_node_t>();
+    if (entry == nullptr) {
+      NC_DM_LOG_ERROR("Failed to malloc for reg_node!\n");
+      return -1;
+    }
+    const bool is_leaf = IsLeafKind(node);
+    nc::MallocPtr<char> joined = JoinComponents(*path_, is_leaf);
+    const auto answer = joined == nullptr ? SeenTexts::Answer::kNoMemory : seen_->Add(joined.get());
+    if (answer == SeenTexts::Answer::kNoMemory) {
+      NC_DM_LOG_ERROR("Failed to malloc for dm_name!\n");
+      return -1;
+    }
+    if (answer == SeenTexts::Answer::kSeen) return 0;
+    entry->reg_entry.dm_path = joined.release();
+    if (is_leaf && path_->total_node > 0) {
+      entry->reg_entry.attr = node.flag | (node.index != 0 ? NC_DM_REG_ATTR_INDEX : 0);
+    }
+    ++list_->cnt;
+    nc::PushBack(&list_->head, &entry.release()->lst);
+    return 0;
+  }
+
+ private:
+  int CollectChild(nc_dm_agent_node_t* child) {
+    if (path_->total_node >= NC_DM_MAX_DEPTH) {
+      NC_DM_LOG_ERROR("Failed to get nodes register!\n");
+      return -1;
+    }
+    PushComponent(path_, *child);
+    const int result = Collect(child);
+    if (result != 0) NC_DM_LOG_ERROR("Failed to get nodes register!\n");
+    path_->nodes[--path_->total_node][0] = '\0';
+    return result;
+  }
+
+  nc_dm_list_t* list_;
+  nc_dm_path_nodes_t* path_;
+  SeenTexts* seen_;
+};
+
+bool CheckWalkArguments(const nc_dm_list_t* list, const nc_dm_path_nodes_t* path_nodes,
+                        const nc_dm_agent_node_t* curr_node) {
+  if (list == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter 'list' is null!\n");
+    return false;
+  }
+  if (path_nodes == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter 'path_nodes' is null!\n");
+    return false;
+  }
+  if (curr_node == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter 'curr_node' is null!\n");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int nc_dm_agent_get_node_reg(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
+                             nc_dm_agent_node_t* curr_node) {
+  if (!CheckWalkArguments(list, path_nodes, curr_node)) return -1;
+  SeenTexts seen;
+  return PathCollector(list, path_nodes, &seen).CollectLeaf(*curr_node);
+}
+
+int nc_dm_agent_get_nodes_regs(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
+                               nc_dm_agent_node_t* curr_node) {
+  if (!CheckWalkArguments(list, path_nodes, curr_node)) return -1;
+  SeenTexts seen;
+  return PathCollector(list, path_nodes, &seen).Collect(curr_node);
+}
+
+int nc_dm_agent_get_regs_list(list_head* trees_list, nc_dm_list_t* list) {
+  if (list == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter 'list' is null!\n");
+    return -1;
+  }
+  if (trees_list == nullptr) {
+    NC_DM_LOG_ERROR("Input parameter 'trees_list' is null!\n");
+    return -1;
+  }
+  NC_DM_LOG_INFO("Get all local register trees.\n");
+  SeenTexts seen;
+  for (auto& root : nc::Records<nc_dm_agent_node_t>(trees_list)) {
+    nc_dm_path_nodes_t path = {};
+    PushComponent(&path, root);
+    const int result = PathCollector(list, &path, &seen).Collect(&root);
+    if (result != 0) {
+      NC_DM_LOG_ERROR("Failed to get nodes register paths.\n");
+      nc_dm_agent_free_reg_list(list);
+      return result;
+    }
+  }
+  NC_DM_LOG_INFO("Get agent's register paths list successfully.\n");
+  return 0;
+}

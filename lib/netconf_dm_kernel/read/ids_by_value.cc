@@ -1,0 +1,126 @@
+// Instance ids by value: which entries of a list have a leaf that reads as the server says.
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/paths/request_path.h"
+#include "netconf_dm_kernel/read/leaf_value.h"
+#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/malloc_ptr.h"
+
+namespace {
+
+// Of an entry: itself and its first leaf, which is the key normally. More is slower than less.
+constexpr size_t kPrefetchedBytes = 2 * sizeof(nc_dm_agent_node_t);
+
+void Append(nc_dm_list_t* list, nc_dm_id_array_t* ids) {
+  auto found = nc::NewRecord<nc_dm_id_array_node_t>();
+  if (found == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc id array node!\n");
+    return;
+  }
+  nc_dm_id_array_cpy(&found->id_array, ids);
+  ++list->cnt;
+  nc::PushBack(&list->head, &found.release()->lst);
+}
+
+class InstanceLookup {
+ public:
+  InstanceLookup(nc_dm_list_t* list, nc_dm_path_nodes_t* path, const char* value,
+                 nc_dm_id_array_t* known, int last)
+      : list_(list), path_(path), value_(value), known_(known), last_(last) {}
+
+  // Looks at the siblings that component `at` names, and at what is below them.
+  void Visit(const list_head* siblings, int at) {
+    if (at >= NC_DM_MAX_DEPTH) return;
+    const nc_int64 instance = path_->instances[at];
+    for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+      NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
+                     nc::LongLong(node.instid));
+      nc::PrefetchNextEntry(node, kPrefetchedBytes);
+      if (!Admit(node, at)) continue;
+      if (at < last_) {
+        Visit(&node.sub_lst, at + 1);
+      } else {
+        Compare(node);
+      }
+    }
+    path_->instances[at] = instance;
+  }
+
+ private:
+  bool HasKnownId() const {
+    return known_ != nullptr && known_->match_cnt < std::min(known_->cnt, NC_DM_MAX_DEPTH);
+  }
+
+  // Notes the node's id on the path; false for an entry that the known ids rule out. A known id
+  // counts once: the cursor stays behind it when the walk leaves the entry.
+  bool Admit(const nc_dm_agent_node_t& node, int at) {
+    if (!nc::IsInstance(node)) {
+      path_->instances[at] = 0;
+      return true;
+    }
+    if (HasKnownId()) {
+      if (node.instid != known_->id[known_->match_cnt]) return false;
+      NC_DM_LOG_INFO("Match node: %s, instance: %lld, math instance, continue match.\n",
+                     node.node_name, nc::LongLong(node.instid));
+      ++known_->match_cnt;
+    }
+    path_->instances[at] = node.instid;
+    return true;
+  }
+
+  void Compare(const nc_dm_agent_node_t& leaf) {
+    if (value_ == nullptr ||
+        (leaf.node_type != NC_DM_NODE_TYPE_LEAF && leaf.node_type != NC_DM_NODE_TYPE_MULT_LEAF)) {
+      return;
+    }
+    if (nc::IsForeignToRequest(leaf)) {
+      NC_DM_LOG_INFO("The node \"%s\" isn't created by netconf client, ignore.\n", leaf.node_name);
+      return;
+    }
+    nc_dm_id_array_t ids = {};
+    nc_dm_get_id(&ids, path_);
+    const std::string_view text = text_.Read(leaf, &ids);
+    if (text.data() != nullptr && text == value_) Append(list_, &ids);
+  }
+
+  nc_dm_list_t* list_;
+  nc_dm_path_nodes_t* path_;
+  const char* value_;
+  nc_dm_id_array_t* known_;
+  int last_;
+  nc::LeafValue text_;
+};
+
+}  // namespace
+
+nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(nc_dm_list_t* list, list_head* dm_root,
+                                                           nc_dm_path_nodes_t* path_nodes,
+                                                           char* value,
+                                                           nc_dm_id_array_t* p_id_array, int bg,
+                                                           int mt) {
+  if (list == nullptr || dm_root == nullptr || path_nodes == nullptr ||
+      path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0) {
+    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
+    return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
+  }
+  InstanceLookup(list, path_nodes, value, p_id_array, mt).Visit(dm_root, bg);
+  return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
+}
+
+int nc_dm_agent_get_path_id_array_list(char* name, char* value, nc_dm_id_array_t* p_id_array,
+                                       nc_dm_list_t* list) {
+  nc_dm_path_nodes_t path;
+  if (nc::ParseRequestPath(name, &path) != 0) {
+    NC_DM_LOG_ERROR("Failed to parse the name:%s!\n", name);
+    return -1;
+  }
+  nc_dm_agent_match_get_id_arrays(list, &g_nc_agent_dm.dm_root, &path, value, p_id_array, 0,
+                                  path.total_node - 1);
+  return 0;
+}
