@@ -6,6 +6,7 @@
 
 #include "server/console/commands.h"
 #include "server/console/edit_file.h"
+#include "server/instance_path.h"
 #include "server/names.h"
 
 namespace ncdm::console {
@@ -162,7 +163,7 @@ void EditOtherLeaves(Session& session, const std::string& agent, const ResolvedP
     session.Call(agent, server::EditSubtree(elements, options.datastore));
   } catch (const CommandError& error) {
     throw CommandError(std::string(error.what()) + " (after the entry itself was done: " +
-                           PathWithIds(*path.node, ids) + ")",
+                           server::PathWithIds(*path.node, ids) + ")",
                        error.fault());
   }
 }
@@ -199,7 +200,7 @@ void EditEntry(Session& session, const Arguments& arguments, Operation operation
     ids.push_back(answer.instance);
   }
   EditOtherLeaves(session, agent, path, assignments, ids, operation, options);
-  PrintDone(session, PathWithIds(list, ids), answer.instance);
+  PrintDone(session, server::PathWithIds(list, ids), answer.instance);
 }
 
 // ---- Leaves, leaf-lists and containers ----

@@ -3,6 +3,7 @@
 
 #include "server/console/commands.h"
 #include "server/console/table.h"
+#include "server/instance_path.h"
 
 namespace ncdm::console {
 namespace {
@@ -122,13 +123,14 @@ void RunFind(Session& session, const Arguments& arguments) {
   if (session.output().json()) {
     Json document = Json::array();
     for (const server::Ids& ids : answer.ids) {
-      document.push_back({{"path", PathWithIds(*path.node, ids)}, {"value", value}, {"ids", ids}});
+      document.push_back(
+          {{"path", server::PathWithIds(*path.node, ids)}, {"value", value}, {"ids", ids}});
     }
     session.output().Print(document);
     return;
   }
   for (const server::Ids& ids : answer.ids) {
-    session.output().Line(PathWithIds(*path.node, ids).append(" = ").append(value));
+    session.output().Line(server::PathWithIds(*path.node, ids).append(" = ").append(value));
   }
 }
 

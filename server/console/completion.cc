@@ -135,7 +135,8 @@ class Completer {
       const std::string_view component = path.substr(0, end);
       if (const SchemaNode* child = node->Child(component)) {
         node = child;
-      } else if (!node->is_list || (component != "{i}" && !IsNumber(component))) {
+      } else if (!node->is_list ||
+                 (component != server::kListMarker && !server::IsNumber(component))) {
         return nullptr;
       }
       path.remove_prefix(end);

@@ -7,9 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "server/console/schema.h"
+#include "server/schema.h"
 
 namespace ncdm::console {
+
+using server::Schema;
+using server::SchemaNode;
 
 struct Candidate {
   std::string text;    // takes the place of the line from `begin` on

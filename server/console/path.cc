@@ -9,8 +9,6 @@
 namespace ncdm::console {
 namespace {
 
-constexpr std::string_view kListMarker = "{i}";
-
 std::string InQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
 
 // Reads one path character by character.
@@ -138,9 +136,9 @@ class Resolver {
     for (const PathStep& step : steps) {
       if (const SchemaNode* child = node_->Child(step.text)) {
         Descend(child);
-      } else if (step.text == kListMarker) {
+      } else if (step.text == server::kListMarker) {
         ExpectListFor("no {i}");
-      } else if (IsNumber(step.text)) {
+      } else if (server::IsNumber(step.text)) {
         TakeId(step.text);
       } else {
         ThrowUnknown(step.text);
@@ -235,22 +233,6 @@ void CheckForEditing(const ResolvedPath& path, bool itself) {
                          " is a list: name an entry by its id or by [key=value]");
     }
   }
-}
-
-std::string PathWithIds(const SchemaNode& node, const server::Ids& ids) {
-  std::vector<const SchemaNode*> nodes;
-  for (const SchemaNode* step = &node; step->parent != nullptr; step = step->parent) {
-    nodes.insert(nodes.begin(), step);
-  }
-  std::string text;
-  auto id = ids.begin();
-  for (const SchemaNode* step : nodes) {
-    text += (text.empty() ? "" : ".") + step->name;
-    if ((step->is_list || step->is_leaf_list()) && id != ids.end()) {
-      text += "." + std::to_string(*id++);
-    }
-  }
-  return text;
 }
 
 }  // namespace ncdm::console

@@ -12,16 +12,15 @@
 #include <string_view>
 #include <vector>
 
-#include "server/console/schema.h"
+#include "server/entry_keys.h"
 #include "server/request.h"
+#include "server/schema.h"
 
 namespace ncdm::console {
 
-struct KeyValue {
-  std::string key;
-  std::string value;
-  friend bool operator==(const KeyValue&, const KeyValue&) = default;
-};
+using server::KeyValue;
+using server::Schema;
+using server::SchemaNode;
 
 // One component as typed, and what stands in brackets behind it.
 struct PathStep {
@@ -64,9 +63,6 @@ void CheckForReading(const ResolvedPath& path);
 // Throws CommandError unless all lists around the node (and with `itself`, the node if it is a
 // list) are narrowed.
 void CheckForEditing(const ResolvedPath& path, bool itself);
-
-// The node's path with ids in place ("interfaces.interface.3.mtu"), as far as there are ids.
-std::string PathWithIds(const SchemaNode& node, const server::Ids& ids);
 
 }  // namespace ncdm::console
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "server/names.h"
+#include "server/instance_path.h"
 
 namespace ncdm::console {
 namespace {
@@ -132,52 +132,31 @@ server::Ids Session::FindIds(const std::string& agent, const ResolvedPath& path)
   return ids;
 }
 
-// Asks for each key on its own and keeps the entries that have them all. (One lookup of several
-// keys would do but for three or more: the agent takes an intersection that has become empty for
-// one that has not begun.)
 std::int64_t Session::FindEntry(const std::string& agent, const ListSelector& selector,
                                 const server::Ids& outer) {
-  std::optional<std::vector<server::Ids>> entries;
-  for (const KeyValue& key : selector.keys) {
-    const std::string leaf = selector.list->Path() + "." + key.key;
-    std::vector<server::Ids> found =
-        Call(agent, server::FindIds({{.name = leaf, .value = key.value, .ids = outer}})).ids;
-    if (entries) {
-      std::erase_if(*entries, [&](const server::Ids& ids) {
-        return std::ranges::find(found, ids) == found.end();
-      });
-    } else {
-      entries = std::move(found);
-    }
+  server::EntryLookup lookup(*selector.list, selector.keys, outer);
+  while (auto request = lookup.Next()) {
+    lookup.Take(Call(agent, std::move(*request)).ids);
   }
-  if (entries->empty()) {
+  if (lookup.result() == server::EntryLookup::Result::kMissing) {
     throw CommandError("there is no " + EntryText(selector));
   }
-  if (entries->size() > 1) {
+  if (lookup.result() == server::EntryLookup::Result::kSeveral) {
     throw CommandError("there are several " + EntryText(selector));
   }
-  if (entries->front().size() != outer.size() + 1) {
-    throw CommandError("the agent answered " + server::RenderIds(entries->front()) + " for " +
-                       EntryText(selector));
-  }
-  return entries->front().back();
+  return lookup.id();
 }
 
 std::vector<KeyValue> Session::ReadKeys(const std::string& agent, const SchemaNode& list,
                                         const server::Ids& ids) {
-  std::vector<KeyValue> keys;
-  for (const SchemaNode* key : list.Keys()) {
-    const server::Answer answer =
-        Call(agent, server::ReadValues({{.name = key->Path(), .ids = ids}}));
-    if (answer.values.size() != 1) {
-      throw CommandError("there is no " + PathWithIds(*key, ids));
-    }
-    keys.push_back({key->name, answer.values.front().value});
-  }
-  if (keys.empty()) {
+  if (list.Keys().empty()) {
     throw CommandError("the list " + InQuotes(list.Path()) + " has no keys");
   }
-  return keys;
+  auto keys = server::KeysFrom(list, ids, Call(agent, server::ReadKeys(list, ids)).values);
+  if (!keys) {
+    throw CommandError("there is no " + server::PathWithIds(list, ids));
+  }
+  return std::move(*keys);
 }
 
 }  // namespace ncdm::console

@@ -11,7 +11,6 @@
 #include "server/console/error.h"
 #include "server/console/output.h"
 #include "server/console/path.h"
-#include "server/console/schema.h"
 #include "server/server.h"
 
 namespace ncdm::console {

@@ -8,6 +8,8 @@
 namespace ncdm::console {
 namespace {
 
+using server::SchemaNode;
+
 void CollectColumns(const SchemaNode& node, const std::string& prefix,
                     std::vector<EntryColumn>* columns) {
   for (const auto& child : node.children) {

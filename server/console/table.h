@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "server/answer.h"
-#include "server/console/schema.h"
+#include "server/schema.h"
 
 namespace ncdm::console {
 
@@ -30,7 +30,7 @@ struct EntryTable {
 
 // Takes the values whose path leads through one entry of the list to a leaf of that entry; those of
 // lists inside it are left out.
-EntryTable MakeEntryTable(const SchemaNode& list, const std::vector<server::Value>& values);
+EntryTable MakeEntryTable(const server::SchemaNode& list, const std::vector<server::Value>& values);
 
 }  // namespace ncdm::console
 

@@ -120,7 +120,7 @@ TEST_F(EditCommandsTest, KeysOfAnEntryNamedByItsIdAreReadFirst) {
   EXPECT_THAT(Asked(0).elements, ElementsAre("interfaces.interface.name [3]"));
   EXPECT_THAT(Asked(1).elements, ElementsAre("4 key1 interfaces.interface.name=eth3"));
   values_.clear();
-  EXPECT_EQ(Error("delete interfaces.interface.3"), "there is no interfaces.interface.3.name");
+  EXPECT_EQ(Error("delete interfaces.interface.3"), "there is no interfaces.interface.3");
   EXPECT_EQ(Error("delete routes.plain.3"), "the list 'routes.plain' has no keys");
 }
 

@@ -4,71 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "server/console/error.h"
-#include "tests/server/fake_agent.h"
+#include "tests/server/model_schema.h"
 
 namespace ncdm::console {
 namespace {
 
+using ncdm_test::MakeSchema;
 using testing::ElementsAre;
 using testing::ThrowsMessage;
-
-// ---- Schema ----
-
-Schema MakeSchema(const std::vector<std::pair<std::string, std::int32_t>>& paths) {
-  std::vector<server::RegisteredPath> registered;
-  for (const auto& [path, attributes] : paths) {
-    registered.push_back({path, attributes});
-  }
-  return Schema(registered);
-}
-
-const SchemaNode* Find(const Schema& schema, std::initializer_list<const char*> names) {
-  const SchemaNode* node = &schema.root();
-  for (const char* name : names) {
-    node = node == nullptr ? nullptr : node->Child(name);
-  }
-  return node;
-}
-
-TEST(SchemaTest, MarkersMakeLists) {
-  const Schema schema = MakeSchema(ncdm_test::ModelPaths());
-  const SchemaNode* interface = Find(schema, {"interfaces", "interface"});
-  ASSERT_NE(interface, nullptr);
-  EXPECT_TRUE(interface->is_list);
-  EXPECT_FALSE(interface->is_leaf);
-  EXPECT_FALSE(Find(schema, {"interfaces"})->is_list);
-  EXPECT_TRUE(Find(schema, {"interfaces", "interface", "address"})->is_list);
-  EXPECT_EQ(interface->Path(), "interfaces.interface");
-  EXPECT_EQ(Find(schema, {"interfaces", "interface", "{i}"}), nullptr);
-}
-
-TEST(SchemaTest, AttributesAreThoseOfTheLeaves) {
-  const Schema schema = MakeSchema(ncdm_test::ModelPaths());
-  const SchemaNode* name = Find(schema, {"interfaces", "interface", "name"});
-  EXPECT_TRUE(name->is_leaf);
-  EXPECT_EQ(name->key_flag(), 1);
-  EXPECT_TRUE(name->has_slot());
-  EXPECT_FALSE(name->is_leaf_list());
-  EXPECT_TRUE(Find(schema, {"system", "dns"})->is_leaf_list());
-  EXPECT_EQ(Find(schema, {"interfaces", "interface", "address", "ip"})->key_flag(), 2);
-}
-
-TEST(SchemaTest, KeysComeInOrderOfRegistration) {
-  const Schema schema = MakeSchema(ncdm_test::ModelPaths());
-  const auto keys = Find(schema, {"routes", "route"})->Keys();
-  ASSERT_EQ(keys.size(), 2U);
-  EXPECT_EQ(keys[0]->name, "vrf");
-  EXPECT_EQ(keys[1]->name, "dest");
-  EXPECT_TRUE(Find(schema, {"routes", "plain"})->Keys().empty());
-}
-
-TEST(SchemaTest, AnIdInARegisteredPathMakesAListAndAMarkerBehindALeafDoesNot) {
-  const Schema schema = MakeSchema({{"a.b.5.c", 0}, {"a.l.{i}", 4}, {"t.{i}.x", 0}});
-  EXPECT_TRUE(Find(schema, {"a", "b"})->is_list);
-  EXPECT_FALSE(Find(schema, {"a", "l"})->is_list);
-  EXPECT_TRUE(Find(schema, {"a", "l"})->is_leaf_list());
-  EXPECT_TRUE(Find(schema, {"t"})->is_list);
-}
 
 // ---- Parsing ----
 
@@ -194,15 +137,6 @@ TEST_F(ResolvePathTest, EditingNeedsEveryId) {
               ThrowsMessage<CommandError>(error));
   EXPECT_THAT([&] { CheckForEditing(Resolve("interfaces.interface.address"), false); },
               ThrowsMessage<CommandError>(error));
-}
-
-TEST_F(ResolvePathTest, PathsWithIds) {
-  EXPECT_EQ(PathWithIds(*Resolve("interfaces.interface.address.ip").node, {3, 7}),
-            "interfaces.interface.3.address.7.ip");
-  EXPECT_EQ(PathWithIds(*Resolve("interfaces.interface").node, {3}), "interfaces.interface.3");
-  EXPECT_EQ(PathWithIds(*Resolve("interfaces.interface.mtu").node, {}), "interfaces.interface.mtu");
-  EXPECT_EQ(PathWithIds(*Resolve("system.dns").node, {9}), "system.dns.9");
-  EXPECT_EQ(PathWithIds(*Resolve("system.hostname").node, {9}), "system.hostname");
 }
 
 }  // namespace

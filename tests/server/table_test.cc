@@ -12,6 +12,8 @@ namespace ncdm::console {
 namespace {
 
 using server::Ids;
+using server::Schema;
+using server::SchemaNode;
 using testing::ElementsAre;
 
 class EntryTableTest : public testing::Test {
