@@ -2,6 +2,7 @@
 #ifndef NCDM_SERVER_AGENT_H_
 #define NCDM_SERVER_AGENT_H_
 
+#include <cstdint>
 #include <string>
 
 #include "server/answer.h"
@@ -18,6 +19,7 @@ struct Agent {
   bool settled = false;    // and they are: an agent that comes back says so before it announces any
   bool unregistered = false;  // it asked to be forgotten
   unsigned connections = 0;   // so far
+  std::uint64_t order = 0;    // of the present connection among all agents': smaller is earlier
   Registry registry;
 };
 

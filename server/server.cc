@@ -84,6 +84,8 @@ class Server::Implementation {
   const Options& options() const { return options_; }
   void set_trace(TraceSink trace) { options_.trace = std::move(trace); }
   void set_frame_handler(FrameHandler handler) { frame_handler_ = std::move(handler); }
+  void set_agent_handler(AgentHandler handler) { agent_handler_ = std::move(handler); }
+  void set_done_handler(DoneHandler handler) { done_handler_ = std::move(handler); }
 
   bool RunOnce(Milliseconds timeout) {
     bool worked = false;
@@ -98,7 +100,21 @@ class Server::Implementation {
       worked = ExpireRequests() || count > 0;
     }
     Sweep();
+    Report();
     return worked;
+  }
+
+  std::optional<Clock::time_point> NextDeadline() const {
+    if (!finished_.empty() || !changed_.empty()) {
+      return Clock::now();
+    }
+    std::optional<Clock::time_point> next;
+    for (const auto& [key, peer] : peers_) {
+      if (const auto deadline = peer.requests.NextDeadline()) {
+        next = next ? std::min(*next, *deadline) : *deadline;
+      }
+    }
+    return next;
   }
 
   // One step of a waiting call.
@@ -123,6 +139,13 @@ class Server::Implementation {
     return agents;
   }
 
+  std::vector<const Agent*> ConnectedAgents() const {
+    std::vector<const Agent*> agents = Agents();
+    std::erase_if(agents, [](const Agent* agent) { return !agent->connected; });
+    std::ranges::sort(agents, {}, &Agent::order);
+    return agents;
+  }
+
   Agent* FindAgent(std::string_view name) {
     const auto agent = agents_.find(name);
     return agent == agents_.end() ? nullptr : &agent->second;
@@ -139,11 +162,12 @@ class Server::Implementation {
     const RequestId id = ++last_request_;
     Peer* peer = FindPeer(name);
     if (peer == nullptr) {
-      Answer& answer = done_[id];
+      Answer answer;
       answer.outcome = Outcome::kDisconnected;
       answer.error = Title(name) + " is not connected";
+      Finish(id, std::move(answer));
     } else if (request.frames.empty()) {
-      done_[id] = Answer{};
+      Finish(id, Answer{});
     } else {
       peer->requests.Add(id, std::move(request), Clock::now() + timeout);
       SendRequests(peer);
@@ -204,14 +228,36 @@ class Server::Implementation {
   }
 
   Clock::duration NextWait(Milliseconds timeout) const {
-    Clock::duration wait = timeout;
-    const Clock::time_point now = Clock::now();
-    for (const auto& [key, peer] : peers_) {
-      if (const auto deadline = peer.requests.NextDeadline()) {
-        wait = std::min<Clock::duration>(wait, *deadline - now);
-      }
+    const auto deadline = NextDeadline();
+    return deadline ? std::min<Clock::duration>(timeout, *deadline - Clock::now()) : timeout;
+  }
+
+  // ---- What happened, for the handlers ----
+
+  void Finish(RequestId id, Answer answer) {
+    done_[id] = std::move(answer);
+    if (done_handler_) {
+      finished_.push_back(id);
     }
-    return wait;
+  }
+
+  void NoteChange(const Agent* agent) {
+    if (agent_handler_ && std::ranges::find(changed_, agent) == changed_.end()) {
+      changed_.push_back(agent);
+    }
+  }
+
+  // Once nothing up the stack is at work: handlers start requests.
+  void Report() {
+    if (depth_ > 0) {
+      return;
+    }
+    for (const Agent* agent : std::exchange(changed_, {})) {
+      agent_handler_(*agent);
+    }
+    for (const RequestId id : std::exchange(finished_, {})) {
+      done_handler_(id);
+    }
   }
 
   bool ExpireRequests() {
@@ -248,7 +294,7 @@ class Server::Implementation {
     const std::uint64_t key = ++last_key_;
     const int fd = connection.fd();
     peers_.try_emplace(key, key, std::move(connection),
-                       [this](RequestId id, Answer answer) { done_[id] = std::move(answer); });
+                       [this](RequestId id, Answer answer) { Finish(id, std::move(answer)); });
     Watch(fd, key, EPOLLIN, EPOLL_CTL_ADD);
   }
 
@@ -287,6 +333,7 @@ class Server::Implementation {
     peer->closed = true;
     if (peer->agent != nullptr) {
       EndConnection(peer->agent);
+      NoteChange(peer->agent);
     }
     peer->requests.EndAll(outcome, Title(peer->name()) + " " + what);
   }
@@ -360,6 +407,7 @@ class Server::Implementation {
       SendRequests(peer);
     } else {
       TakeAnnouncement(peer->agent, frame);
+      NoteChange(peer->agent);
       AnswerAnnouncement(peer, frame.head.type);
     }
   }
@@ -377,6 +425,8 @@ class Server::Implementation {
     }
     peer->agent = &agents_[*announcement.name];
     BeginConnection(peer->agent, announcement);
+    peer->agent->order = peer->key;
+    NoteChange(peer->agent);
   }
 
   void AnswerAnnouncement(Peer* peer, std::int32_t type) {
@@ -389,6 +439,10 @@ class Server::Implementation {
 
   Options options_;
   FrameHandler frame_handler_;
+  AgentHandler agent_handler_;
+  DoneHandler done_handler_;
+  std::vector<const Agent*> changed_;  // to be told to agent_handler_
+  std::vector<RequestId> finished_;    // to be told to done_handler_
   Listener listener_;
   Descriptor poller_;
   std::map<std::uint64_t, Peer> peers_;
@@ -427,9 +481,21 @@ bool Server::IsInterrupted() const { return implementation_->Interrupted(); }
 
 int Server::PollFd() const { return implementation_->poll_fd(); }
 
+std::optional<Clock::time_point> Server::NextDeadline() const {
+  return implementation_->NextDeadline();
+}
+
 void Server::set_trace(TraceSink trace) { implementation_->set_trace(std::move(trace)); }
 
 std::vector<const Agent*> Server::Agents() const { return implementation_->Agents(); }
+
+std::vector<const Agent*> Server::ConnectedAgents() const {
+  return implementation_->ConnectedAgents();
+}
+
+void Server::set_agent_handler(AgentHandler handler) {
+  implementation_->set_agent_handler(std::move(handler));
+}
 
 const Agent* Server::FindAgent(std::string_view name) const {
   return implementation_->FindAgent(name);
@@ -487,6 +553,10 @@ RequestId Server::Start(std::string_view agent, Request request, Milliseconds ti
 }
 
 bool Server::IsDone(RequestId id) const { return implementation_->IsDone(id); }
+
+void Server::set_done_handler(DoneHandler handler) {
+  implementation_->set_done_handler(std::move(handler));
+}
 
 std::optional<Answer> Server::Take(RequestId id) { return implementation_->Take(id); }
 

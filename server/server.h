@@ -10,7 +10,8 @@
 //   Answer answer = server.Call("interfaces", ReadValues({{.name = "interfaces"}}));
 //   if (!answer.ok()) puts(answer.error.c_str());
 //
-// To embed it in another loop, wait for PollFd() to become readable and call RunOnce(0ms); or set
+// To embed it in another loop, wait for PollFd() to become readable or for NextDeadline() and call
+// RunOnce(0ms); set_done_handler and set_agent_handler tell what came of it. Or set
 // Options::pump when the waiting calls are used and something else (an agent in the same thread)
 // has to run meanwhile.
 //
@@ -73,12 +74,20 @@ class Server {
   bool IsInterrupted() const;
   // Readable when RunOnce has something to do (timeouts of requests apart).
   int PollFd() const;
+  // When RunOnce has something to do although PollFd() is not readable; nothing for never.
+  std::optional<Clock::time_point> NextDeadline() const;
   void set_trace(TraceSink trace);
 
   // ---- Agents ----
 
   // By name; those that went away included.
   std::vector<const Agent*> Agents() const;
+  // Those that are connected, in the order in which they connected.
+  std::vector<const Agent*> ConnectedAgents() const;
+  // Called at the end of RunOnce for each agent that connected, announced something or went away
+  // since the last call, once, whatever happened to it. The handler may use the server.
+  using AgentHandler = std::function<void(const Agent& agent)>;
+  void set_agent_handler(AgentHandler handler);
   // Null for a name never seen. Stays valid.
   const Agent* FindAgent(std::string_view name) const;
   bool IsConnected(std::string_view name) const;
@@ -101,6 +110,10 @@ class Server {
   bool IsDone(RequestId id) const;
   // The answer of a request that is done, once; nothing for one that is not, or was never there.
   std::optional<Answer> Take(RequestId id);
+  // Called at the end of RunOnce for each request that is done since the last call; one that
+  // Start() found done included. The handler may use the server.
+  using DoneHandler = std::function<void(RequestId id)>;
+  void set_done_handler(DoneHandler handler);
 
   // ---- Below requests ----
 

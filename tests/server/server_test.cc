@@ -405,6 +405,58 @@ TEST_F(ServerTest, AgentCutOffInMidMessageIsNamedSo) {
             "agent 'model' went away in the middle of a message before it answered");
 }
 
+TEST_F(ServerTest, HandlersTellOfAgentsAndOfRequestsThatAreDone) {
+  std::vector<std::string> agents;
+  std::vector<RequestId> done;
+  server_->set_agent_handler([&](const Agent& agent) {
+    agents.push_back(agent.name + (agent.connected ? " " : " gone ") +
+                     std::to_string(agent.registry.path_count()));
+  });
+  server_->set_done_handler([&](RequestId id) { done.push_back(id); });
+  auto agent = NewAgent("b");
+  EXPECT_THAT(agents, ElementsAre("b 0"));
+  agent->Register("a.b");
+  agent->Complete();
+  ASSERT_TRUE(RunUntil([&] { return server_->FindAgent("b")->complete; }));
+  EXPECT_EQ(agents.back(), "b 1");
+  const RequestId request = server_->Start("b", AnEdit(), kPatience);
+  EXPECT_TRUE(server_->NextDeadline().has_value());
+  ASSERT_TRUE(RunUntil([&] { return !done.empty(); }));
+  EXPECT_THAT(done, ElementsAre(request));
+  EXPECT_FALSE(server_->NextDeadline().has_value());
+  Retire(agent.get());
+  ASSERT_TRUE(RunUntil([&] { return agents.back() == "b gone 1"; }));
+}
+
+TEST_F(ServerTest, RequestThatIsDoneAtOnceIsToldByTheNextRun) {
+  std::vector<RequestId> done;
+  server_->set_done_handler([&](RequestId id) { done.push_back(id); });
+  const RequestId request = server_->Start("nobody", AnEdit(), kPatience);
+  EXPECT_THAT(done, IsEmpty());
+  const auto deadline = server_->NextDeadline();
+  EXPECT_LE(deadline, Clock::now());
+  server_->RunOnce(20s);
+  EXPECT_THAT(done, ElementsAre(request));
+}
+
+TEST_F(ServerTest, ConnectedAgentsComeInTheOrderOfTheirConnections) {
+  auto first = NewAgent("b");
+  auto second = NewAgent("a");
+  const auto names = [&] {
+    std::vector<std::string> connected;
+    for (const Agent* agent : server_->ConnectedAgents()) {
+      connected.push_back(agent->name);
+    }
+    return connected;
+  };
+  EXPECT_THAT(names(), ElementsAre("b", "a"));
+  Retire(first.get());
+  ASSERT_TRUE(RunUntil([&] { return !server_->IsConnected("b"); }));
+  EXPECT_THAT(names(), ElementsAre("a"));
+  first = NewAgent("b");
+  EXPECT_THAT(names(), ElementsAre("a", "b"));
+}
+
 TEST_F(ServerTest, InterruptionEndsACall) {
   bool interrupted = false;
   StartServer({.interrupted = [&] { return interrupted; }});
