@@ -23,11 +23,14 @@
 #include <new>
 #include <optional>
 
+#include "file_descriptor.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::seconds;
+using zu::FileDescriptor;
 
 // Longer delays are cut to this one, some 68 years, which no sum overflows.
 constexpr int64_t kLongestDelaySeconds = INT32_MAX;
@@ -44,20 +47,6 @@ using EventBasePtr = std::unique_ptr<event_base, EventBaseFree>;
 
 struct EventConfigFree {
   void operator()(event_config* config) const { event_config_free(config); }
-};
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  int get() const { return fd_; }
-
- private:
-  int fd_;
 };
 
 struct Task;
