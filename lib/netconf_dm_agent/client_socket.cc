@@ -1,0 +1,116 @@
+// The client's socket: its place below TMPDIR, how it is made there, and its way to the server's.
+
+#include "netconf_dm_agent/client_socket.h"
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "netconf_dm_kernel.h"
+#include "netconf_dm_util/log.h"
+
+namespace {
+
+constexpr char kClientSocketDir[] = "/mng/netconf/netconf_client/";
+
+struct SocketSuffix {
+  char text[sizeof(kClientSocketDir) + 1 + NC_DM_MAX_NAME_LEN];
+};
+
+SocketSuffix ClientSocketSuffix(const char* agent_name) {
+  SocketSuffix suffix;
+  snprintf(suffix.text, sizeof(suffix.text), "%s.%s", kClientSocketDir, agent_name);
+  return suffix;
+}
+
+// The address of a path and its length for the kernel, which ends a path by length: 2 bytes of
+// family, then the path without a NUL. Length 0: the path does not fit an address.
+struct SocketAddress {
+  sockaddr_un address = {};
+  socklen_t len = 0;
+
+  explicit SocketAddress(const char* path) {
+    const size_t path_len = path == nullptr ? 0 : strlen(path);
+    if (path == nullptr || path_len >= sizeof(address.sun_path)) return;
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path, path, path_len);
+    len = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path_len);
+  }
+  const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address); }
+};
+
+}  // namespace
+
+namespace nc {
+
+// A connect on a non-blocking local socket never waits: a server whose backlog is full fails it.
+int ConnectToServer(int fd) {
+  char suffix[] = "/mng/netconf/netconf_server/.serv";
+  const char* path = nc_dm_make_path(suffix);
+  const SocketAddress server(path);
+  if (server.len == 0 || connect(fd, server.get(), server.len) != 0) {
+    NC_DM_LOG_ERROR("Failed to connect server:%s!\n", path == nullptr ? "(null)" : path);
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace nc
+
+bool nc_dm_agent_restart(char* agent_name) {
+  SocketSuffix suffix = ClientSocketSuffix(agent_name);
+  const char* path = nc_dm_make_path(suffix.text);
+  const bool exists = access(path == nullptr ? "" : path, F_OK) == 0;
+  if (exists) {
+    NC_DM_LOG_INFO("The path '%s' already exist.\n", path);
+  } else {
+    NC_DM_LOG_INFO("The path '%s' doesn't exist, strerr: %s.\n", path == nullptr ? "(null)" : path,
+                   strerror(errno));
+  }
+  g_nc_dm_mng_info.agent_restart = exists;
+  return exists;
+}
+
+int nc_dm_agent_create_socket(char* path, bool is_block) {
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    NC_DM_LOG_ERROR("Failed to create client socket, errno = %d, %s\n", errno, strerror(errno));
+    return -1;
+  }
+  const char* full_path = nc_dm_make_path(path);
+  const SocketAddress client(full_path);
+  if (client.len == 0) {
+    NC_DM_LOG_ERROR("Get invalid socket path!\n");
+    close(fd);
+    return -1;
+  }
+  unlink(full_path);
+  // The file takes over the mode: nobody but the owner has any business with it.
+  fchmod(fd, S_IRUSR | S_IWUSR);
+  if (bind(fd, client.get(), client.len) != 0) {
+    NC_DM_LOG_ERROR("Failed to bind client socket, path:%s\n", full_path);
+    close(fd);
+    unlink(full_path);
+    return -1;
+  }
+  if (is_block) {
+    int on = 1;
+    if (ioctl(fd, FIONBIO, &on) != 0) {
+      NC_DM_LOG_ERROR("Failed to set socket to non-blocking, errno = %d, %s\n", errno,
+                      strerror(errno));
+    }
+  }
+  return fd;
+}
+
+int nc_dm_agent_create(void) {
+  SocketSuffix suffix = ClientSocketSuffix(g_nc_dm_mng_info.agent_name);
+  return nc_dm_agent_create_socket(suffix.text, true);
+}

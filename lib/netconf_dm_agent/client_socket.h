@@ -1,0 +1,13 @@
+// The client's socket on its way to the server.
+#ifndef NETCONF_DM_AGENT_CLIENT_SOCKET_H_
+#define NETCONF_DM_AGENT_CLIENT_SOCKET_H_
+
+namespace nc {
+
+// Connects the socket to the server's. 0, or -1, which is logged. A non-blocking local socket never
+// waits: a server whose backlog is full fails it.
+int ConnectToServer(int fd);
+
+}  // namespace nc
+
+#endif  // NETCONF_DM_AGENT_CLIENT_SOCKET_H_
