@@ -62,6 +62,13 @@ int ConnectToServer(int fd) {
   return 0;
 }
 
+void RemoveSocketFile(int fd) {
+  sockaddr_un address = {};
+  socklen_t len = sizeof(address) - 1;  // the kernel ends a path by length
+  if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &len) != 0) return;
+  if (address.sun_family == AF_UNIX && address.sun_path[0] != '\0') unlink(address.sun_path);
+}
+
 }  // namespace nc
 
 bool nc_dm_agent_restart(char* agent_name) {

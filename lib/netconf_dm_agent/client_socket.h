@@ -8,6 +8,9 @@ namespace nc {
 // waits: a server whose backlog is full fails it.
 int ConnectToServer(int fd);
 
+// Removes the file that a socket of this library is bound to. Nothing happens for -1.
+void RemoveSocketFile(int fd);
+
 }  // namespace nc
 
 #endif  // NETCONF_DM_AGENT_CLIENT_SOCKET_H_

@@ -6,8 +6,10 @@
 
 #include <span>
 
+#include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/client_socket.h"
 #include "netconf_dm_agent/frame.h"
+#include "netconf_dm_agent/leave.h"
 #include "netconf_dm_agent/registration_task.h"
 #include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
@@ -77,7 +79,11 @@ int nc_dm_agent_connect_socket(void) {
     NC_DM_LOG_ERROR("Failed to create dm client!\n");
     return -1;
   }
-  return nc::ConnectToServer(g_nc_dm_mng_info.agent_fd);
+  if (nc::ConnectToServer(g_nc_dm_mng_info.agent_fd) != 0) return -1;
+  // What a lost server has begun is not this one's to finish, and nobody waits for its answer.
+  nc_dm_agent_op_data_init();
+  nc::ReleaseAnswer(nc::AnswerKind::kValues);
+  return 0;
 }
 
 void nc_dm_agent_clear_connect(void) {
@@ -89,6 +95,7 @@ void nc_dm_agent_clear_connect(void) {
   nc::CancelTask(g_nc_dm_agent_manage.tt_fltrsp);
   nc::CancelTask(g_nc_dm_agent_manage.tt_idrsp);
   nc::CancelTask(g_nc_dm_agent_manage.tt_unreg_client);
+  nc::ForgetLeaveRequests();
   g_nc_agent_dm.registered = false;
 }
 

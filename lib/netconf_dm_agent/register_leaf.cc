@@ -2,9 +2,6 @@
 
 #include "netconf_dm_agent/register_leaf.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -117,17 +114,6 @@ int AnnouncePath(char* path, nc_int32 attr) {
   return 0;
 }
 
-void EmptyTree() {
-  for (auto& root : RecordsSafely<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
-    nc_dm_agent_unreg_nodes(&root);
-  }
-  for (auto& yang : RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-    Unlink(&yang.lst);
-    nc_dm_agent_free_yang_attr(&yang);
-    free(&yang);
-  }
-}
-
 }  // namespace nc
 
 int nc_dm_agent_reg_in(nc_dm_agent_node_t* dm_reg, nc_dm_path_nodes_t* p_path_nodes) {
@@ -189,24 +175,5 @@ int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*)) {
   if (fun_type == NC_DM_HOOK_FUN_DATA_COMMIT) {
     std::atomic_ref(g_nc_dm_mng_info.data_commit).store(handler);
   }
-  return 0;
-}
-
-int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void)) {
-  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
-  if (static_cast<pid_t>(syscall(SYS_gettid)) != g_nc_dm_mng_info.agent_pid) {
-    NC_DM_LOG_ERROR("Unregister request is not the thread in which netconf dm client init!\n");
-    return -1;
-  }
-  {
-    const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-    if (nc::TreeWalk::IsUnderWay()) {
-      NC_DM_LOG_ERROR("Unregister request is made by a callback, the tree is in use!\n");
-      return -1;
-    }
-    nc::EmptyTree();
-  }
-  nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
-  g_nc_dm_mng_info.unreg_rsp_handler = dm_unreg_rsp;
   return 0;
 }

@@ -253,13 +253,3 @@ int nc_dm_agent_reg_handler(zu_thread* /*t*/) {
   }
   return 0;
 }
-
-int nc_dm_agent_unreg_client(zu_thread* /*t*/) {
-  g_nc_dm_agent_manage.tt_unreg_client = nullptr;
-  alignas(nc_dm_msg_t) char buf[NC_DM_MSG_HEAD_SIZE];
-  nc_dm_msg_t* out_msg = nc::StartMessage(buf);
-  out_msg->head.type = NC_DM_MSG_TYPE_UNREG_CLIENT;
-  if (SendToServer(out_msg) != nc::kLinkBroken) return 0;
-  nc_dm_agent_handle_event(NC_DM_EVENT_RECONNECT, 0, 0);
-  return nc::kLinkBroken;
-}

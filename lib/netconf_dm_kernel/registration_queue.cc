@@ -82,6 +82,14 @@ void Queue(PendingPtr record) {
   PushBack(&g_nc_dm_reg_list.reg_list, &record.release()->list);
 }
 
+void ReleaseQueue() {
+  const MutexLock lock(&g_nc_dm_reg_list.list_mutex);
+  for (auto& record : RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
+    Unlink(&record.list);
+    FreePending()(&record);
+  }
+}
+
 QueueRun::QueueRun() { pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex); }
 
 QueueRun::~QueueRun() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }

@@ -23,6 +23,9 @@ PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name);
 // Hands a record to the registration task, behind all that is queued.
 void Queue(PendingPtr record);
 
+// Frees all that is queued.
+void ReleaseQueue();
+
 // Holds the queue for a run of the registration task. A run may send thousands of messages, and a
 // thread that registers meanwhile must not wait for its end.
 class [[nodiscard]] QueueRun {

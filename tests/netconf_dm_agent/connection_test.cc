@@ -122,7 +122,7 @@ TEST_F(ConnectionTest, InitNeedsAMasterAndAName) {
   EXPECT_FALSE(info().agent_init);
 }
 
-TEST_F(ConnectionTest, ANameHas1To64Characters) {
+TEST_F(ConnectionTest, ANameHas1To64CharactersAndNoSlash) {
   EXPECT_EQ(Init(nullptr, nullptr, ""), -1);
   EXPECT_TRUE(log().ContainsInfo("Module name: \n"));
   EXPECT_TRUE(log().ContainsError("The client's name can't be empty!\n"));
@@ -131,6 +131,14 @@ TEST_F(ConnectionTest, ANameHas1To64Characters) {
   EXPECT_EQ(Init(nullptr, nullptr, too_long.c_str()), -1);
   EXPECT_TRUE(log().ContainsInfo("Module name: " + too_long + "\n"));
   EXPECT_TRUE(log().ContainsError("The length of client's name is too long!\n"));
+  EXPECT_FALSE(info().agent_init);
+  EXPECT_EQ(platform().scheduled(), 0);
+
+  for (const char* name : {"/", "a/b", "/../netconf_server/.serv"}) {
+    log().Clear();
+    EXPECT_EQ(Init(nullptr, nullptr, name), -1);
+    EXPECT_TRUE(log().ContainsError("The client's name must not contain '/'!\n"));
+  }
   EXPECT_FALSE(info().agent_init);
   EXPECT_EQ(platform().scheduled(), 0);
 
@@ -306,24 +314,80 @@ TEST_F(ConnectionTest, TheApplicationRegistersWithinInit) {
   EXPECT_TRUE(peer.IsQuiet());
 }
 
+// ---- A registration function that fails ----
+
+int RegisterAllAndFail() {
+  char instance[] = "t.7.";
+  EXPECT_EQ(RegisterTwoLeaves() | RegisterLeaf("t.{i}.name", 1), 0);
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "2024-01-01"), 0);
+  EXPECT_EQ(nc_dm_agent_reg(instance), 0);
+  EXPECT_EQ(nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, [](char*) { return 0; }), 0);
+  return 17;
+}
+
+void ExpectNothingKept() {
+  EXPECT_EQ(g_nc_dm_mng_info.agent_fd, -1);
+  EXPECT_FALSE(g_nc_dm_mng_info.agent_init);
+  EXPECT_FALSE(g_nc_dm_mng_info.agent_tree_init);
+  EXPECT_EQ(g_nc_dm_mng_info.data_commit, nullptr);
+  EXPECT_TRUE(FakePlatform::Get().Pending().empty());
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_dm_reg_list.reg_list));
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.dm_root));
+  EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.yang_attr_lst));
+  EXPECT_EQ(g_nc_agent_dm.total_node, 0u);
+}
+
 TEST_F(ConnectionTest, ARegistrationThatFailsEndsTheStart) {
   const Server server(dir());
   EXPECT_EQ(Init([] { return 17; }), 17);
   EXPECT_TRUE(log().ContainsError("Failed to register dm!\n"));
-  EXPECT_EQ(agent_fd(), -1);
   EXPECT_EQ(platform().scheduled(), 0);
-  EXPECT_EQ(PendingRecords(), 0u);
+  ExpectNothingKept();
   const Peer peer = server.Accept();
   ExpectName(peer.Receive(), 0);
   char byte;
   EXPECT_EQ(recv(peer.fd(), &byte, 1, 0), 0);
 }
 
-TEST_F(ConnectionTest, ARegistrationThatFailsWithoutAServerSchedulesNothingMore) {
-  EXPECT_EQ(Init([] { return 17; }), 17);
-  EXPECT_EQ(agent_fd(), -1);
-  ASSERT_EQ(platform().Pending().size(), 1u);
-  EXPECT_EQ(platform().Pending()[0]->func, nc_dm_agent_reconnect) << "of the failed connection";
+// The leak checker sees to the memory.
+TEST_F(ConnectionTest, ARegistrationThatFailsLeavesNothingOfWhatItRegistered) {
+  const Server server(dir());
+  EXPECT_EQ(Init(RegisterAllAndFail), 17);
+  ExpectNothingKept();
+  EXPECT_FALSE(std::filesystem::exists(dir().ClientSocket(kName)));
+  char path[] = "late.leaf";
+  EXPECT_EQ(nc_dm_agent_reg(path), -1);
+}
+
+TEST_F(ConnectionTest, ARegistrationThatFailsWithoutAServerSchedulesNothing) {
+  EXPECT_EQ(Init(RegisterAllAndFail), 17);
+  ExpectNothingKept();
+  EXPECT_FALSE(std::filesystem::exists(dir().ClientSocket(kName)));
+}
+
+TEST_F(ConnectionTest, AStartAfterARegistrationThatFailedIsLikeAFirst) {
+  const Server server(dir());
+  std::ofstream(dir().ClientSocket(kName)).close();  // of an earlier process
+  EXPECT_EQ(Init(RegisterAllAndFail), 17);
+  server.Accept();
+
+  EXPECT_EQ(Init(RegisterTwoLeaves), 0);
+  EXPECT_FALSE(info().agent_restart);
+  const Peer peer = server.Accept();
+  ExpectName(peer.Receive(), 0);
+  EXPECT_EQ(platform().Pending().size(), 2u);
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  ExpectPath(peer.Receive(), "sys.a");
+  ExpectPath(peer.Receive(), "sys.b", 2);
+  ExpectCplt(peer.Receive());
+  EXPECT_TRUE(peer.IsQuiet());
+}
+
+TEST_F(ConnectionTest, ARegistrationThatFailsLeavesAFileThatItsSocketIsNotBoundTo) {
+  const std::string file = dir().ClientSocket(kName);
+  std::filesystem::create_directory(file);  // which no socket can take the place of
+  EXPECT_EQ(Init(RegisterAllAndFail), 17);
+  EXPECT_TRUE(std::filesystem::is_directory(file));
 }
 
 bool g_named_in_dm_reg;
@@ -652,6 +716,34 @@ TEST_F(ConnectionTest, AReconnectionTellsTheServerEverythingAgain) {
   ASSERT_NE(platform().Find(nc_dm_agent_read), nullptr);
   EXPECT_EQ(platform().Find(nc_dm_agent_read)->value, agent_fd());
   EXPECT_EQ(platform().Find(nc_dm_agent_reconnect), nullptr);
+}
+
+// A request whose end comes from another server is nobody's.
+TEST_F(ConnectionTest, WhatALostServerHasBegunIsReleasedByTheNextConnection) {
+  ASSERT_EQ(Init(RegisterTwoLeaves), 0);
+  CollectSomething();
+  EXPECT_NE(Reconnect(), 0) << "there is no server yet";
+  EXPECT_FALSE(nc::IsEmpty(&g_nc_dm_edit_node_list.edit_head));
+
+  const Server server(dir());
+  EXPECT_EQ(Reconnect(), 0);
+  ExpectNothingCollected();
+}
+
+TEST_F(ConnectionTest, TheAnswerToALostServerIsReleasedByTheNextConnection) {
+  const Server server(dir());
+  ASSERT_EQ(Init(RegisterTwoLeaves), 0);
+  Peer lost = server.Accept();
+  lost.Receive();
+  lost.Send(NC_DM_MSG_TYPE_FILTER, Body().Int32(NC_DM_PKT_TYPE_FILTER).Text("sys"), 1, 0,
+            NC_DM_MSG_FLAG_NAME);
+  EXPECT_EQ(nc_dm_agent_recv(agent_fd()), 0);
+  EXPECT_FALSE(nc::IsEmpty(&info().param_list.head));
+  lost.Close();
+
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(nc_dm_agent_connect_socket(), 0);
+  EXPECT_TRUE(nc::IsEmpty(&info().param_list.head));
 }
 
 TEST_F(ConnectionTest, AReconnectionWithoutAServerIsTriedAgain) {

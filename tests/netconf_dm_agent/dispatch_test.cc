@@ -76,9 +76,9 @@ int SeeState() {
 }
 
 TEST_F(DispatchTest, TheDatastoreIsThatOfTheRequestWhileItIsHandled) {
-  info().unreg_rsp_handler = SeeState;
   for (int ds_type :
        {NC_DM_DATASTORE_ERROR + 0, NC_DM_DATASTORE_STARTUP + 0, NC_DM_DATASTORE_SDN + 0}) {
+    info().unreg_rsp_handler = SeeState;
     EXPECT_EQ(Handle(NC_DM_MSG_TYPE_UNREG_CLIENT_RSP, "", 1, 0, 0, ds_type), 0);
     EXPECT_EQ(g_seen_datastore, ds_type);
     EXPECT_EQ(info().curr_dstype, NC_DM_DATASTORE_RUNNING);
@@ -86,8 +86,8 @@ TEST_F(DispatchTest, TheDatastoreIsThatOfTheRequestWhileItIsHandled) {
 }
 
 TEST_F(DispatchTest, ANumberThatIsNoDatastoreCountsAsNone) {
-  info().unreg_rsp_handler = SeeState;
   for (int ds_type : {-1, 7, INT32_MIN, INT32_MAX}) {
+    info().unreg_rsp_handler = SeeState;
     g_seen_datastore = NC_DM_DATASTORE_SDN;
     EXPECT_EQ(Handle(NC_DM_MSG_TYPE_UNREG_CLIENT_RSP, "", 1, 0, 0, ds_type), 0);
     EXPECT_EQ(g_seen_datastore, NC_DM_DATASTORE_ERROR);

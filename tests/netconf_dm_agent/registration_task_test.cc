@@ -461,27 +461,5 @@ TEST_F(UplinkObjectTest, ExactlyTheLastObjectPausesToo) {
   EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->kind, TaskKind::kTimevalTimer);
 }
 
-// ---- Leaving ----
-
-TEST_F(UplinkTest, TheServerIsAskedToForgetTheClient) {
-  nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
-  EXPECT_EQ(platform().RunNext(nc_dm_agent_unreg_client), 0);
-  EXPECT_EQ(tasks().tt_unreg_client, nullptr);
-  const Frame frame = peer().Receive();
-  EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_UNREG_CLIENT);
-  EXPECT_EQ(frame.head.sid, 0);
-  EXPECT_EQ(frame.head.flag, 0);
-  EXPECT_EQ(frame.body, "");
-  EXPECT_EQ(platform().Pending().size(), 0u);
-}
-
-TEST_F(UplinkTest, ALeaveThatCannotBeSentAsksForAConnection) {
-  peer().Close();
-  nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
-  EXPECT_EQ(platform().RunNext(nc_dm_agent_unreg_client), -2);
-  EXPECT_NE(tasks().tt_reconnect, nullptr);
-  EXPECT_EQ(tasks().tt_unreg_client, nullptr);
-}
-
 }  // namespace
 }  // namespace ncdm_test

@@ -9,18 +9,17 @@ int Count() {
   return -1;  // of no consequence
 }
 
-class ServerRspTest : public AgentTest {
+class RegRspTest : public AgentTest {
  protected:
   void SetUp() override {
     InitWithPeer();
     g_calls = 0;
     info().reg_rsp_handler = Count;
-    info().unreg_rsp_handler = Count;
     info().agent_restart = true;
   }
 };
 
-TEST_F(ServerRspTest, ASuccessfulRegistrationIsNoted) {
+TEST_F(RegRspTest, ASuccessfulRegistrationIsNoted) {
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(0)), 0);
   EXPECT_TRUE(log().ContainsInfo("Register to server successfully.\n"));
   EXPECT_EQ(g_calls, 0);
@@ -28,7 +27,7 @@ TEST_F(ServerRspTest, ASuccessfulRegistrationIsNoted) {
   EXPECT_TRUE(peer().IsQuiet());
 }
 
-TEST_F(ServerRspTest, AFailedRegistrationIsTheApplicationsBusiness) {
+TEST_F(RegRspTest, AFailedRegistrationIsTheApplicationsBusiness) {
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(-9).Text("a.b"), 1, 0, NC_DM_MSG_FLAG_NAME),
             0);
   EXPECT_TRUE(log().ContainsError("Failed to Register to server, fault code=-9, path:a.b\n"));
@@ -39,7 +38,7 @@ TEST_F(ServerRspTest, AFailedRegistrationIsTheApplicationsBusiness) {
 
 bool g_restart_in_handler;
 
-TEST_F(ServerRspTest, TheRestartIsOverBeforeTheApplicationIsTold) {
+TEST_F(RegRspTest, TheRestartIsOverBeforeTheApplicationIsTold) {
   g_restart_in_handler = true;
   info().reg_rsp_handler = [] {
     return static_cast<int>(g_restart_in_handler = info().agent_restart);
@@ -48,14 +47,14 @@ TEST_F(ServerRspTest, TheRestartIsOverBeforeTheApplicationIsTold) {
   EXPECT_FALSE(g_restart_in_handler);
 }
 
-TEST_F(ServerRspTest, AFailedRegistrationNeedsNoHandlerAndNoPath) {
+TEST_F(RegRspTest, AFailedRegistrationNeedsNoHandlerAndNoPath) {
   info().reg_rsp_handler = nullptr;
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(1)), 0);
   EXPECT_TRUE(log().ContainsError("Failed to Register to server, fault code=1, path:(null)\n"));
   EXPECT_EQ(g_calls, 0);
 }
 
-TEST_F(ServerRspTest, ASpareByteIsAParseFault) {
+TEST_F(RegRspTest, ASpareByteIsAParseFault) {
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(-9).Text("a").bytes() + "x", 8, 0,
                    NC_DM_MSG_FLAG_NAME),
             0);
@@ -65,25 +64,12 @@ TEST_F(ServerRspTest, ASpareByteIsAParseFault) {
   EXPECT_FALSE(info().agent_restart);
 }
 
-TEST_F(ServerRspTest, AMissingCodeIsAParseFault) {
+TEST_F(RegRspTest, AMissingCodeIsAParseFault) {
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_REG_RSP, "abc", 8), 0);
   ExpectFault(NC_DM_FAULT_CODE_PARSE, 8);
 }
 
-TEST_F(ServerRspTest, AnUnregistrationIsReported) {
-  EXPECT_EQ(Handle(NC_DM_MSG_TYPE_UNREG_CLIENT_RSP, "anything at all"), 0);
-  EXPECT_EQ(g_calls, 1);
-  EXPECT_TRUE(info().agent_restart);
-  EXPECT_TRUE(peer().IsQuiet());
-}
-
-TEST_F(ServerRspTest, AnUnregistrationNeedsNoHandler) {
-  info().unreg_rsp_handler = nullptr;
-  EXPECT_EQ(Handle(NC_DM_MSG_TYPE_UNREG_CLIENT_RSP, ""), 0);
-  EXPECT_TRUE(peer().IsQuiet());
-}
-
-TEST_F(ServerRspTest, TheHandlerOfInitIsTheOneThatIsCalled) {
+TEST_F(RegRspTest, TheHandlerOfInitIsTheOneThatIsCalled) {
   ASSERT_EQ(close(agent_fd()), 0);
   ASSERT_EQ(Init(nullptr, Count), 0);
   close(agent_fd());

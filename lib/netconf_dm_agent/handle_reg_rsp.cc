@@ -1,4 +1,4 @@
-// The server's answers to what the agent tells it: REG_RSP and UNREG_CLIENT_RSP.
+// REG_RSP: the server's answer to what the agent announces.
 
 #include "netconf_dm_agent/request_checks.h"
 
@@ -20,11 +20,5 @@ int nc_dm_agent_handle_msg_reg_rsp(int /*fd*/, nc_dm_msg_t* in_msg, nc_dm_fault_
     NC_DM_LOG_INFO("Register to server successfully.\n");
   }
   nc_dm_agent_free_reg_rsp(&reg_rsp);
-  return 0;
-}
-
-int nc_dm_agent_handle_msg_unreg_client_rsp(int /*fd*/, nc_dm_msg_t* /*in_msg*/,
-                                            nc_dm_fault_t* /*fault*/) {
-  if (g_nc_dm_mng_info.unreg_rsp_handler != nullptr) g_nc_dm_mng_info.unreg_rsp_handler();
   return 0;
 }
