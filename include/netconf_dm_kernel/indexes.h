@@ -23,7 +23,7 @@ struct nc_dm_bin_tree_node {
   struct nc_dm_bin_tree_node* left;   /* smaller ids */
   struct nc_dm_bin_tree_node* right;  /* larger ids */
   struct nc_dm_bin_tree_node* parent; /* null at the root */
-  nc_int32 left_cnt;                  /* entries on the left; for balance only, may drift */
+  nc_int32 left_cnt;                  /* entries on the left */
   nc_int32 right_cnt;
   void* data; /* the instance, nc_dm_agent_node_t, not owned */
 };
@@ -63,6 +63,25 @@ struct nc_dm_hash_tab {
 NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_search_bin_tree_node_by_instid(
     nc_dm_bin_tree_node_t* root, nc_int64 instid);
 
+/* A new entry for an instance, not inserted; or null. */
+NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_node_t* node,
+                                                                  nc_int64 id);
+/* Frees one entry. */
+NC_DM_API void nc_dm_agent_free_bin_tree_node(nc_dm_bin_tree_node_t* node);
+
+/* The instance tree of a child name: the existing one or a new one, and the existing one alone.
+ * Null when there is none. */
+NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_create_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
+NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_get_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
+
+/* Frees the instance trees of a node, not their entries. */
+NC_DM_API void nc_dm_agent_free_bin_tree_list(list_head* btree_list);
+
+/* ---- Trees that an application changes itself: instances/application_tree ----
+ * Nothing in the library calls these. The trees in a node's btree_lst are the library's to change:
+ * there the counts are true after every creation and removal, an insertion leaves the root's within
+ * 1 of each other, and n entries are at most 2 log2(n + 1) + 2 deep. */
+
 /* Inserts an entry below the root, without rebalancing. 0, also when the id is there already and
  * nothing is inserted; -1 for a null argument. */
 NC_DM_API int nc_dm_agent_insert_bin_tree_node(nc_dm_bin_tree_node_t* root,
@@ -83,20 +102,6 @@ NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_adjust_bin_tree(nc_dm_bin_tree_node
 /* Unlinks an entry, without freeing it. The entry that took its place (the new root when it was the
  * root), or null. */
 NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_delete_bin_tree_node(nc_dm_bin_tree_node_t* node);
-
-/* A new entry for an instance, not inserted; or null. */
-NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_node_t* node,
-                                                                  nc_int64 id);
-/* Frees one entry. */
-NC_DM_API void nc_dm_agent_free_bin_tree_node(nc_dm_bin_tree_node_t* node);
-
-/* The instance tree of a child name: the existing one or a new one, and the existing one alone.
- * Null when there is none. */
-NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_create_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
-NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_get_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
-
-/* Frees the instance trees of a node, not their entries. */
-NC_DM_API void nc_dm_agent_free_bin_tree_list(list_head* btree_list);
 
 /* ---- Instance hash tables: instances/instance_hash ---- */
 

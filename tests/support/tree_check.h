@@ -7,6 +7,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <set>
 #include <string>
@@ -112,15 +114,29 @@ class TreeCheck {
     Expect(keys.empty(), path, "a listed key leaf is no child");
   }
 
+  struct Size {
+    nc_int32 count;
+    int depth;
+  };
+
   // The entries of an instance tree, in order of their ids.
-  void CheckEntries(const Entry* entry, const Entry* parent, const std::string& path) {
-    if (entry == nullptr || !trouble_.empty()) return;
+  Size CheckEntries(const Entry* entry, const Entry* parent, const std::string& path) {
+    if (entry == nullptr || !trouble_.empty()) return {0, 0};
     Expect(entry->parent == parent, path, "parent of an index entry");
-    CheckEntries(entry->left, entry, path);
+    const Size left = CheckEntries(entry->left, entry, path);
     Expect(entries_.empty() || last_id_ < entry->id, path, "order of the index");
     last_id_ = entry->id;
     entries_.insert(entry);
-    CheckEntries(entry->right, entry, path);
+    const Size right = CheckEntries(entry->right, entry, path);
+    Expect(entry->left_cnt == left.count && entry->right_cnt == right.count, path,
+           "counts of an index entry");
+    return {left.count + right.count + 1, std::max(left.depth, right.depth) + 1};
+  }
+
+  void CheckInstanceTree(const nc_dm_bin_tree_t& tree, const std::string& path) {
+    entries_.clear();
+    const Size all = CheckEntries(tree.root_byid, nullptr, path);
+    Expect(all.depth <= 2 * std::log2(all.count + 1.0) + 2, path, "depth of the index");
   }
 
   void CheckIndexes(Node* node, const std::string& path) {
@@ -131,8 +147,7 @@ class TreeCheck {
     for (nc_dm_bin_tree_t& tree : nc::Records<nc_dm_bin_tree_t>(&node->btree_lst)) {
       if (!Expect(tree.name != nullptr, path, "name of an instance tree")) return;
       Expect(trees.emplace(tree.name, &tree).second, path, "two instance trees of a name");
-      entries_.clear();
-      CheckEntries(tree.root_byid, nullptr, path + "." + tree.name);
+      CheckInstanceTree(tree, path + "." + tree.name);
       all_entries.insert(entries_.begin(), entries_.end());
     }
     std::set<const Node*> children;

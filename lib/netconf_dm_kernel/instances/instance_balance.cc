@@ -1,14 +1,25 @@
-// Entering an instance in its list's tree.
+// The balance of the instance trees that the library keeps.
 //
-// Up to a size the tree is rebalanced from the root (nc_dm_agent_adjust_bin_tree), which keeps it
-// as flat as can be. That moves entries one by one, on every level of the tree, so that its cost
-// rises with the size: 200 microseconds for each of 64,000 ids in rising order. A larger tree is
-// rebalanced along the path of the new entry instead, by rotations that keep each side of an entry
-// at most three times as heavy as the other.
+// The weight of a side of an entry is one more than the number of entries on that side. After each
+// insertion and each removal:
+//  (1) The counts of every entry are those of its sides.
+//  (2) Below the root, neither side of an entry weighs more than 5/2 of the other. So each step
+//      down leaves at most 5/7 of the weight, and n entries are less than 2.06 log2(n + 1) deep.
+//  (3) The counts of the root differ by at most 1.
+//
+// What comes or goes changes one count of each entry above it by one. On the way up to the root an
+// entry that breaks (2) is mended by rotation: once, or twice where its heavy side is heavy on the
+// inner side; with the factor 3/2 there, (2) always holds afterwards. A root that then breaks (3)
+// moves over to its lighter side, and its neighbour on the heavier side takes its place: one entry
+// leaves one side and one comes to the other, each with the same way up. So no operation takes more
+// than three ways up, whatever the number of entries.
+//
+// An application that calls the functions of application_tree.cc on a tree of the library's can
+// leave counts that are not true. So no count says whether a link can be followed, and such a tree
+// is evened out only as entries come and go.
 
 #include "netconf_dm_kernel/instances/instance_balance.h"
 
-#include <algorithm>
 #include <cstdint>
 
 #include "netconf_dm_kernel/instances/instance_entry.h"
@@ -17,20 +28,24 @@ namespace {
 
 using nc::instance_tree::Entry;
 using nc::instance_tree::Left;
+using nc::instance_tree::Link;
 using nc::instance_tree::LinkSubtree;
 using nc::instance_tree::Right;
-using nc::instance_tree::SizeOf;
 
-constexpr nc_int32 kMaxSizeForRoot = 128;
-
-// With these two factors one rotation, or two, always restore the balance after one insertion.
-constexpr int64_t kHeavier = 3;
-constexpr int64_t kInnerHeavier = 2;
-
-// Counts may have drifted below zero.
 template <typename Side>
 int64_t Weight(Entry* entry) {
-  return std::max<int64_t>(Side::Count(entry), 0) + 1;
+  return int64_t{Side::Count(entry)} + 1;
+}
+
+template <typename Side>
+bool IsTooHeavy(Entry* entry) {
+  return 2 * Weight<Side>(entry) > 5 * Weight<typename Side::Opposite>(entry);
+}
+
+template <typename Heavy>
+bool IsHeavyInside(Entry* heavy) {
+  using Inner = typename Heavy::Opposite;
+  return Inner::Child(heavy) != nullptr && 2 * Weight<Inner>(heavy) >= 3 * Weight<Heavy>(heavy);
 }
 
 // The child on `Side` takes the place of `top`. The caller links it.
@@ -43,54 +58,134 @@ Entry* Raise(Entry* top) {
   return raised;
 }
 
+bool IsLeftChild(const Entry* entry) { return entry->parent->left == entry; }
+
+// Puts `child`, which may be null, below the parent, whose counts stay as they are.
+void LinkChild(Entry* parent, bool is_left, Entry* child) {
+  (is_left ? parent->left : parent->right) = child;
+  if (child != nullptr) child->parent = parent;
+}
+
+// Mends a subtree whose one side may have become too heavy.
 template <typename Heavy>
-Entry* Relieved(Entry* top) {
-  using Light = typename Heavy::Opposite;
+void Relieve(Entry* top) {
   Entry* heavy = Heavy::Child(top);
-  if (heavy == nullptr) return top;
-  const bool is_inner_heavy = Weight<Light>(heavy) >= kInnerHeavier * Weight<Heavy>(heavy);
-  if (is_inner_heavy && Light::Child(heavy) != nullptr) {
-    LinkSubtree<Heavy>(top, Raise<Light>(heavy));
+  if (heavy == nullptr || !IsTooHeavy<Heavy>(top)) return;
+  Entry* parent = top->parent;
+  const bool is_left = IsLeftChild(top);
+  if (IsHeavyInside<Heavy>(heavy)) {
+    LinkSubtree<Heavy>(top, Raise<typename Heavy::Opposite>(heavy));
   }
-  return Raise<Heavy>(top);
+  LinkChild(parent, is_left, Raise<Heavy>(top));
 }
 
-// The new top of a subtree, not yet linked to the entry above.
-Entry* Rotated(Entry* top) {
-  const int64_t left = Weight<Left>(top);
-  const int64_t right = Weight<Right>(top);
-  if (left > kHeavier * right) return Relieved<Left>(top);
-  if (right > kHeavier * left) return Relieved<Right>(top);
-  return top;
-}
-
-// Rebalances from an entry up. The new root.
-Entry* RotatedUpwards(Entry* at) {
+// Counts what came to one side of `at` (or left it, with `change` -1) there and further up, and
+// mends each entry on the way. The root.
+Entry* CountUpwards(Entry* at, bool is_left, nc_int32 change) {
   while (true) {
+    (is_left ? at->left_cnt : at->right_cnt) += change;
     Entry* parent = at->parent;
-    Entry* top = Rotated(at);
-    top->parent = parent;
-    if (parent == nullptr) return top;
-    (parent->left == at ? parent->left : parent->right) = top;
+    if (parent == nullptr) return at;
+    const bool is_left_heavier = is_left == (change > 0);
+    is_left = IsLeftChild(at);
+    is_left_heavier ? Relieve<Left>(at) : Relieve<Right>(at);
     at = parent;
   }
+}
+
+// Hangs a single entry on an empty side. The root.
+Entry* Attach(Entry* parent, bool is_left, Entry* entry) {
+  LinkChild(parent, is_left, entry);
+  return CountUpwards(parent, is_left, +1);
+}
+
+// Takes out an entry with one child at most. The root of what is left.
+Entry* Detach(Entry* entry) {
+  Entry* child = entry->left != nullptr ? entry->left : entry->right;
+  Entry* parent = entry->parent;
+  if (parent == nullptr) {
+    if (child != nullptr) child->parent = nullptr;
+    return child;
+  }
+  const bool is_left = IsLeftChild(entry);
+  LinkChild(parent, is_left, child);
+  return CountUpwards(parent, is_left, -1);
+}
+
+// Gives `entry`, which is in no tree, the links and counts of `old`, which then is in none.
+void TakePlace(Entry* entry, Entry* old) {
+  Link<Left>(entry, old->left, old->left_cnt);
+  Link<Right>(entry, old->right, old->right_cnt);
+  entry->parent = nullptr;
+  if (old->parent != nullptr) LinkChild(old->parent, IsLeftChild(old), entry);
+  nc::instance_tree::ClearLinks(old);
+}
+
+template <typename Side>
+Entry* Outermost(Entry* entry) {
+  while (Side::Child(entry) != nullptr) entry = Side::Child(entry);
+  return entry;
+}
+
+// The entry next to `entry` by id, on a side that is not empty.
+template <typename Side>
+Entry* Neighbour(Entry* entry) {
+  return Outermost<typename Side::Opposite>(Side::Child(entry));
+}
+
+// Moves the root to its light side. The neighbour that took its place.
+template <typename Heavy>
+Entry* MoveToLightSide(Entry* root) {
+  using Light = typename Heavy::Opposite;
+  Entry* new_root = Neighbour<Heavy>(root);
+  Detach(new_root);
+  TakePlace(new_root, root);
+  Entry* light = Light::Child(new_root);
+  return light == nullptr ? Attach(new_root, Light::kIsLeft, root)
+                          : Attach(Outermost<Heavy>(light), Heavy::kIsLeft, root);
+}
+
+Entry* WithEvenSides(Entry* root) {
+  while (root->left_cnt - root->right_cnt > 1 && root->left != nullptr) {
+    root = MoveToLightSide<Left>(root);
+  }
+  while (root->right_cnt - root->left_cnt > 1 && root->right != nullptr) {
+    root = MoveToLightSide<Right>(root);
+  }
+  return root;
+}
+
+// Takes out any entry. The root of what is left: the same as before, unless that was the entry.
+Entry* TakeOut(Entry* entry) {
+  if (entry->left == nullptr || entry->right == nullptr) return Detach(entry);
+  Entry* replacement =
+      entry->left_cnt > entry->right_cnt ? Neighbour<Left>(entry) : Neighbour<Right>(entry);
+  Entry* root = Detach(replacement);
+  TakePlace(replacement, entry);
+  return root == entry ? replacement : root;
 }
 
 }  // namespace
 
 bool nc::InsertInstance(nc_dm_bin_tree_t* tree, nc_dm_bin_tree_node_t* entry) {
-  Entry*& root = tree->root_byid;
-  if (root == nullptr) {
-    root = entry;
+  if (tree->root_byid == nullptr) {
+    tree->root_byid = entry;
     return true;
   }
-  nc_dm_agent_insert_bin_tree_node(root, entry);
-  const bool is_inserted = entry->parent != nullptr;
-  if (SizeOf(root) <= kMaxSizeForRoot) {
-    Entry* adjusted = nc_dm_agent_adjust_bin_tree(root, 1);
-    if (adjusted != nullptr) root = adjusted;
-  } else if (is_inserted) {
-    root = RotatedUpwards(entry->parent);
+  Entry* parent = nullptr;
+  for (Entry* at = tree->root_byid; at != nullptr; at = entry->id > at->id ? at->right : at->left) {
+    if (at->id == entry->id) return false;
+    parent = at;
   }
-  return is_inserted;
+  tree->root_byid = WithEvenSides(Attach(parent, entry->id < parent->id, entry));
+  return true;
+}
+
+void nc::RemoveInstance(nc_dm_bin_tree_t* tree, nc_dm_bin_tree_node_t* entry) {
+  const bool was_root = entry->parent == nullptr;
+  Entry* root = TakeOut(entry);
+  nc::instance_tree::ClearLinks(entry);
+  // An entry without a place in this tree leaves its root alone.
+  if (tree == nullptr || tree->root_byid != (was_root ? entry : root)) return;
+  tree->root_byid = root == nullptr ? nullptr : WithEvenSides(root);
 }

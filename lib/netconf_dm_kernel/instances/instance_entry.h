@@ -2,7 +2,7 @@
 #ifndef NETCONF_DM_KERNEL_INSTANCES_INSTANCE_ENTRY_H_
 #define NETCONF_DM_KERNEL_INSTANCES_INSTANCE_ENTRY_H_
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/indexes.h"
 
 namespace nc::instance_tree {
 
@@ -14,6 +14,7 @@ struct Right;
 struct Left {
   using Opposite = Right;
   static constexpr const char* kName = "left";
+  static constexpr bool kIsLeft = true;
   static Entry*& Child(Entry* entry) { return entry->left; }
   static nc_int32& Count(Entry* entry) { return entry->left_cnt; }
 };
@@ -21,6 +22,7 @@ struct Left {
 struct Right {
   using Opposite = Left;
   static constexpr const char* kName = "right";
+  static constexpr bool kIsLeft = false;
   static Entry*& Child(Entry* entry) { return entry->right; }
   static nc_int32& Count(Entry* entry) { return entry->right_cnt; }
 };
@@ -38,6 +40,14 @@ void Link(Entry* parent, Entry* child, nc_int32 count) {
 template <typename Side>
 void LinkSubtree(Entry* parent, Entry* top) {
   Link<Side>(parent, top, top == nullptr ? 0 : SizeOf(top));
+}
+
+inline void ClearLinks(Entry* entry) {
+  entry->left = nullptr;
+  entry->right = nullptr;
+  entry->parent = nullptr;
+  entry->left_cnt = 0;
+  entry->right_cnt = 0;
 }
 
 }  // namespace nc::instance_tree

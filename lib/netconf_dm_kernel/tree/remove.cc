@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/instances/instance_balance.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -26,12 +27,8 @@ void LeaveHashTable(const Node& node, Tree* found) {
 }
 
 void LeaveTree(const Node& node, Tree* found) {
-  Tree* tree = TreeOf(node, found);
-  nc_dm_bin_tree_node_t* entry = node.instid_btree_node;
-  const bool is_root = tree != nullptr && tree->root_byid == entry;
-  nc_dm_bin_tree_node_t* replacement = nc_dm_agent_delete_bin_tree_node(entry);
-  if (is_root) tree->root_byid = replacement;
-  nc_dm_agent_free_bin_tree_node(entry);
+  nc::RemoveInstance(TreeOf(node, found), node.instid_btree_node);
+  nc_dm_agent_free_bin_tree_node(node.instid_btree_node);
 }
 
 // Frees a node that stands in no list any more, or only in those of a parent that goes as well.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <random>
@@ -32,6 +33,17 @@ inline std::string Shape(const Entry* entry) {
 inline int Depth(const Entry* entry) {
   return entry == nullptr ? 0 : 1 + std::max(Depth(entry->left), Depth(entry->right));
 }
+
+// The number of entries; -1 where a count is not true.
+inline nc_int32 CountedSize(const Entry* entry) {
+  if (entry == nullptr) return 0;
+  const bool is_true =
+      CountedSize(entry->left) == entry->left_cnt && CountedSize(entry->right) == entry->right_cnt;
+  return is_true ? entry->left_cnt + entry->right_cnt + 1 : -1;
+}
+
+// The deepest that the library's own trees of `size` entries may be.
+inline double MaxDepth(nc_int32 size) { return 2 * std::log2(size + 1.0) + 2; }
 
 // Entries, freed with the fixture whether they are in a tree or not.
 class InstanceTreeTest : public testing::Test {

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <map>
 
+#include "netconf_dm_kernel/instances/instance_tree_fixture.h"
 #include "netconf_dm_kernel/tree_fixture.h"
 #include "support/failing_alloc.h"
 
@@ -192,7 +194,7 @@ TEST_F(NodeTest, InstancesKeepTheOrderOfCreation) {
   EXPECT_EQ(EntryOf(At("a"), "b", 2), nullptr);
 }
 
-TEST_F(NodeTest, RisingIdsKeepTheTreeBalanced) {
+TEST_F(NodeTest, InsertionLeavesTheRootEvenAtEverySize) {
   g_nc_dm_agent_dbg = 0;
   Register("a.b.{i}.c");
   Node* a = At("a");
@@ -203,14 +205,29 @@ TEST_F(NodeTest, RisingIdsKeepTheTreeBalanced) {
     const nc_dm_bin_tree_node_t* root = TreeOf(a, "b")->root_byid;
     ASSERT_EQ(root->parent, nullptr);
     ASSERT_EQ(root->left_cnt + root->right_cnt + 1, id);
-    // As flat as can be while that is cheap, and flat enough beyond.
-    if (id <= 100) {
-      ASSERT_LE(std::abs(root->left_cnt - root->right_cnt), 1) << id;
-    } else {
-      ASSERT_LE(std::max(root->left_cnt, root->right_cnt),
-                3 * std::min(root->left_cnt, root->right_cnt) + 3)
-          << id;
-    }
+    ASSERT_LE(std::abs(root->left_cnt - root->right_cnt), 1) << id;
+  }
+}
+
+// Removals leave a side light, and what is created again in the other order comes to one edge.
+TEST_F(NodeTest, RemovalsAndCreationsKeepTheTreeLow) {
+  g_nc_dm_agent_dbg = 0;
+  Register("a.b.{i}.c");
+  Node* a = At("a");
+  Node* b = At("a.b");
+  constexpr nc_int64 kEntries = 8000;
+  std::map<nc_int64, Node*> nodes;
+  const auto create = [&](nc_int64 id) {
+    nodes[id] = nc_dm_agent_create_node(a, b, id, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE);
+  };
+  for (nc_int64 id = 1; id <= kEntries; ++id) create(id);
+  for (int round = 0; round < 2; ++round) {
+    for (nc_int64 id = kEntries / 2; id >= 1; --id) nc_dm_agent_unreg_nodes(nodes[id]);
+    EXPECT_EQ(CountedSize(TreeOf(a, "b")->root_byid), kEntries / 2);
+    EXPECT_LE(Depth(TreeOf(a, "b")->root_byid), MaxDepth(kEntries / 2));
+    for (nc_int64 id = 1; id <= kEntries / 2; ++id) create(id);
+    EXPECT_EQ(CountedSize(TreeOf(a, "b")->root_byid), kEntries);
+    EXPECT_LE(Depth(TreeOf(a, "b")->root_byid), MaxDepth(kEntries));
   }
 }
 
