@@ -3,7 +3,8 @@
 namespace ncdm::netconf {
 namespace {
 
-constexpr std::string_view kSpecial = "&<>\"\t\n\r";
+constexpr std::string_view kSpecial = "&<>\r";
+constexpr std::string_view kSpecialInAttribute = "&<>\"\t\n\r";
 
 std::string_view Reference(char c) {
   switch (c) {
@@ -24,11 +25,9 @@ std::string_view Reference(char c) {
   }
 }
 
-}  // namespace
-
-void AppendEscaped(std::string* xml, std::string_view text) {
+void AppendWithReferences(std::string* xml, std::string_view text, std::string_view special) {
   for (;;) {
-    const std::size_t plain = text.find_first_of(kSpecial);
+    const std::size_t plain = text.find_first_of(special);
     xml->append(text.substr(0, plain));
     if (plain == std::string_view::npos) {
       return;
@@ -36,6 +35,16 @@ void AppendEscaped(std::string* xml, std::string_view text) {
     xml->append(Reference(text[plain]));
     text.remove_prefix(plain + 1);
   }
+}
+
+}  // namespace
+
+void AppendEscaped(std::string* xml, std::string_view text) {
+  AppendWithReferences(xml, text, kSpecial);
+}
+
+void AppendEscapedAttribute(std::string* xml, std::string_view text) {
+  AppendWithReferences(xml, text, kSpecialInAttribute);
 }
 
 std::string Escaped(std::string_view text) {

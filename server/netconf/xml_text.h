@@ -7,11 +7,14 @@
 
 namespace ncdm::netconf {
 
-// Appends `text` with what XML gives a meaning escaped: for content, and for attribute values in
-// double quotes. White space other than blanks is escaped too, because a parser would turn it into
-// blanks inside an attribute.
+// Appends `text` as the content of an element: what XML gives a meaning is escaped. A carriage
+// return is too, because a parser would turn it into a line feed.
 void AppendEscaped(std::string* xml, std::string_view text);
 std::string Escaped(std::string_view text);
+
+// The same for an attribute's value in double quotes, in which a parser would turn white space into
+// blanks.
+void AppendEscapedAttribute(std::string* xml, std::string_view text);
 
 }  // namespace ncdm::netconf
 
