@@ -34,13 +34,20 @@ class Collector {
   XmlElement TakeRoot() { return std::move(root_); }
   const std::string& error() const { return error_; }
 
-  void Start(XmlElement element) {
+  // An element begins. True if it is one to keep: Keep() follows.
+  bool Start() {
     if (++depth_ > kMaxDepth) {
       Refuse("deeper than " + std::to_string(kMaxDepth) + " levels");
-    } else if (depth_ == 1) {
+    }
+    return depth_ <= limits_.depth && static_cast<std::size_t>(depth_) == open_.size() + 1 &&
+           (open_.empty() || open_.back()->children.size() < limits_.children);
+  }
+
+  void Keep(XmlElement element) {
+    if (open_.empty()) {
       root_ = std::move(element);
       open_.push_back(&root_);
-    } else if (IsKept() && open_.back()->children.size() < limits_.children) {
+    } else {
       open_.push_back(&open_.back()->children.emplace_back(std::move(element)));
     }
   }
@@ -64,14 +71,6 @@ class Collector {
       error_ = std::move(why);
     }
     xmlStopParser(context_);
-  }
-
-  // True if the element that has just been opened is one to keep.
-  bool IsKept() const {
-    return depth_ <= limits_.depth && static_cast<std::size_t>(depth_) == open_.size() + 1;
-  }
-  bool WantsNext() const {
-    return depth_ < limits_.depth && static_cast<std::size_t>(depth_) == open_.size();
   }
 
  private:
@@ -107,13 +106,11 @@ void OnStart(void* data, const xmlChar* name, const xmlChar* prefix, const xmlCh
              int namespace_count, const xmlChar** namespaces, int attribute_count,
              int /*defaulted*/, const xmlChar** attributes) {
   Collector& collector = ToCollector(data);
-  if (!collector.WantsNext()) {
-    collector.Start({});
-    return;
+  if (collector.Start()) {
+    collector.Keep({ToString(prefix), ToString(name), ToString(uri),
+                    ToNamespaces(namespace_count, namespaces),
+                    ToAttributes(attribute_count, attributes)});
   }
-  collector.Start({ToString(prefix), ToString(name), ToString(uri),
-                   ToNamespaces(namespace_count, namespaces),
-                   ToAttributes(attribute_count, attributes)});
 }
 
 void OnEnd(void* data, const xmlChar* /*name*/, const xmlChar* /*prefix*/, const xmlChar* /*uri*/) {
