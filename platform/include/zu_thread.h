@@ -120,6 +120,31 @@ void zu_thread_cancel(zu_thread* thread);
 zu_thread_master* zu_thread_master_create(void);
 
 /*
+ * The two ways to a loop that the application has already. Either takes the place of
+ * zu_thread_master_run.
+ *
+ * Any loop that watches descriptors (epoll, poll, GLib, libuv): the master's descriptor is readable
+ * whenever zu_thread_master_run_once(master, 0) has work, a timer that became due included. Watch
+ * it for reading, level-triggered, and make that call when it is readable; now and then there is
+ * nothing to run. Neither read the descriptor nor close it: it is the master's, and goes with it.
+ * Returns the same descriptor each time, or -1 when `master` is null or is on an application's
+ * event_base, or when the system grants no more descriptors. From the first call on each scheduling
+ * on a descriptor costs one system call more.
+ */
+int zu_thread_master_fd(zu_thread_master* master);
+
+/*
+ * libevent: a master whose tasks are events of `base`, which belongs to the application: it runs
+ * the loop, and releases the base after the master. Such a master has no loop of its own, so that
+ * zu_thread_master_run and zu_thread_master_run_once return -1 and zu_thread_master_stop does
+ * nothing. What the base cannot watch cannot be scheduled: with epoll that is a disk file. Do not
+ * give the base EVENT_BASE_FLAG_EPOLL_USE_CHANGELIST, which forgets descriptors that are closed
+ * under a task. Returns the master, or null when `base` is null or memory is short.
+ */
+struct event_base;
+zu_thread_master* zu_thread_master_create_on(struct event_base* base);
+
+/*
  * Runs tasks until zu_thread_master_stop. With nothing to do it waits. A stop that was asked for
  * before the call ends it without running anything. Returns 0, or -1 when `master` is null, runs
  * already, or its wait failed.

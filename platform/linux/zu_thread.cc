@@ -5,13 +5,17 @@
 // sorted by the moment at which its tasks became due and then by the order of scheduling. A turn of
 // the loop takes the whole queue and runs it. So a task that is due can still be cancelled, and a
 // task that schedules another for at once never keeps the descriptors from being served.
+//
+// A master that is joined to another loop by its descriptor waits for no time at all; what it waits
+// for is told to a LoopDescriptor as well. A master on the application's own event_base runs its
+// turns from an event of that base.
 
 #include "zu_thread.h"
 
 #include <errno.h>
 #include <event2/event.h>
-#include <event2/event_struct.h>
 #include <stdint.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -22,28 +26,25 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <span>
 
 #include "file_descriptor.h"
+#include "loop_descriptor.h"
+#include "task_event.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::seconds;
+using zu::EventBasePtr;
+using zu::EventPtr;
 using zu::FileDescriptor;
+using zu::LoopDescriptor;
+using zu::TaskEvent;
 
 // Longer delays are cut to this one, some 68 years, which no sum overflows.
 constexpr int64_t kLongestDelaySeconds = INT32_MAX;
-
-struct EventFree {
-  void operator()(event* ev) const { event_free(ev); }
-};
-using EventPtr = std::unique_ptr<event, EventFree>;
-
-struct EventBaseFree {
-  void operator()(event_base* base) const { event_base_free(base); }
-};
-using EventBasePtr = std::unique_ptr<event_base, EventBaseFree>;
 
 struct EventConfigFree {
   void operator()(event_config* config) const { event_config_free(config); }
@@ -52,36 +53,11 @@ struct EventConfigFree {
 struct Task;
 using TaskList = std::list<Task>;
 
-// What libevent watches for a task, until it reports it.
-class TaskEvent {
- public:
-  TaskEvent() = default;
-  TaskEvent(const TaskEvent&) = delete;
-  TaskEvent& operator=(const TaskEvent&) = delete;
-  ~TaskEvent() { Withdraw(); }
-
-  // One shot. False when it cannot be watched.
-  bool Watch(event_base* base, int fd, short events, event_callback_fn callback, void* arg,
-             const timeval* timeout) {
-    is_watched_ = event_assign(&event_, base, fd, events, callback, arg) == 0 &&
-                  event_add(&event_, timeout) == 0;
-    return is_watched_;
-  }
-  void Reported() { is_watched_ = false; }
-  void Withdraw() {
-    if (is_watched_) event_del(&event_);
-    is_watched_ = false;
-  }
-
- private:
-  event event_;
-  bool is_watched_ = false;
-};
-
 struct Task : zu_thread {
   TaskList* home = nullptr;  // the list that holds the task; null once it runs
   TaskList::iterator self;
   TaskEvent ev;
+  short events = 0;  // that a descriptor task waits for: EV_READ or EV_WRITE
   Clock::time_point due;
   uint64_t number = 0;  // of scheduling
 
@@ -123,6 +99,7 @@ microseconds ToDelay(int64_t sec, int64_t usec) {
 struct zu_thread_master {
  public:
   static zu_thread_master* Create();
+  static zu_thread_master* CreateOn(event_base* base);
 
   zu_thread* ScheduleNow(zu_thread_func func, void* arg, int value, const char* name);
   zu_thread* ScheduleTimer(zu_thread_func func, void* arg, microseconds delay, const char* name);
@@ -133,16 +110,27 @@ struct zu_thread_master {
   int Run();
   int RunOnce(int timeout_ms);
   void Stop();
+  int Descriptor();
 
  private:
   explicit zu_thread_master(EventBasePtr base)
-      : base_(std::move(base)), stop_fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+      : own_base_(std::move(base)),
+        base_(own_base_.get()),
+        stop_fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+  explicit zu_thread_master(event_base* base) : base_(base), stop_fd_(-1) {}
 
   static void OnTaskEvent(evutil_socket_t, short events, void* arg);
+  static void OnTurn(evutil_socket_t, short, void* arg);
   static void OnStop(evutil_socket_t fd, short, void*);
   static void OnTimeout(evutil_socket_t, short, void*) {}
 
   bool WatchStop();
+  bool HasOwnLoop() const { return own_base_ != nullptr; }
+  void WantTurn();
+  bool Join(Task& task);
+  uint32_t Interest(int fd) const;
+  std::optional<Clock::time_point> FirstTimer() const;
+  void Rejoin(std::span<const int> reported);
   Task* NewTask(zu_thread_func func, void* arg, int value, const char* name);
   void Discard(Task& task) { Retire(*task.home, task.self); }
   void Retire(TaskList& list, TaskList::iterator task);
@@ -153,14 +141,18 @@ struct zu_thread_master {
   int Turn(std::optional<microseconds> timeout);
   bool TakeStop() { return stop_.exchange(false, std::memory_order_acq_rel); }
 
-  EventBasePtr base_;  // before everything that holds an event of it
+  EventBasePtr own_base_;  // before everything that holds an event of it
+  event_base* base_;       // the same, or the application's
   FileDescriptor stop_fd_;
   EventPtr stop_event_;
   EventPtr timeout_event_;
-  TaskList spare_;    // records of tasks that are done, for those to come
-  TaskList waiting_;  // for libevent, or for ever
-  TaskList ready_;    // sorted, waiting for the next turn
-  TaskList turn_;     // sorted, the rest of the turn that runs
+  EventPtr turn_event_;  // on the application's base: runs what is ready
+  std::unique_ptr<LoopDescriptor> joined_;
+  bool file_waits_ = false;  // a task waits for what is always ready, such as a disk file
+  TaskList spare_;           // records of tasks that are done, for those to come
+  TaskList waiting_;         // for libevent, or for ever
+  TaskList ready_;           // sorted, waiting for the next turn
+  TaskList turn_;            // sorted, the rest of the turn that runs
   std::optional<Clock::time_point> this_turn_;
   uint64_t last_number_ = 0;
   bool running_ = false;
@@ -176,10 +168,18 @@ zu_thread_master* zu_thread_master::Create() {
   return master.release();
 }
 
+zu_thread_master* zu_thread_master::CreateOn(event_base* base) {
+  if (!base) return nullptr;
+  std::unique_ptr<zu_thread_master> master(new (std::nothrow) zu_thread_master(base));
+  if (!master) return nullptr;
+  master->turn_event_.reset(event_new(base, -1, 0, &OnTurn, master.get()));
+  return master->turn_event_ ? master.release() : nullptr;
+}
+
 bool zu_thread_master::WatchStop() {
   if (stop_fd_.get() < 0) return false;
-  stop_event_.reset(event_new(base_.get(), stop_fd_.get(), EV_READ | EV_PERSIST, &OnStop, nullptr));
-  timeout_event_.reset(event_new(base_.get(), -1, 0, &OnTimeout, nullptr));
+  stop_event_.reset(event_new(base_, stop_fd_.get(), EV_READ | EV_PERSIST, &OnStop, nullptr));
+  timeout_event_.reset(event_new(base_, -1, 0, &OnTimeout, nullptr));
   return stop_event_ && timeout_event_ && event_add(stop_event_.get(), nullptr) == 0;
 }
 
@@ -197,6 +197,7 @@ Task* zu_thread_master::NewTask(zu_thread_func func, void* arg, int value, const
   static_cast<zu_thread&>(task) = {this, func, arg, value, name};
   task.home = &waiting_;
   task.self = std::prev(waiting_.end());
+  task.events = 0;
   task.number = ++last_number_;
   return &task;
 }
@@ -221,6 +222,18 @@ void zu_thread_master::MakeReady(Task& task, Clock::time_point due) {
   while (place != ready_.begin() && task.RunsBefore(*std::prev(place))) --place;
   ready_.splice(place, *task.home, task.self);
   task.home = &ready_;
+  WantTurn();
+}
+
+// Tells a loop that is not the master's own that there is work. A turn that runs sees to it at its
+// end.
+void zu_thread_master::WantTurn() {
+  if (running_) return;
+  if (joined_) joined_->WakeBy(Clock::time_point::min());
+  if (!turn_event_ || evtimer_pending(turn_event_.get(), nullptr)) return;
+  // By way of a timer, so that the base serves its descriptors between two turns.
+  const timeval at_once = {};
+  event_add(turn_event_.get(), &at_once);
 }
 
 zu_thread* zu_thread_master::ScheduleNow(zu_thread_func func, void* arg, int value,
@@ -237,10 +250,11 @@ zu_thread* zu_thread_master::ScheduleTimer(zu_thread_func func, void* arg, micro
   if (!task) return nullptr;
   task->due = Clock::now() + delay;
   const timeval timeout = ToTimeval(delay);
-  if (!task->ev.Watch(base_.get(), -1, 0, &OnTaskEvent, task, &timeout)) {
+  if (!task->ev.Watch(base_, -1, 0, &OnTaskEvent, task, &timeout)) {
     Discard(*task);
     return nullptr;
   }
+  if (joined_) joined_->WakeBy(task->due);
   return task;
 }
 
@@ -248,7 +262,8 @@ zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, 
                                                 short events, const char* name) {
   Task* task = NewTask(func, arg, fd, name);
   if (!task || fd < 0) return task;
-  if (!task->ev.Watch(base_.get(), fd, events, &OnTaskEvent, task, nullptr)) {
+  task->events = events;
+  if (!task->ev.Watch(base_, fd, events, &OnTaskEvent, task, nullptr) || !Join(*task)) {
     Discard(*task);
     return nullptr;
   }
@@ -288,7 +303,7 @@ bool zu_thread_master::Wait(std::optional<microseconds> timeout) {
     if (event_add(timeout_event_.get(), &tv) != 0) return false;
     has_timeout = true;
   }
-  const int result = event_base_loop(base_.get(), flags);
+  const int result = event_base_loop(base_, flags);
   if (has_timeout) event_del(timeout_event_.get());
   this_turn_.reset();
   return result >= 0;
@@ -315,11 +330,86 @@ int zu_thread_master::RunReady() {
 }
 
 int zu_thread_master::Turn(std::optional<microseconds> timeout) {
-  return Wait(timeout) ? RunReady() : -1;
+  const auto reported = joined_ ? joined_->TakeReady() : std::span<const int>();
+  file_waits_ = false;
+  const int result = Wait(timeout) ? RunReady() : -1;
+  if (joined_) Rejoin(reported);
+  return result;
+}
+
+// A turn on the application's base. A task that runs that base itself does not begin another.
+void zu_thread_master::OnTurn(evutil_socket_t, short, void* arg) {
+  auto& master = *static_cast<zu_thread_master*>(arg);
+  if (master.running_) return;
+  master.running_ = true;
+  master.this_turn_.reset();
+  master.RunReady();
+  master.running_ = false;
+  if (!master.ready_.empty()) master.WantTurn();
+}
+
+int zu_thread_master::Descriptor() {
+  if (!HasOwnLoop()) return -1;
+  if (joined_) return joined_->get();
+  joined_ = LoopDescriptor::Create();
+  if (!joined_) return -1;
+  for (Task& task : waiting_) {
+    if (!Join(task)) {
+      joined_.reset();
+      return -1;
+    }
+  }
+  joined_->WakeAt(FirstTimer());
+  if (!ready_.empty() || file_waits_) joined_->WakeBy(Clock::time_point::min());
+  return joined_->get();
+}
+
+// What a descriptor task waits for, for the loop that the master is joined to.
+bool zu_thread_master::Join(Task& task) {
+  if (!joined_ || task.events == 0) return true;
+  const auto watched = joined_->Watch(task.value, Interest(task.value));
+  if (watched == LoopDescriptor::Watched::kAlwaysReady) {
+    file_waits_ = true;
+    joined_->WakeBy(Clock::time_point::min());
+  }
+  return watched != LoopDescriptor::Watched::kNo;
+}
+
+uint32_t zu_thread_master::Interest(int fd) const {
+  uint32_t events = 0;
+  for (const Task& task : waiting_) {
+    if (task.value != fd) continue;
+    if (task.events & EV_READ) events |= EPOLLIN;
+    if (task.events & EV_WRITE) events |= EPOLLOUT;
+  }
+  return events;
+}
+
+std::optional<Clock::time_point> zu_thread_master::FirstTimer() const {
+  std::optional<Clock::time_point> first;
+  for (const Task& task : waiting_) {
+    const bool is_timer = task.ev.IsWatched() && task.events == 0;
+    if (is_timer && (!first || task.due < *first)) first = task.due;
+  }
+  return first;
+}
+
+// After a turn: tasks on a reported descriptor that are still waiting, and the next wake-up. A
+// moment that lies ahead stays set, also when its timer is cancelled: it then wakes for nothing,
+// once.
+void zu_thread_master::Rejoin(std::span<const int> reported) {
+  for (const int fd : reported) {
+    if (const uint32_t events = Interest(fd)) joined_->Watch(fd, events);
+  }
+  if (!ready_.empty() || file_waits_) {
+    joined_->WakeBy(Clock::time_point::min());
+  } else if (joined_->wake() && *joined_->wake() <= Clock::now()) {
+    joined_->WakeAt(FirstTimer());
+  }
 }
 
 int zu_thread_master::Run() {
-  if (running_) return -1;
+  if (running_ || !HasOwnLoop()) return -1;
   running_ = true;
   int result = 0;
   while (result >= 0 && !TakeStop()) result = Turn(std::nullopt);
@@ -328,7 +418,7 @@ int zu_thread_master::Run() {
 }
 
 int zu_thread_master::RunOnce(int timeout_ms) {
-  if (running_) return -1;
+  if (running_ || !HasOwnLoop()) return -1;
   if (TakeStop()) return 0;
   running_ = true;
   std::optional<microseconds> timeout;
@@ -340,6 +430,7 @@ int zu_thread_master::RunOnce(int timeout_ms) {
 }
 
 void zu_thread_master::Stop() {
+  if (!HasOwnLoop()) return;
   const int saved_errno = errno;
   stop_.store(true, std::memory_order_release);
   // A full counter has the loop awake already.
@@ -382,6 +473,12 @@ void zu_thread_cancel(zu_thread* thread) {
 }
 
 zu_thread_master* zu_thread_master_create(void) { return zu_thread_master::Create(); }
+
+zu_thread_master* zu_thread_master_create_on(struct event_base* base) {
+  return zu_thread_master::CreateOn(base);
+}
+
+int zu_thread_master_fd(zu_thread_master* master) { return master ? master->Descriptor() : -1; }
 
 int zu_thread_master_run(zu_thread_master* master) { return master ? master->Run() : -1; }
 
