@@ -1,15 +1,40 @@
 #include "server/agent.h"
 
 #include "server/names.h"
+#include "server/schema.h"
 
 namespace ncdm::server {
 namespace {
 
 constexpr std::int32_t kRestarted = 128;
 
+// What an agent's own calls accept: so whoever walks a registered path goes no deeper.
+constexpr std::size_t kMaxPath = 256;
+constexpr std::size_t kMaxComponents = NC_DM_MAX_DEPTH;
+
+// List markers and ids are no components of their own.
+std::size_t CountComponents(std::string_view path) {
+  std::size_t count = 0;
+  for (bool more = true; more;) {
+    const std::size_t dot = path.find('.');
+    const std::string_view component = path.substr(0, dot);
+    count += component != kListMarker && !IsNumber(component) ? 1 : 0;
+    more = dot != std::string_view::npos;
+    path.remove_prefix(more ? dot + 1 : 0);
+  }
+  return count;
+}
+
 std::string Path(const Announcement& announcement) {
   if (!announcement.name || announcement.name->empty()) {
     throw ProtocolError("a registration without a path");
+  }
+  if (announcement.name->size() > kMaxPath) {
+    throw ProtocolError("a path of " + std::to_string(announcement.name->size()) + " characters");
+  }
+  const std::size_t components = CountComponents(*announcement.name);
+  if (components > kMaxComponents) {
+    throw ProtocolError("a path of " + std::to_string(components) + " components");
   }
   return *announcement.name;
 }

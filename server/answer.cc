@@ -1,5 +1,6 @@
 #include "server/answer.h"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -29,10 +30,28 @@ std::int32_t CheckedCount(std::int32_t count, const BodyReader& body) {
   return count;
 }
 
-template <typename T>
-void Append(std::vector<T>* whole, std::vector<T>&& part) {
-  whole->insert(whole->end(), std::make_move_iterator(part.begin()),
-                std::make_move_iterator(part.end()));
+// What an allocation costs beside its bytes.
+constexpr std::size_t kAllocation = 16;
+
+std::size_t HeapOf(const std::string& text) {
+  static const std::size_t kInPlace = std::string().capacity();
+  return text.capacity() <= kInPlace ? 0 : text.capacity() + kAllocation;
+}
+
+std::size_t HeapOf(const Value& value) { return HeapOf(value.path) + HeapOf(value.value); }
+
+std::size_t HeapOf(const Ids& ids) {
+  return ids.empty() ? 0 : ids.capacity() * sizeof(Ids::value_type) + kAllocation;
+}
+
+// The array of parts when `more` are appended: while it grows there are two of them.
+template <typename Part>
+std::size_t HeapWhileGrowing(const std::vector<Part>& whole, std::size_t more) {
+  const std::size_t size = whole.size() + more;
+  const std::size_t parts = size <= whole.capacity()
+                                ? whole.capacity()
+                                : whole.capacity() + std::max(size, 2 * whole.capacity());
+  return parts * sizeof(Part);
 }
 
 std::int32_t AnswerType(AnswerKind kind) {
@@ -158,8 +177,35 @@ bool AnswerAssembler::Accept(const Frame& frame) {
     return segment.packet_type != NC_DM_PKT_TYPE_SEGMENT;
   }
   IdsSegment segment = DecodeIds(frame);
+  std::erase_if(segment.ids, [this](const Ids& ids) { return !IsAskedFor(ids); });
   Append(&answer_.ids, std::move(segment.ids));
   return segment.packet_type != NC_DM_PKT_TYPE_SEGMENT;
+}
+
+bool AnswerAssembler::IsAskedFor(const Ids& ids) const {
+  return std::ranges::all_of(id_prefixes_, [&](const Ids& prefix) {
+    return ids.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), ids.begin());
+  });
+}
+
+template <typename Part>
+void AnswerAssembler::Append(std::vector<Part>* whole, std::vector<Part>&& part) {
+  if (discards_) {
+    return;
+  }
+  for (const Part& one : part) {
+    part_heap_ += HeapOf(one);
+  }
+  if (part_heap_ + HeapWhileGrowing(*whole, part.size()) > max_heap_) {
+    throw ProtocolError("an answer that takes more than " + std::to_string(max_heap_) + " bytes");
+  }
+  whole->insert(whole->end(), std::make_move_iterator(part.begin()),
+                std::make_move_iterator(part.end()));
+}
+
+void AnswerAssembler::Discard() {
+  discards_ = true;
+  answer_ = Answer{};
 }
 
 void AnswerAssembler::NoteFault(const Frame& frame) { SetFault(DecodeFault(frame)); }

@@ -3,9 +3,11 @@
 #ifndef NCDM_SERVER_ANSWER_H_
 #define NCDM_SERVER_ANSWER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "server/frame.h"
@@ -30,7 +32,7 @@ enum class Outcome {
   kFault,         // the agent refused: `fault`
   kTimeout,       // no answer in time
   kDisconnected,  // the agent went away before it answered, or was not there
-  kProtocol,      // the answer breaks the format; the connection was closed
+  kProtocol,      // the answer breaks the format or its limit; the connection was closed
 };
 
 struct Answer {
@@ -84,24 +86,41 @@ IdsSegment DecodeIds(const Frame& frame);
 Announcement DecodeAnnouncement(const Frame& frame);
 YangAnnouncement DecodeYangAnnouncement(const Frame& frame);
 
+// Bytes of heap that an answer may take, unless something else is said.
+inline constexpr std::size_t kDefaultMaxAnswer = std::size_t{256} << 20;
+
 // Puts one answer together.
 class AnswerAssembler {
  public:
-  explicit AnswerAssembler(AnswerKind kind) : kind_(kind) {}
+  // `id_prefixes`: Request::id_prefixes. `max_heap`: bytes that values and ids may take.
+  explicit AnswerAssembler(AnswerKind kind, std::vector<Ids> id_prefixes = {},
+                           std::size_t max_heap = kDefaultMaxAnswer)
+      : kind_(kind), id_prefixes_(std::move(id_prefixes)), max_heap_(max_heap) {}
 
   // Takes the next message of the answer; true when that was the last. A message of another kind,
-  // or a body that cannot be decoded, throws ProtocolError.
+  // a body that cannot be decoded, or an answer that would take more than it may, throws
+  // ProtocolError.
   bool Accept(const Frame& frame);
 
   // A fault of a message before the last; the answer is still to come.
   void NoteFault(const Frame& frame);
 
+  // Nobody wants the answer any more: what came so far is released, what comes is not kept.
+  void Discard();
+
   Answer& answer() { return answer_; }
 
  private:
   void SetFault(Fault fault);
+  bool IsAskedFor(const Ids& ids) const;
+  template <typename Part>
+  void Append(std::vector<Part>* whole, std::vector<Part>&& part);
 
   AnswerKind kind_;
+  std::vector<Ids> id_prefixes_;
+  std::size_t max_heap_;
+  std::size_t part_heap_ = 0;  // what the values or arrays so far have on the heap of their own
+  bool discards_ = false;
   Answer answer_;
 };
 

@@ -10,10 +10,11 @@
 namespace ncdm::server {
 namespace {
 
-constexpr std::size_t kReceiveSize = std::size_t{64} * 1024;
-// An agent announces its whole model in one go, without waiting when the socket is full: it is read
-// out before any of it is handled. The bound keeps one agent from holding up the others.
-constexpr int kMaxReceives = 64;
+// What a piece of output takes beside its bytes: its string, its place in the queue, and what both
+// cost to allocate.
+constexpr std::size_t kPieceCost = sizeof(std::string) + 32;
+
+std::size_t MemoryOf(const std::string& piece) { return piece.capacity() + kPieceCost; }
 
 }  // namespace
 
@@ -32,6 +33,7 @@ int Descriptor::Release() { return std::exchange(fd_, -1); }
 
 void Connection::Send(std::string bytes) {
   output_.push_back(std::move(bytes));
+  output_size_ += MemoryOf(output_.back());
   Flush();
 }
 
@@ -49,11 +51,13 @@ void Connection::Flush() {
     if (count < 0) {
       // The peer is gone; reading finds that out, and what it still sent is read first.
       output_.clear();
+      output_size_ = 0;
       written_ = 0;
       return;
     }
     written_ += static_cast<std::size_t>(count);
     if (written_ == piece.size()) {
+      output_size_ -= MemoryOf(piece);
       output_.pop_front();
       written_ = 0;
     }
@@ -61,16 +65,23 @@ void Connection::Flush() {
 }
 
 bool Connection::Receive() {
-  static thread_local std::vector<char> buffer(kReceiveSize);
-  for (int i = 0; i < kMaxReceives; ++i) {
-    const ssize_t count = recv(fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+  static thread_local std::vector<char> buffer(kMaxTurn);
+  for (std::size_t left = kMaxTurn; left > 0;) {
+    const ssize_t count = recv(fd(), buffer.data(), left, MSG_DONTWAIT);
     if (count > 0) {
       reader_.Feed({buffer.data(), static_cast<std::size_t>(count)});
+      left -= static_cast<std::size_t>(count);
     } else if (count == 0 || errno != EINTR) {
       return count < 0 && errno == EAGAIN;
     }
   }
   return true;
+}
+
+bool Connection::IsAtEnd() const {
+  char byte = 0;
+  const ssize_t count = recv(fd(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK);
+  return count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
 }
 
 }  // namespace ncdm::server

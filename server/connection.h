@@ -29,6 +29,9 @@ class Descriptor {
 
 class Connection {
  public:
+  // Bytes that are received at a time.
+  static constexpr std::size_t kMaxTurn = std::size_t{64} * 1024;
+
   explicit Connection(Descriptor socket) : socket_(std::move(socket)) {}
 
   int fd() const { return socket_.get(); }
@@ -38,9 +41,14 @@ class Connection {
   void Send(std::string bytes);
   void Flush();
   bool has_output() const { return !output_.empty(); }
+  // Bytes of memory that wait to be written.
+  std::size_t output_size() const { return output_size_; }
 
-  // Reads all that is there. False once the peer has closed, or the connection broke.
+  // Reads what is there, at most kMaxTurn bytes: what one agent sends does not hold up the others.
+  // False once the peer has closed, or the connection broke.
   bool Receive();
+  // True if the peer has closed and everything that it sent was read, as far as is known now.
+  bool IsAtEnd() const;
   // The next frame that was received; throws ProtocolError.
   std::optional<Frame> Next() { return reader_.Next(); }
   bool in_mid_frame() const { return reader_.pending() > 0; }
@@ -49,6 +57,7 @@ class Connection {
   Descriptor socket_;
   FrameReader reader_;
   std::deque<std::string> output_;
+  std::size_t output_size_ = 0;
   std::size_t written_ = 0;  // bytes of the first piece that are written
 };
 

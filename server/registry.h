@@ -2,6 +2,7 @@
 #ifndef NCDM_SERVER_REGISTRY_H_
 #define NCDM_SERVER_REGISTRY_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -33,9 +34,14 @@ struct YangAttribute {
   friend bool operator==(const YangAttribute&, const YangAttribute&) = default;
 };
 
-// Announcing a path or an attribute again replaces what is known of it and keeps its place.
+// Announcing a path or an attribute again replaces what is known of it and keeps its place. Each
+// call takes constant time, but for those that give all there is.
 class Registry {
  public:
+  Registry() = default;
+  Registry(Registry&&) = default;
+  Registry& operator=(Registry&&) = default;
+
   void Add(std::string_view path, std::int32_t attributes);
   // False when the path was not there.
   bool Remove(std::string_view path);
@@ -48,14 +54,19 @@ class Registry {
   std::size_t path_count() const { return paths_.size(); }
   const std::vector<YangAttribute>& yang_attributes() const { return yang_attributes_; }
 
+  // Bytes of heap that the content takes, nearly.
+  std::size_t memory() const { return memory_; }
+
   // Changes whenever the content may have.
   std::uint64_t version() const { return version_; }
 
  private:
-  std::map<std::uint64_t, RegisteredPath> paths_;          // by order of appearance
-  std::unordered_map<std::string, std::uint64_t> places_;  // of each path in paths_
-  std::vector<YangAttribute> yang_attributes_;             // few
+  std::map<std::uint64_t, RegisteredPath> paths_;               // by order of appearance
+  std::unordered_map<std::string_view, std::uint64_t> places_;  // of each path; views into paths_
+  std::vector<YangAttribute> yang_attributes_;
+  std::unordered_map<std::string, std::size_t> yang_places_;  // by type and module
   std::uint64_t next_place_ = 0;
+  std::size_t memory_ = 0;
   std::uint64_t version_ = 0;
 };
 

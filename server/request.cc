@@ -1,5 +1,6 @@
 #include "server/request.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ncdm::server {
@@ -106,6 +107,25 @@ Request CollectAndExecute(nc_dm_msg_type_t type, nc_dm_ds_type_t datastore,
   return request;
 }
 
+bool BeginsWith(const Ids& ids, const Ids& prefix) {
+  return ids.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), ids.begin());
+}
+
+// The longest ids that were given; and those that have nothing in common with them, when there are
+// any.
+std::vector<Ids> IdPrefixes(const std::vector<ReadElement>& elements) {
+  std::vector<Ids> prefixes;
+  for (const ReadElement& element : elements) {
+    if (prefixes.empty() || BeginsWith(element.ids, prefixes.front())) {
+      prefixes = {element.ids};
+    } else if (!BeginsWith(prefixes.front(), element.ids)) {
+      prefixes.push_back(element.ids);
+      break;
+    }
+  }
+  return prefixes;
+}
+
 }  // namespace
 
 std::size_t EncodedSize(const EditElement& element) {
@@ -153,8 +173,10 @@ Request ReadOne(const ReadElement& element, nc_dm_ds_type_t datastore) {
 }
 
 Request FindIds(const std::vector<ReadElement>& elements, nc_dm_ds_type_t datastore) {
-  return CollectAndExecute(NC_DM_MSG_TYPE_GETID, datastore, elements, NC_DM_PKT_TYPE_SEGMENT,
-                           NC_DM_PKT_TYPE_END, AnswerKind::kIds);
+  Request request = CollectAndExecute(NC_DM_MSG_TYPE_GETID, datastore, elements,
+                                      NC_DM_PKT_TYPE_SEGMENT, NC_DM_PKT_TYPE_END, AnswerKind::kIds);
+  request.id_prefixes = IdPrefixes(elements);
+  return request;
 }
 
 Request Commit() {

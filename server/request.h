@@ -57,6 +57,9 @@ enum class AnswerKind {
 struct Request {
   std::vector<Frame> frames;
   AnswerKind answer = AnswerKind::kNothing;
+  // Of a lookup: the ids that each array of the answer begins with. What does not is dropped: an
+  // agent may have taken them for those of other lists. (At most two; nothing begins with both.)
+  std::vector<Ids> id_prefixes{};
 };
 
 // A request cannot be sent.
@@ -84,7 +87,7 @@ Request ReadValues(const std::vector<ReadElement>& elements,
 Request ReadOne(const ReadElement& element, nc_dm_ds_type_t datastore = NC_DM_DATASTORE_RUNNING);
 
 // Looks up the instances whose leaf has the given value, for all elements at once (the
-// intersection).
+// intersection). The answer holds only instances within the ids given.
 Request FindIds(const std::vector<ReadElement>& elements,
                 nc_dm_ds_type_t datastore = NC_DM_DATASTORE_RUNNING);
 

@@ -21,7 +21,7 @@ void RequestQueue::Add(RequestId id, Request request, Clock::time_point deadline
 }
 
 std::vector<Frame> RequestQueue::TakeNext(std::int32_t* next_sid) {
-  if (active_ || waiting_.empty()) {
+  if (!HasNext()) {
     return {};
   }
   Waiting next = std::move(waiting_.front());
@@ -34,8 +34,9 @@ std::vector<Frame> RequestQueue::TakeNext(std::int32_t* next_sid) {
   if (next.request.answer == AnswerKind::kNothing) {
     Finish(next.id, Answer{});
   } else {
-    active_.emplace(
-        Active{next.id, first_sid, sid - 1, next.deadline, AnswerAssembler(next.request.answer)});
+    active_.emplace(Active{
+        next.id, first_sid, sid - 1, next.deadline,
+        AnswerAssembler(next.request.answer, std::move(next.request.id_prefixes), max_answer_)});
   }
   return std::move(next.request.frames);
 }
@@ -59,7 +60,7 @@ void RequestQueue::Accept(const Frame& frame) {
 bool RequestQueue::Expire(Clock::time_point now, const std::string& who) {
   bool expired = false;
   if (active_ && active_->id != 0 && active_->deadline <= now) {
-    Fail(std::exchange(active_->id, 0), Outcome::kTimeout, who + " did not answer in time");
+    GiveUpActive(who + " did not answer in time");
     expired = true;
   }
   const auto is_late = [&](const Waiting& request) { return request.deadline <= now; };
@@ -89,7 +90,7 @@ std::optional<Clock::time_point> RequestQueue::NextDeadline() const {
 
 bool RequestQueue::Abandon(RequestId id, const std::string& why) {
   if (active_ && active_->id == id) {
-    Fail(std::exchange(active_->id, 0), Outcome::kTimeout, why);
+    GiveUpActive(why);
     return true;
   }
   if (std::erase_if(waiting_, [&](const Waiting& request) { return request.id == id; }) > 0) {
@@ -107,6 +108,11 @@ void RequestQueue::EndAll(Outcome outcome, const std::string& error) {
   for (const Waiting& request : std::exchange(waiting_, {})) {
     Fail(request.id, outcome, error + " before the request was sent");
   }
+}
+
+void RequestQueue::GiveUpActive(const std::string& error) {
+  active_->assembler.Discard();
+  Fail(std::exchange(active_->id, 0), Outcome::kTimeout, error);
 }
 
 void RequestQueue::Finish(RequestId id, Answer answer) {

@@ -3,6 +3,7 @@
 #define NCDM_SERVER_REQUEST_QUEUE_H_
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -23,10 +24,14 @@ class RequestQueue {
  public:
   // Receives the end of each request, once.
   using FinishFunction = std::function<void(RequestId, Answer)>;
-  explicit RequestQueue(FinishFunction finish) : finish_(std::move(finish)) {}
+  // `max_answer`: bytes of heap that an answer may take.
+  explicit RequestQueue(FinishFunction finish, std::size_t max_answer = kDefaultMaxAnswer)
+      : finish_(std::move(finish)), max_answer_(max_answer) {}
 
   void Add(RequestId id, Request request, Clock::time_point deadline);
 
+  // True if a request may be sent now.
+  bool HasNext() const { return !active_ && !waiting_.empty(); }
   // The frames of the next request that may be sent now, with identifiers from `*next_sid` on;
   // empty when there is none. A request without an answer ends here.
   std::vector<Frame> TakeNext(std::int32_t* next_sid);
@@ -62,8 +67,11 @@ class RequestQueue {
 
   void Finish(RequestId id, Answer answer);
   void Fail(RequestId id, Outcome outcome, std::string error);
+  // Nobody waits for the answer to the active request any more: what comes is dropped.
+  void GiveUpActive(const std::string& error);
 
   FinishFunction finish_;
+  std::size_t max_answer_;
   std::optional<Active> active_;
   std::deque<Waiting> waiting_;
 };

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <map>
 #include <stdexcept>
@@ -51,8 +52,8 @@ class Level {
 };
 
 struct Peer {
-  Peer(std::uint64_t peer_key, Connection accepted, RequestQueue::FinishFunction finish)
-      : key(peer_key), connection(std::move(accepted)), requests(std::move(finish)) {}
+  Peer(std::uint64_t peer_key, Connection accepted, RequestQueue queue)
+      : key(peer_key), connection(std::move(accepted)), requests(std::move(queue)) {}
 
   std::uint64_t key;
   Connection connection;
@@ -101,11 +102,12 @@ class Server::Implementation {
     }
     Sweep();
     Report();
+    ForgetAgents();
     return worked;
   }
 
   std::optional<Clock::time_point> NextDeadline() const {
-    if (!finished_.empty() || !changed_.empty()) {
+    if (reporting_ == 0 && (!finished_.empty() || !changed_.empty())) {
       return Clock::now();
     }
     std::optional<Clock::time_point> next;
@@ -171,6 +173,7 @@ class Server::Implementation {
     } else {
       peer->requests.Add(id, std::move(request), Clock::now() + timeout);
       SendRequests(peer);
+      Sweep();
     }
     return id;
   }
@@ -198,7 +201,8 @@ class Server::Implementation {
 
   bool SendBytes(std::string_view name, std::string bytes) {
     Peer* peer = FindPeer(name);
-    if (peer == nullptr) {
+    if (peer == nullptr || !HasRoom(peer)) {
+      Sweep();
       return false;
     }
     Trace(*peer, [&] { return RenderBytes(Direction::kToAgent, bytes); });
@@ -208,7 +212,8 @@ class Server::Implementation {
 
   bool SendFrame(std::string_view name, const Frame& frame) {
     Peer* peer = FindPeer(name);
-    if (peer == nullptr) {
+    if (peer == nullptr || !HasRoom(peer)) {
+      Sweep();
       return false;
     }
     SendFrame(peer, frame);
@@ -249,14 +254,19 @@ class Server::Implementation {
 
   // Once nothing up the stack is at work: handlers start requests.
   void Report() {
-    if (depth_ > 0) {
-      return;
+    if (depth_ > 0 || reporting_ > 0) {
+      return;  // what a handler that runs the loop brings about is told of in the next turn
     }
+    const Level level(&reporting_);
     for (const Agent* agent : std::exchange(changed_, {})) {
-      agent_handler_(*agent);
+      if (agent_handler_) {
+        agent_handler_(*agent);
+      }
     }
     for (const RequestId id : std::exchange(finished_, {})) {
-      done_handler_(id);
+      if (done_handler_) {
+        done_handler_(id);
+      }
     }
   }
 
@@ -293,8 +303,10 @@ class Server::Implementation {
   void AddPeer(Connection connection) {
     const std::uint64_t key = ++last_key_;
     const int fd = connection.fd();
-    peers_.try_emplace(key, key, std::move(connection),
-                       [this](RequestId id, Answer answer) { Finish(id, std::move(answer)); });
+    peers_.try_emplace(
+        key, key, std::move(connection),
+        RequestQueue([this](RequestId id, Answer answer) { Finish(id, std::move(answer)); },
+                     options_.max_answer));
     Watch(fd, key, EPOLLIN, EPOLL_CTL_ADD);
   }
 
@@ -334,6 +346,8 @@ class Server::Implementation {
     if (peer->agent != nullptr) {
       EndConnection(peer->agent);
       NoteChange(peer->agent);
+      gone_.push_back(peer->agent->name);
+      gone_changed_ = true;
     }
     peer->requests.EndAll(outcome, Title(peer->name()) + " " + what);
   }
@@ -345,7 +359,33 @@ class Server::Implementation {
     }
   }
 
+  // The oldest of those that are gone, when they are too many or known with too much; but none that
+  // something up the stack, or a handler, may hold or is still to be told of.
+  void ForgetAgents() {
+    if (depth_ > 0 || reporting_ > 0 || !changed_.empty() || !std::exchange(gone_changed_, false)) {
+      return;
+    }
+    std::size_t memory = 0;
+    for (const std::string& name : gone_) {
+      memory += agents_.at(name).registry.memory();
+    }
+    while (gone_.size() > kMaxGoneAgents || memory > options_.max_registry) {
+      const auto oldest = agents_.find(gone_.front());
+      memory -= oldest->second.registry.memory();
+      agents_.erase(oldest);
+      gone_.pop_front();
+    }
+  }
+
   // ---- Output ----
+
+  // An agent that does not read is not sent anything more: it is closed.
+  bool HasRoom(Peer* peer) {
+    if (!peer->closed && peer->connection.output_size() > options_.max_output) {
+      Close(peer, Outcome::kDisconnected, "does not read what it is sent");
+    }
+    return !peer->closed;
+  }
 
   void Send(Peer* peer, std::string bytes) {
     peer->connection.Send(std::move(bytes));
@@ -358,12 +398,8 @@ class Server::Implementation {
   }
 
   void SendRequests(Peer* peer) {
-    for (;;) {
-      const std::vector<Frame> frames = peer->requests.TakeNext(&next_sid_);
-      if (frames.empty()) {
-        return;
-      }
-      for (const Frame& frame : frames) {
+    while (peer->requests.HasNext() && HasRoom(peer)) {
+      for (const Frame& frame : peer->requests.TakeNext(&next_sid_)) {
         SendFrame(peer, frame);
       }
     }
@@ -408,6 +444,10 @@ class Server::Implementation {
     } else {
       TakeAnnouncement(peer->agent, frame);
       NoteChange(peer->agent);
+      if (peer->agent->registry.memory() > options_.max_registry) {
+        throw ProtocolError("announcements that take more than " +
+                            std::to_string(options_.max_registry) + " bytes");
+      }
       AnswerAnnouncement(peer, frame.head.type);
     }
   }
@@ -419,20 +459,25 @@ class Server::Implementation {
     if (!announcement.name || announcement.name->empty()) {
       throw ProtocolError("an empty name");
     }
+    if (announcement.name->size() > NC_DM_MAX_NAME_LEN) {
+      throw ProtocolError("a name of " + std::to_string(announcement.name->size()) + " characters");
+    }
     // An agent that reconnects may be here before the end of its old connection was read.
     if (Peer* previous = FindPeer(*announcement.name)) {
       Close(previous, Outcome::kDisconnected, "connected anew");
     }
     peer->agent = &agents_[*announcement.name];
+    std::erase(gone_, *announcement.name);
     BeginConnection(peer->agent, announcement);
     peer->agent->order = peer->key;
     NoteChange(peer->agent);
   }
 
   void AnswerAnnouncement(Peer* peer, std::int32_t type) {
-    if (type == NC_DM_MSG_TYPE_REG_CPLT && options_.answer_registration) {
+    if (type == NC_DM_MSG_TYPE_REG_CPLT && options_.answer_registration && HasRoom(peer)) {
       SendFrame(peer, RegistrationAnswer(NC_DM_FAULT_CODE_OK));
-    } else if (type == NC_DM_MSG_TYPE_UNREG_CLIENT && options_.answer_unregistration) {
+    } else if (type == NC_DM_MSG_TYPE_UNREG_CLIENT && options_.answer_unregistration &&
+               HasRoom(peer)) {
       SendFrame(peer, UnregistrationAnswer());
     }
   }
@@ -443,10 +488,13 @@ class Server::Implementation {
   DoneHandler done_handler_;
   std::vector<const Agent*> changed_;  // to be told to agent_handler_
   std::vector<RequestId> finished_;    // to be told to done_handler_
+  int reporting_ = 0;                  // the handlers are being told
   Listener listener_;
   Descriptor poller_;
   std::map<std::uint64_t, Peer> peers_;
   std::map<std::string, Agent, std::less<>> agents_;
+  std::deque<std::string> gone_;  // the names of those that are not connected, in order of going
+  bool gone_changed_ = false;     // since it was last looked whom to forget
   std::unordered_map<RequestId, Answer> done_;
   std::uint64_t last_key_ = kListenerKey;
   RequestId last_request_ = 0;
@@ -515,12 +563,14 @@ bool Server::WaitForAgent(std::string_view name, Milliseconds timeout) {
            agent->registry.path_count() > 0;
   };
   while (RunUntil(has_announced, left()) && !implementation_->Interrupted()) {
-    Agent* agent = implementation_->FindAgent(name);
-    if (agent->settled) {
+    const Agent* announced = FindAgent(name);
+    if (announced->settled) {
       return true;
     }
-    const unsigned connection = agent->connections;
-    if (Call(name, Barrier(), left()).ok() && agent->connections == connection) {
+    const unsigned connection = announced->connections;
+    const bool passed = Call(name, Barrier(), left()).ok();
+    Agent* agent = implementation_->FindAgent(name);  // it may have been forgotten meanwhile
+    if (passed && agent != nullptr && agent->connections == connection) {
       agent->settled = true;
     } else if (left() <= Milliseconds::zero()) {
       return false;

@@ -19,6 +19,16 @@
 // of time keeps its place until the agent answers or goes away, because an agent that is still
 // writing an answer must not be asked again; what it answers then is dropped.
 //
+// What an agent sends is bounded, whatever it sends. Of one agent the server keeps
+//   - received bytes: one message of at most 64 KiB and what was read behind it, at most 64 KiB;
+//   - what it announced: Options::max_registry; paths of at most 16 components and 256 characters;
+//   - the answer to the current request: Options::max_answer;
+//   - what it does not read: Options::max_output, and the messages of one request or one other
+//   call.
+// Who goes beyond is disconnected. One turn of the loop reads at most 64 KiB of each agent. Of the
+// agents that are gone at most kMaxGoneAgents are remembered, with at most Options::max_registry of
+// announcements together; the oldest are forgotten.
+//
 // Not thread safe: one thread uses a Server.
 #ifndef NCDM_SERVER_SERVER_H_
 #define NCDM_SERVER_SERVER_H_
@@ -44,11 +54,20 @@ using Milliseconds = std::chrono::milliseconds;
 
 class Server {
  public:
+  // Agents that went away and are still known.
+  static constexpr std::size_t kMaxGoneAgents = 256;
+
   struct Options {
     std::string root{};
     bool answer_registration = true;    // REG_RSP without fault to each REG_CPLT
     bool answer_unregistration = true;  // UNREG_CLIENT_RSP to each UNREG_CLIENT
     Milliseconds timeout{10000};        // of a request that gives none
+    // Bytes of heap that an answer may take; an agent that answers with more is disconnected.
+    std::size_t max_answer = kDefaultMaxAnswer;
+    // Bytes of heap that what an agent announced may take; some 200 and its text a path.
+    std::size_t max_registry = std::size_t{64} << 20;
+    // Bytes that may wait for an agent to read them when there is more to send to it.
+    std::size_t max_output = std::size_t{16} << 20;
     TraceSink trace{};
     // Run between the steps of the waiting calls, which then wait no longer than 1 ms in each.
     std::function<void()> pump{};
@@ -80,7 +99,7 @@ class Server {
 
   // ---- Agents ----
 
-  // By name; those that went away included.
+  // By name; those that went away included, until they are forgotten.
   std::vector<const Agent*> Agents() const;
   // Those that are connected, in the order in which they connected.
   std::vector<const Agent*> ConnectedAgents() const;
@@ -88,7 +107,8 @@ class Server {
   // since the last call, once, whatever happened to it. The handler may use the server.
   using AgentHandler = std::function<void(const Agent& agent)>;
   void set_agent_handler(AgentHandler handler);
-  // Null for a name never seen. Stays valid.
+  // Null for a name that was never seen, or is forgotten. Stays valid while the agent is connected,
+  // and otherwise until the next call that runs the loop.
   const Agent* FindAgent(std::string_view name) const;
   bool IsConnected(std::string_view name) const;
   // Until the agent is connected and settled, and has announced some path. When it announces its

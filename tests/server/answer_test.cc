@@ -162,5 +162,80 @@ TEST(AnswerAssemblerTest, SixteenIdsAreTaken) {
   EXPECT_EQ(assembler.answer().ids[0].size(), 16U);
 }
 
+// ---- What is not asked for, and too much ----
+
+Frame IdArrays(const std::vector<Ids>& arrays) {
+  std::string body = I32(9);
+  for (const Ids& ids : arrays) {
+    body += I32(static_cast<std::int32_t>(ids.size()));
+    for (const std::int64_t id : ids) {
+      body += I64(id);
+    }
+  }
+  return MakeFrame(24, body, static_cast<std::int32_t>(arrays.size()), 4);
+}
+
+TEST(AnswerAssemblerTest, InstancesOutsideTheIdsAskedForAreDropped) {
+  const std::vector<Ids> prefixes =
+      FindIds({{.name = "fw.zone.rule.seq", .value = "20", .ids = {2}}}).id_prefixes;
+  AnswerAssembler assembler(AnswerKind::kIds, prefixes);
+  EXPECT_FALSE(assembler.Accept(IdArrays({{1, 20}, {2, 7}, {2}, {}, {20, 2}})));
+  EXPECT_TRUE(assembler.Accept(MakeFrame(24, I32(10))));
+  EXPECT_THAT(assembler.answer().ids, ElementsAre(Ids{2, 7}, Ids{2}));
+}
+
+TEST(AnswerAssemblerTest, InstancesLieWithinTheIdsOfEachElement) {
+  const auto kept = [](const std::vector<ReadElement>& elements) {
+    AnswerAssembler assembler(AnswerKind::kIds, FindIds(elements).id_prefixes);
+    assembler.Accept(IdArrays({{1}, {2}, {2, 3}, {2, 3, 4}}));
+    return assembler.answer().ids.size();
+  };
+  EXPECT_EQ(kept({{.name = "a"}}), 4U);
+  EXPECT_EQ(kept({{.name = "a"}, {.name = "b", .ids = {2}}}), 3U);
+  EXPECT_EQ(kept({{.name = "a", .ids = {2, 3}}, {.name = "b", .ids = {2}}, {.name = "c"}}), 2U);
+  EXPECT_EQ(kept({{.name = "a", .ids = {2}}, {.name = "b", .ids = {1}}, {.name = "c"}}), 0U);
+}
+
+TEST(AnswerAssemblerTest, AnAnswerHasALimit) {
+  constexpr std::size_t kLimit = 100000;
+  AnswerAssembler assembler(AnswerKind::kValues, {}, kLimit);
+  const Frame segment = Values({{"a.b", std::string(1000, 'x')}});
+  std::size_t taken = 0;
+  const auto flood = [&] {
+    for (; taken < 1000; ++taken) {
+      assembler.Accept(segment);
+    }
+  };
+  EXPECT_THAT(flood, ThrowsMessage<ProtocolError>("an answer that takes more than 100000 bytes"));
+  EXPECT_GT(taken, 50U);
+  EXPECT_LT(taken, 100U);
+}
+
+// What little there is in the smallest array counts as well.
+TEST(AnswerAssemblerTest, EmptyArraysReachTheLimitToo) {
+  AnswerAssembler assembler(AnswerKind::kIds, {}, 100000);
+  const Frame segment = IdArrays(std::vector<Ids>(1000));
+  EXPECT_FALSE(assembler.Accept(segment));
+  EXPECT_THROW(
+      {
+        for (int i = 0; i < 5; ++i) {
+          assembler.Accept(segment);
+        }
+      },
+      ProtocolError);
+}
+
+TEST(AnswerAssemblerTest, WhatNobodyWantsIsNotKept) {
+  AnswerAssembler assembler(AnswerKind::kValues, {}, 100000);
+  const Frame segment = Values({{"a.b", std::string(1000, 'x')}});
+  assembler.Accept(segment);
+  assembler.Discard();
+  for (int i = 0; i < 1000; ++i) {
+    EXPECT_FALSE(assembler.Accept(segment));
+  }
+  EXPECT_TRUE(assembler.answer().values.empty());
+  EXPECT_TRUE(assembler.Accept(MakeFrame(18, I32(10))));
+}
+
 }  // namespace
 }  // namespace ncdm::server

@@ -65,5 +65,49 @@ TEST(RegistryTest, VersionChangesWithTheContentAndNeverGoesBack) {
   EXPECT_TRUE(registry.Paths().empty());
 }
 
+TEST(RegistryTest, MemoryFollowsTheContent) {
+  Registry registry;
+  EXPECT_EQ(registry.memory(), 0U);
+  registry.Add("a.b", 0);
+  const std::size_t one = registry.memory();
+  EXPECT_GT(one, sizeof(RegisteredPath));
+  registry.Add("a.b", 1);
+  EXPECT_EQ(registry.memory(), one);
+  registry.SetYangAttribute("m", 0, std::string(1000, 'x'));
+  EXPECT_GT(registry.memory(), one + 1000);
+  registry.SetYangAttribute("m", 0, "");
+  registry.Remove("a.b");
+  registry.Clear();
+  EXPECT_EQ(registry.memory(), 0U);
+}
+
+TEST(RegistryTest, ARemovedPathMakesRoom) {
+  Registry registry;
+  for (int i = 0; i < 1000; ++i) {
+    registry.Add("a." + std::to_string(i), 0);
+    EXPECT_TRUE(registry.Remove("a." + std::to_string(i)));
+  }
+  EXPECT_EQ(registry.memory(), 0U);
+}
+
+TEST(RegistryTest, AttributesOfManyModulesAreToldApartByModuleAndType) {
+  Registry registry;
+  for (int i = 0; i < 50000; ++i) {  // a second of work if each were looked for among all
+    registry.SetYangAttribute("m" + std::to_string(i), 0, "x");
+    registry.SetYangAttribute("m" + std::to_string(i), 1, "y");
+  }
+  registry.SetYangAttribute("m7", 1, "z");
+  ASSERT_EQ(registry.yang_attributes().size(), 100000U);
+  EXPECT_EQ(registry.yang_attributes()[15], (YangAttribute{1, "m7", "z"}));
+}
+
+TEST(RegistryTest, AMovedRegistryFindsItsPaths) {
+  Registry registry;
+  registry.Add("a", 1);  // short enough to stand in its string's own bytes
+  Registry moved = std::move(registry);
+  EXPECT_EQ(moved.Find("a")->attributes, 1);
+  EXPECT_TRUE(moved.Remove("a"));
+}
+
 }  // namespace
 }  // namespace ncdm::server

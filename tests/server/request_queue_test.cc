@@ -122,6 +122,34 @@ TEST_F(RequestQueueTest, TimesOutAndIsWaitedOut) {
   EXPECT_EQ(TakeNext().size(), 2U);
 }
 
+TEST_F(RequestQueueTest, ALateAnswerIsDroppedHoweverLongItIs) {
+  RequestQueue queue([](RequestId, const Answer&) {}, 100000);
+  queue.Add(1, ReadValues({{.name = "a"}}), now_);
+  queue.TakeNext(&next_sid_);
+  EXPECT_TRUE(queue.Expire(now_, "agent 'x'"));
+  Frame segment;
+  segment.head.type = NC_DM_MSG_TYPE_FILTER_RSP;
+  segment.head.sid = 2;
+  segment.head.entry_cnt = 1;
+  segment.body = I32(9) + Lv("a") + Lv(std::string(50000, 'x'));
+  for (int i = 0; i < 10; ++i) {
+    queue.Accept(segment);
+  }
+}
+
+TEST_F(RequestQueueTest, AnAnswerBeyondItsLimitBreaksTheProtocol) {
+  RequestQueue queue([](RequestId, const Answer&) {}, 100000);
+  queue.Add(1, ReadValues({{.name = "a"}}), now_ + 10s);
+  queue.TakeNext(&next_sid_);
+  Frame segment;
+  segment.head.type = NC_DM_MSG_TYPE_FILTER_RSP;
+  segment.head.sid = 2;
+  segment.head.entry_cnt = 1;
+  segment.body = I32(9) + Lv("a") + Lv(std::string(60000, 'x'));
+  queue.Accept(segment);
+  EXPECT_THROW(queue.Accept(segment), ProtocolError);
+}
+
 TEST_F(RequestQueueTest, RequestsBehindASilentAgentTimeOutToo) {
   Add(1, AnEdit(), 5s);
   Add(2, AnEdit(), 6s);
