@@ -159,5 +159,35 @@ def registration():
         write("registration", name, data)
 
 
-for make in (paths, values, yang, decoders, frames, registration):
+def netconf():
+    base = "urn:ietf:params:xml:ns:netconf:base:1.0"
+
+    def rpc(operation, attributes="message-id='1'"):
+        return f"<rpc xmlns='{base}' {attributes}>{operation}</rpc>".encode()
+
+    def chunks(message, size=1000):
+        pieces = [message[i:i + size] for i in range(0, len(message), size)]
+        return b"".join(b"\n#%d\n%s" % (len(piece), piece) for piece in pieces) + b"\n##\n"
+
+    get = rpc("<get/>")
+    hello = (f"<hello xmlns='{base}'><capabilities><capability>urn:ietf:params:netconf:base:1.1"
+             "</capability></capabilities></hello>]]>]]>").encode()
+    for name, data in {
+        "chunks": b"1\x07" + chunks(get) + chunks(get, 5) + chunks(rpc("<close-session/>")),
+        "delimited": b"0\x03" + (get + b"]]>]]>") * 2 + rpc("<close-session/>") + b"]]>]]>",
+        "hello": b"-\x10" + hello + chunks(get),
+        "bad-hello": b"-\x00" + hello.replace(b"</hello>", b"<session-id>1</session-id></hello>"),
+        "kill": b"1\x20" + chunks(rpc("<kill-session><session-id>1</session-id></kill-session>")),
+        "prefix": b"0\x01" + f"<n:rpc xmlns:n='{base}' xmlns='urn:x' n:a='&lt;&#10;' message-id='&quot;'>"
+                  "<a b='c'>d<![CDATA[<e>]]></a></n:rpc>]]>]]>".encode(),
+        "no-id": b"1\x05" + chunks(rpc("<get/>", "")), "two": b"1\x05" + chunks(rpc("<get/><get/>")),
+        "bad-size": b"1\x02" + b"\n#4294967296\n", "big-size": b"1\x02" + b"\n#16777217\n",
+        "entity": b"1\x09" + chunks(b"<!DOCTYPE a [<!ENTITY b 'c'>]><a>&b;</a>") + chunks(get),
+        "encoding": b"0\x05" + b"<?xml version='1.0' encoding='UTF-16'?>" + get + b"]]>]]>",
+        "broken": b"1\x05" + chunks(get[:-3]) + chunks(b"\xef\xbb\xbf" + get),
+    }.items():
+        write("netconf", name, data)
+
+
+for make in (paths, values, yang, decoders, frames, registration, netconf):
     make()

@@ -24,8 +24,7 @@ std::optional<Request> EntryLookup::Next() const {
 void EntryLookup::Take(std::vector<Ids> found) {
   std::erase_if(found, [this](const Ids& ids) { return ids.size() != outer_.size() + 1; });
   std::ranges::sort(found);
-  const auto repeated = std::ranges::unique(found);
-  found.erase(repeated.begin(), repeated.end());
+  found.erase(std::unique(found.begin(), found.end()), found.end());
   if (asked_++ == 0) {
     entries_ = std::move(found);
     return;

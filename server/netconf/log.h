@@ -3,12 +3,16 @@
 #ifndef NCDM_SERVER_NETCONF_LOG_H_
 #define NCDM_SERVER_NETCONF_LOG_H_
 
+#include <functional>
 #include <string_view>
 
 namespace ncdm::netconf {
 
 // One line. What a peer may have chosen stands in it with control characters replaced.
 void Log(std::string_view line);
+
+// Where the lines go instead, without a line feed. Nothing: standard error again.
+void set_log_sink(std::function<void(std::string_view line)> sink);
 
 }  // namespace ncdm::netconf
 
