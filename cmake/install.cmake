@@ -1,4 +1,4 @@
-# `cmake --install`: headers, libraries, console, pkg-config file and CMake package.
+# `cmake --install`: headers, libraries, console, NETCONF server, pkg-config file and CMake package.
 include(CMakePackageConfigHelpers)
 
 foreach(target netconf_dm_agent zu-thread zu-platform)
@@ -11,6 +11,9 @@ install(TARGETS netconf_dm_agent zu-thread zu-platform
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET ncdm-console)
   install(TARGETS ncdm-console RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+if(TARGET ncdm-netconf)
+  install(TARGETS ncdm-netconf RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(DIRECTORY include/ platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent
