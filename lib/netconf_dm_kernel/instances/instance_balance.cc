@@ -20,6 +20,7 @@
 
 #include "netconf_dm_kernel/instances/instance_balance.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "netconf_dm_kernel/instances/instance_entry.h"
@@ -37,9 +38,11 @@ int64_t Weight(Entry* entry) {
   return int64_t{Side::Count(entry)} + 1;
 }
 
-template <typename Side>
-bool IsTooHeavy(Entry* entry) {
-  return 2 * Weight<Side>(entry) > 5 * Weight<typename Side::Opposite>(entry);
+// True if one side weighs more than 5/2 of the other: more than 5/7 of both.
+bool IsLopsided(Entry* entry) {
+  const int64_t left = Weight<Left>(entry);
+  const int64_t right = Weight<Right>(entry);
+  return 7 * std::max(left, right) > 5 * (left + right);
 }
 
 template <typename Heavy>
@@ -66,11 +69,10 @@ void LinkChild(Entry* parent, bool is_left, Entry* child) {
   if (child != nullptr) child->parent = parent;
 }
 
-// Mends a subtree whose one side may have become too heavy.
 template <typename Heavy>
 void Relieve(Entry* top) {
   Entry* heavy = Heavy::Child(top);
-  if (heavy == nullptr || !IsTooHeavy<Heavy>(top)) return;
+  if (heavy == nullptr) return;
   Entry* parent = top->parent;
   const bool is_left = IsLeftChild(top);
   if (IsHeavyInside<Heavy>(heavy)) {
@@ -83,12 +85,11 @@ void Relieve(Entry* top) {
 // mends each entry on the way. The root.
 Entry* CountUpwards(Entry* at, bool is_left, nc_int32 change) {
   while (true) {
-    (is_left ? at->left_cnt : at->right_cnt) += change;
+    *(is_left ? &at->left_cnt : &at->right_cnt) += change;
     Entry* parent = at->parent;
     if (parent == nullptr) return at;
-    const bool is_left_heavier = is_left == (change > 0);
     is_left = IsLeftChild(at);
-    is_left_heavier ? Relieve<Left>(at) : Relieve<Right>(at);
+    if (IsLopsided(at)) at->left_cnt > at->right_cnt ? Relieve<Left>(at) : Relieve<Right>(at);
     at = parent;
   }
 }
@@ -172,13 +173,17 @@ bool nc::InsertInstance(nc_dm_bin_tree_t* tree, nc_dm_bin_tree_node_t* entry) {
     tree->root_byid = entry;
     return true;
   }
-  Entry* parent = nullptr;
-  for (Entry* at = tree->root_byid; at != nullptr; at = entry->id > at->id ? at->right : at->left) {
-    if (at->id == entry->id) return false;
-    parent = at;
+  Entry* parent = tree->root_byid;
+  while (parent->id != entry->id) {
+    const bool is_left = entry->id < parent->id;
+    Entry* child = is_left ? parent->left : parent->right;
+    if (child == nullptr) {
+      tree->root_byid = WithEvenSides(Attach(parent, is_left, entry));
+      return true;
+    }
+    parent = child;
   }
-  tree->root_byid = WithEvenSides(Attach(parent, entry->id < parent->id, entry));
-  return true;
+  return false;
 }
 
 void nc::RemoveInstance(nc_dm_bin_tree_t* tree, nc_dm_bin_tree_node_t* entry) {
