@@ -141,6 +141,16 @@ void JudgeInstances(const std::string& index, GoalBook* judge) {
   }
 }
 
+void JudgeAfterRemovals(GoalBook* judge) {
+  for (const std::string name : {"search", "create"}) {
+    for (const std::int64_t n : {kManyInstances, kLarge}) {
+      const Key key = {name + "-instance", "tree", 0, n, "in-process", "after-removals"};
+      judge->AgainstFloor(name + " an instance after removals, against a tree that grew" + At(n),
+                          key, 1.3);
+    }
+  }
+}
+
 void JudgeRegistration(GoalBook* judge) {
   judge->AgainstFloor("registration of 5,000 paths, sent", {"register-send", "", 0, 5000}, 2);
   judge->AgainstFloor("registration of 5,000 paths, with the calls", {"register", "", 0, 5000}, 2);
@@ -165,6 +175,7 @@ std::vector<Verdict> Judge(const std::vector<Figure>& figures, double callback_n
     judge.AgainstFloor("memory of 1,000,000 entries, " + index, {"memory", index, 2, kLarge, "-"},
                        1.15);
   }
+  JudgeAfterRemovals(&judge);
   JudgeRegistration(&judge);
   return judge.Take();
 }

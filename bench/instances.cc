@@ -3,8 +3,11 @@
 // business, with its lists made empty and linked to its siblings, a copy of its name, and a record
 // for its place in the index.
 //
-// Each number is that of the later passes in a process: the first has got the memory from the
-// system. It is processor time, so that others on the machine do not count.
+// Then searches and creations in a tree of many instances after half of them were removed and
+// created again, twice, against the same in a tree that has only grown.
+//
+// Each number of the former is that of the later passes in a process: the first has got the memory
+// from the system. It is processor time, so that others on the machine do not count.
 
 #include <malloc.h>
 
@@ -90,6 +93,11 @@ class LibraryList {
   }
   void Remove(void* instance) {
     nc_dm_agent_unreg_nodes(static_cast<nc_dm_agent_node_t*>(instance));
+  }
+
+  // The root of the instance tree, which changes with creations and removals.
+  nc_dm_bin_tree_node_t* Root() {
+    return nc_dm_agent_get_bin_tree(parent_, mode_->node_name)->root_byid;
   }
 
  private:
@@ -233,6 +241,95 @@ void MeasureInstancesOf(bool hash, Order order, std::int64_t count, const Settin
   }
 }
 
+// ---- After removals ----
+
+// The processor time of `pass`, for each of `count`. Behind each pass comes `reset`, which is not
+// counted.
+double MedianNs(
+    std::size_t count, const std::function<void()>& pass,
+    const std::function<void()>& reset = [] {}) {
+  Samples samples;
+  for (int i = 0; i < 5; ++i) {
+    const std::int64_t start = NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID);
+    pass();
+    samples.Add(PerInstance(start, NanosecondsOf(CLOCK_PROCESS_CPUTIME_ID), count));
+    reset();
+  }
+  return samples.Median();
+}
+
+// Even ids are in the tree; odd ones come between them.
+class EvenIds {
+ public:
+  explicit EvenIds(std::int64_t count) : instances_(static_cast<std::size_t>(count)) {
+    for (std::size_t i = 0; i < instances_.size(); ++i) Create(i);
+  }
+
+  void RemoveAndCreateLowerHalf() {
+    const std::size_t half = instances_.size() / 2;
+    for (std::size_t i = half; i-- > 0;) list_.Remove(instances_[i]);
+    for (std::size_t i = 0; i < half; ++i) Create(i);
+  }
+
+  // Each the median of some passes.
+  double SearchNs(const std::vector<std::int64_t>& order) {
+    nc_dm_bin_tree_node_t* root = list_.Root();
+    return MedianNs(order.size(), [&] {
+      for (const std::int64_t id : order) {
+        if (nc_dm_agent_search_bin_tree_node_by_instid(root, 2 * id) == nullptr) {
+          throw std::runtime_error("an instance is lost");
+        }
+      }
+    });
+  }
+  double CreateNs(const std::vector<std::int64_t>& order) {
+    std::vector<void*> created;
+    return MedianNs(
+        order.size(),
+        [&] {
+          for (const std::int64_t id : order) created.push_back(list_.Create(2 * id + 1));
+        },
+        [&] {
+          for (void* instance : created) list_.Remove(instance);
+          created.clear();
+        });
+  }
+
+ private:
+  void Create(std::size_t i) { instances_[i] = list_.Create(2 * static_cast<std::int64_t>(i + 1)); }
+
+  LibraryList list_{false};
+  std::vector<void*> instances_;
+};
+
+std::vector<double> SearchAndCreate(std::int64_t count, int removals) {
+  constexpr std::size_t kOperations = 200'000;
+  EvenIds ids(count);
+  for (int i = 0; i < removals; ++i) ids.RemoveAndCreateLowerHalf();
+  std::vector<std::int64_t> order = IdsIn(Order::kRandom, count);
+  order.resize(std::min(order.size(), kOperations));
+  return {ids.SearchNs(order), ids.CreateNs(order)};
+}
+
+void MeasureAfterRemovals(std::int64_t count, Results* results) {
+  const std::vector<double> after = RunIsolated([&] { return SearchAndCreate(count, 2); });
+  const std::vector<double> fresh = RunIsolated([&] { return SearchAndCreate(count, 0); });
+  const char* const names[] = {"search-instance", "create-instance"};
+  for (std::size_t i = 0; i < std::size(names); ++i) {
+    Figure figure;
+    figure.name = names[i];
+    figure.index = "tree";
+    figure.n = count;
+    figure.leaves = kLeaves;
+    figure.variant = "after-removals";
+    figure.placement = "in-process";
+    figure.unit = "ns/inst";
+    figure.median = after.at(i);
+    figure.floor = fresh.at(i);
+    results->Add(std::move(figure));
+  }
+}
+
 }  // namespace
 
 void MeasureInstances(const Settings& settings, Results* results) {
@@ -247,6 +344,7 @@ void MeasureInstances(const Settings& settings, Results* results) {
       }
     }
   }
+  MeasureAfterRemovals(counts.back(), results);
 }
 
 double CallbackNs() {
