@@ -1,0 +1,126 @@
+// The device's half of ncdm-netconf: operations on the agents' data.
+#ifndef NCDM_SERVER_NETCONF_DEVICE_DEVICE_H_
+#define NCDM_SERVER_NETCONF_DEVICE_DEVICE_H_
+
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "server/netconf/device/agents.h"
+#include "server/netconf/device/datastores.h"
+#include "server/netconf/device/edit.h"
+#include "server/netconf/device/filter.h"
+#include "server/netconf/device/mapping.h"
+#include "server/netconf/device/parameters.h"
+#include "server/netconf/device/read.h"
+#include "server/netconf/device/state_data.h"
+#include "server/netconf/device/task.h"
+#include "server/netconf/device/turns.h"
+#include "server/netconf/device/write.h"
+#include "server/netconf/device/yang_context.h"
+#include "server/netconf/operations.h"
+
+namespace ncdm::netconf {
+
+class Device : public Operations {
+ public:
+  // Throws std::runtime_error. `sessions` outlives this.
+  Device(const DeviceOptions& options, const Sessions& sessions);
+  ~Device() override;
+
+  std::vector<std::string> Capabilities() const override;
+  void SessionOpened(const Client& client) override;
+  void SessionEnded(const Client& client) override;
+  void Start(const Client& client, std::string rpc, DoneFunction done) override;
+  int PollFd() const override { return agents_.PollFd(); }
+  std::optional<Clock::time_point> NextDeadline() const override;
+  void Run() override;
+
+  Agents& agents() { return agents_; }
+
+ private:
+  // One <rpc> while it is carried out.
+  struct Rpc {
+    Client client;
+    Document document;
+    Element operation;  // the element inside <rpc>
+  };
+  using Handler = Task<Reply> (Device::*)(const Rpc& rpc);
+  struct OperationEntry;
+  static const OperationEntry kOperations[];
+
+  Task<> Serve(Client client, std::string text, DoneFunction done);
+  Task<Reply> Dispatch(const Rpc& rpc);
+  void Background(Task<> task);
+
+  // ---- Operations ----
+  Task<Reply> Get(const Rpc& rpc);
+  Task<Reply> GetConfig(const Rpc& rpc);
+  Task<Reply> EditConfig(const Rpc& rpc);
+  Task<Reply> CopyConfig(const Rpc& rpc);
+  Task<Reply> DeleteConfig(const Rpc& rpc);
+  Task<Reply> Validate(const Rpc& rpc);
+  Task<Reply> Commit(const Rpc& rpc);
+  Task<Reply> CancelCommit(const Rpc& rpc);
+  Task<Reply> DiscardChanges(const Rpc& rpc);
+  Task<Reply> LockDatastore(const Rpc& rpc);
+  Task<Reply> UnlockDatastore(const Rpc& rpc);
+  Task<Reply> GetSchema(const Rpc& rpc);
+
+  // ---- Reading ----
+  std::shared_ptr<const Mapping> CurrentMapping();
+  // Throws OperationFailed when an agent did not answer.
+  Task<Tree> ReadRunning(Wanted wanted, Content content);
+  Task<Tree> ReadCandidate();
+
+  // ---- Writing ----
+  // Throws OperationFailed unless every node of the edit can be served now.
+  void CheckServed(const Mapping& mapping, const EditNode& edit);
+  RpcError NotServed(const Mapping& mapping, const lysc_node* node, const InstancePath& path) const;
+  std::set<std::string> AgentsOf(const Mapping& mapping, const EditNode& edit) const;
+  Task<> EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
+                     std::vector<RpcError>* errors);
+  Task<> EditCandidate(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
+                       std::vector<RpcError>* errors);
+  // Makes running what `wanted` is, as far as `compares` says; all or nothing unless `errors` is
+  // given. `now` is running as it was read for `part`.
+  Task<> ChangeRunning(std::shared_ptr<const Mapping> mapping, const ReadResult& now,
+                       const Tree& wanted, Wanted part, Compares compares,
+                       std::vector<RpcError>* errors);
+  Task<std::vector<RpcError>> Undo(std::shared_ptr<const Mapping> mapping, const ReadResult& then,
+                                   Wanted part, Compares compares, std::set<std::string> lost);
+  // Makes running what `wanted` is, at all agents whose data it was made from (`loaded`). What
+  // others have stays; `base` is what `wanted` was before anything of it was changed, so that a
+  // change that needs one of them is refused. Returns what running was.
+  Task<Tree> ReplaceRunning(const Tree& wanted, const Tree* base, std::set<std::string> loaded);
+  Task<> LoadCandidate();
+
+  void CheckLock(Datastore datastore, const Client& client) const;
+  void CheckConfirming(const Client& client, const CommitParameters& parameters) const;
+  Task<> RollBack();
+  void ForgetCandidate() { datastores_.candidate.reset(); }
+
+  Task<> CheckChanged(std::shared_ptr<const Mapping> mapping, const Tree& old_tree, Tree* new_tree,
+                      bool is_complete);
+
+  void Log(const std::string& line);
+
+  YangContext context_;
+  Agents agents_;
+  StateData state_;
+  std::shared_ptr<const Mapping> mapping_;
+  std::uint64_t mapped_version_ = 0;
+  std::set<const lysc_node*> known_;  // nodes that any agent has served
+  Turns turns_;
+  Datastores datastores_;
+  std::set<std::string> logged_;
+  Mapping::Log log_;
+  std::list<Task<>> tasks_;  // what is being carried out
+};
+
+}  // namespace ncdm::netconf
+
+#endif  // NCDM_SERVER_NETCONF_DEVICE_DEVICE_H_

@@ -1,0 +1,71 @@
+// Reading from the agents: no more than is wanted.
+#ifndef NCDM_SERVER_NETCONF_DEVICE_READ_H_
+#define NCDM_SERVER_NETCONF_DEVICE_READ_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "server/netconf/device/agents.h"
+#include "server/netconf/device/mapping.h"
+#include "server/netconf/device/task.h"
+#include "server/netconf/device/tree.h"
+#include "server/netconf/operations.h"
+
+namespace ncdm::netconf {
+
+// A part of the data.
+struct Wanted {
+  const lysc_node* node = nullptr;  // null at the root
+  bool whole = false;               // everything below; else what `children` say
+  // Of a list: canonical values of all keys, for that entry alone. Empty: every entry.
+  std::vector<std::string> keys{};
+  // Those of an entry need not name its keys: they always come.
+  std::vector<Wanted> children{};
+
+  // The child for a node, made when it is not there.
+  Wanted& Child(const lysc_node* child, const std::vector<std::string>& child_keys = {});
+  // Makes this want what `other` wants too.
+  void Add(const Wanted& other);
+};
+
+// Everything of the device's modules.
+Wanted WantAll(const YangContext& context);
+
+enum class Content { kAll, kConfig };
+
+// The instance ids of the list entries that were read, for the requests that change them.
+class InstanceIds {
+ public:
+  void Add(const lyd_node* entry, const AgentModel* agent, std::int64_t id) {
+    ids_[entry].emplace_back(agent, id);
+  }
+  // Of the lists around and at `node`, as the agent knows them, outermost first. Nothing when it
+  // does not have one of the entries.
+  std::optional<server::Ids> Of(const lyd_node* node, const AgentModel* agent) const;
+
+ private:
+  std::unordered_map<const lyd_node*, std::vector<std::pair<const AgentModel*, std::int64_t>>> ids_;
+};
+
+struct ReadResult {
+  Tree tree;
+  InstanceIds ids;
+  // By agent, whose data is left out then: those that went away meanwhile, and those that did not
+  // answer or refused.
+  std::map<std::string, RpcError> gone{};
+  std::map<std::string, RpcError> failed{};
+};
+
+// `log`: values that the model refuses, a line each.
+Task<ReadResult> Read(Agents& agents, std::shared_ptr<const Mapping> mapping, Wanted wanted,
+                      Content content, const Mapping::Log& log);
+
+}  // namespace ncdm::netconf
+
+#endif  // NCDM_SERVER_NETCONF_DEVICE_READ_H_
