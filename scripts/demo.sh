@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Shows the library at work: two applications and the server's console, on this machine's own data.
+# Shows the library at work: two applications, the server's console, and a NETCONF server with a controller that
+# configures it, on this machine's own data.
 #   scripts/demo.sh                 runs the whole demonstration and cleans up
 #   scripts/demo.sh --interactive   the same, and leaves you at the console's prompt
 set -euo pipefail
@@ -11,7 +12,7 @@ interactive=false
 case "${1:-}" in
   "") ;;
   --interactive) interactive=true ;;
-  *) sed -n '2,4s/^# *//p' scripts/demo.sh >&2; exit 2 ;;
+  *) sed -n '2,5s/^# *//p' scripts/demo.sh >&2; exit 2 ;;
 esac
 
 ncdm_setup
@@ -19,8 +20,8 @@ if [[ ! -f build/build.ninja ]]; then
   echo "demo: configuring (preset default, in build/)"
   cmake --preset default
 fi
-echo "demo: building the library, the console and the examples"
-cmake --build --preset default --target ncdm-console interfaces-demo vlans-demo
+echo "demo: building the library, the console, the NETCONF server and the examples"
+cmake --build --preset default --target ncdm-console ncdm-netconf interfaces-demo vlans-demo
 
 root=$(mktemp -d)
 declare -A pids=()
@@ -113,6 +114,23 @@ say "The application restarts; its configuration is still there"
 stop vlans TERM
 start vlans build/bin/vlans-demo --config "$root/vlans.json"
 console "wait vlans-demo 10" "use vlans-demo" "get vlans.vlan --table" "get routes" "get system"
+
+say "A NETCONF server takes the console's place, with keys made for this run; a controller configures the switch"
+mkdir "$root/yang"
+cp examples/interfaces/demo-interfaces.yang examples/vlans/demo-vlans.yang "$root/yang"
+ssh-keygen -q -t ed25519 -N '' -f "$root/host_key"
+ssh-keygen -q -t ed25519 -N '' -f "$root/controller_key"
+build/bin/ncdm-netconf --root "$root" --port 0 --address 127.0.0.1 --hostkey "$root/host_key" \
+  --authorized-keys "$root/controller_key.pub" --yang "$root/yang" >"$root/netconf.out" 2>"$root/netconf.log" &
+pids[netconf]=$!
+for _ in $(seq 100); do
+  grep -q '^listening' "$root/netconf.out" && break
+  sleep 0.1
+done
+cat "$root/netconf.out"
+port=$(sed -n 's/^listening on .*://p' "$root/netconf.out")
+/usr/bin/python3 scripts/demo/controller.py --port "$port" --key "$root/controller_key" --user admin
+stop netconf TERM
 
 if $interactive; then
   say "The applications run on; help lists the console's commands, quit ends the demonstration"
