@@ -30,6 +30,13 @@ typedef enum nc_dm_event {
   NC_DM_EVENT_MAX = 9
 } nc_dm_event_t;
 
+/* A task that could not be scheduled, and when it was to come. */
+typedef struct nc_dm_task_request {
+  int32_t socket;
+  long sec;
+  long usec;
+} nc_dm_task_request_t;
+
 /* The handles of the scheduled tasks. */
 typedef struct nc_dm_thread_manage {
   zu_thread_master* master;
@@ -41,6 +48,12 @@ typedef struct nc_dm_thread_manage {
   zu_thread* tt_notify;
   zu_thread* tt_reg;
   zu_thread* tt_unreg_client;
+
+  /* Behind the record proper. */
+  zu_thread* tt_watch; /* sees whether the server takes what is sent */
+  uint32_t owed; /* a bit for each kind of task that is to be scheduled by the next chance; the
+                    bit behind the kinds is the watch's */
+  nc_dm_task_request_t requests[NC_DM_EVENT_MAX + 1]; /* of the kinds that are owed */
 } nc_dm_thread_manage_t;
 
 NC_DM_API extern nc_dm_thread_manage_t g_nc_dm_agent_manage;
@@ -50,8 +63,9 @@ NC_DM_API extern nc_dm_thread_manage_t g_nc_dm_agent_manage;
  *   socket  descriptor of a read or write task, value of a connect task
  *   time    delay in seconds of NC_DM_EVENT_REG
  * The reconnect task comes after one second, connect and client-unregister tasks soon. A failure is
- * logged and leaves the handle null, so that the next request tries again; where a write task
- * cannot be scheduled the pending answer is released.
+ * logged and leaves the handle null; the library tries again at the next thing that happens, be it
+ * a task or a registration call on the event-loop thread. Where a write task cannot be scheduled
+ * the pending answer is released instead.
  */
 NC_DM_API void nc_dm_agent_handle_event(nc_dm_event_t event, int32_t socket, int time);
 

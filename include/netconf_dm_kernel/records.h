@@ -151,6 +151,10 @@ typedef struct nc_dm_yang_attr {
   nc_dm_yang_attr_type_t type;
   char* module_name; /* owned */
   char* attr;        /* owned */
+
+  /* Behind the record proper: of an attribute in the tree, false when no announcement of it waits.
+   */
+  bool queued;
 } nc_dm_yang_attr_t;
 
 /* A pending registration. */

@@ -227,8 +227,7 @@ int SendFault(int fd, char* buf, nc_int32 sid, nc_dm_fault_t* fault) {
 void BeginAnswer(AnswerKind kind) {
   ReleaseAnswer(kind);
   g_answer_kind = kind;
-  CancelTask(kind == AnswerKind::kValues ? g_nc_dm_agent_manage.tt_idrsp
-                                         : g_nc_dm_agent_manage.tt_fltrsp);
+  CancelTask(kind == AnswerKind::kValues ? NC_DM_EVENT_IDRSP_WRITE : NC_DM_EVENT_FLTRSP_WRITE);
 }
 
 void ReleaseAnswer(AnswerKind kind) {
@@ -300,11 +299,13 @@ int nc_dm_agent_send_getid_rsp(int fd, nc_dm_msg_t* out_msg, nc_dm_stub_getid_rs
 }
 
 int nc_dm_agent_send_filter_rsp_lst(zu_thread* t) {
+  const nc::RetryAtEnd retry;
   g_nc_dm_agent_manage.tt_fltrsp = nullptr;
   return RunAnswerTask(kFilterTask, t);
 }
 
 int nc_dm_agent_send_getid_rsp_lst(zu_thread* t) {
+  const nc::RetryAtEnd retry;
   g_nc_dm_agent_manage.tt_idrsp = nullptr;
   return RunAnswerTask(kGetidTask, t);
 }

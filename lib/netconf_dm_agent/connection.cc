@@ -67,6 +67,12 @@ int ConnectAndRun(std::span<const Step> steps) {
   return result;
 }
 
+// What ends with a connection. The registration task goes on.
+constexpr nc_dm_event_t kConnectionTasks[] = {
+    NC_DM_EVENT_CONNECT,     NC_DM_EVENT_RECONNECT,    NC_DM_EVENT_READ, NC_DM_EVENT_FLTRSP_WRITE,
+    NC_DM_EVENT_IDRSP_WRITE, NC_DM_EVENT_UNREG_CLIENT, nc::kWatchTask,
+};
+
 }  // namespace
 
 int nc_dm_agent_connect_socket(void) {
@@ -89,17 +95,13 @@ int nc_dm_agent_connect_socket(void) {
 void nc_dm_agent_clear_connect(void) {
   nc::ResumeRegistrations();
   nc::CloseSocket();
-  nc::CancelTask(g_nc_dm_agent_manage.tt_connect);
-  nc::CancelTask(g_nc_dm_agent_manage.tt_reconnect);
-  nc::CancelTask(g_nc_dm_agent_manage.tt_read);
-  nc::CancelTask(g_nc_dm_agent_manage.tt_fltrsp);
-  nc::CancelTask(g_nc_dm_agent_manage.tt_idrsp);
-  nc::CancelTask(g_nc_dm_agent_manage.tt_unreg_client);
+  for (nc_dm_event_t kind : kConnectionTasks) nc::CancelTask(kind);
   nc::ForgetLeaveRequests();
   g_nc_agent_dm.registered = false;
 }
 
 int nc_dm_agent_connect(zu_thread* /*t*/) {
+  const nc::RetryAtEnd retry;
   NC_DM_LOG_INFO("Dm client connect....\n");
   g_nc_dm_agent_manage.tt_connect = nullptr;
   const int result = ConnectAndRun(kConnectSteps);
@@ -108,6 +110,7 @@ int nc_dm_agent_connect(zu_thread* /*t*/) {
 }
 
 int nc_dm_agent_reconnect(zu_thread* /*t*/) {
+  const nc::RetryAtEnd retry;
   NC_DM_LOG_INFO("Dm agent reconnect...\n");
   g_nc_dm_agent_manage.tt_reconnect = nullptr;
   nc_dm_agent_clear_connect();
@@ -117,6 +120,7 @@ int nc_dm_agent_reconnect(zu_thread* /*t*/) {
 }
 
 int nc_dm_agent_read(zu_thread* t) {
+  const nc::RetryAtEnd retry;
   NC_DM_LOG_INFO("Dm client read....\n");
   g_nc_dm_agent_manage.tt_read = nullptr;
   if (t == nullptr) {

@@ -19,6 +19,8 @@ static_assert(sizeof(nc_dm_msg_head_t) == NC_DM_MSG_HEAD_SIZE);
 static_assert(offsetof(nc_dm_mng_info_t, recv_msg_buf) % alignof(nc_dm_msg_t) == 0);
 static_assert(offsetof(nc_dm_mng_info_t, send_msg_buf) % alignof(nc_dm_msg_t) == 0);
 
+unsigned g_sent_messages = 0;
+
 bool IsAccepted(nc_int32 type) {
   constexpr nc_dm_msg_type_t kAccepted[] = {NC_DM_MSG_TYPE_REG_RSP, NC_DM_MSG_TYPE_EDIT,
                                             NC_DM_MSG_TYPE_FILTER,  NC_DM_MSG_TYPE_DBG,
@@ -31,6 +33,8 @@ bool IsAccepted(nc_int32 type) {
 }
 
 }  // namespace
+
+unsigned nc::SentMessages() { return g_sent_messages; }
 
 nc_dm_msg_t* nc_dm_agent_init_in_msg(void) {
   memset(g_nc_dm_mng_info.recv_msg_buf, 0, NC_DM_RECV_BUF_SIZE);
@@ -49,6 +53,7 @@ int nc_dm_agent_send(int fd, nc_dm_msg_t* out_msg) {
     NC_DM_LOG_ERROR("Failed to write data, len=%d, write len=%d!\n", len, written);
     return nc::kLinkBroken;
   }
+  ++g_sent_messages;
   return 0;
 }
 

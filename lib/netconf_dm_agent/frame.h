@@ -9,6 +9,9 @@ namespace nc {
 // Result of a send or a receive that found the connection broken; its caller asks for a new one.
 inline constexpr int kLinkBroken = -2;
 
+// How many messages were sent so far; only whether it has changed has a meaning.
+unsigned SentMessages();
+
 // Room for one outgoing message.
 struct alignas(nc_dm_msg_t) SendBuffer {
   char bytes[NC_DM_SEND_BUF_SIZE];

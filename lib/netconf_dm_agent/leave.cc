@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "netconf_dm_agent/frame.h"
+#include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
@@ -23,7 +24,7 @@ namespace {
 int g_unanswered = 0;
 
 // True if the request waits to be sent, so that no answer can belong to it.
-bool IsUnsent() { return g_unanswered == 0 && g_nc_dm_agent_manage.tt_unreg_client != nullptr; }
+bool IsUnsent() { return g_unanswered == 0 && nc::IsTaskDue(NC_DM_EVENT_UNREG_CLIENT); }
 
 }  // namespace
 
@@ -67,6 +68,7 @@ int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void)) {
 }
 
 int nc_dm_agent_unreg_client(zu_thread* /*t*/) {
+  const nc::RetryAtEnd retry;
   g_nc_dm_agent_manage.tt_unreg_client = nullptr;
   alignas(nc_dm_msg_t) char buf[NC_DM_MSG_HEAD_SIZE];
   nc_dm_msg_t* out_msg = nc::StartMessage(buf);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/registration_queue.h"
 #include "netconf_dm_kernel/tree/ready.h"
@@ -119,6 +120,7 @@ int nc_dm_agent_reg(char* path) {
   if (record == nullptr) return -1;
   NC_DM_LOG_INFO("Add path[%s] to register list.\n", path);
   nc::Queue(std::move(record));
+  nc::RetrySchedulingFromCall();
   return 0;
 }
 
@@ -127,6 +129,7 @@ int nc_dm_agent_cli_reg(char* path, nc_dm_node_src_t src) {
   if (record == nullptr) return -1;
   NC_DM_LOG_INFO("Add path[%s] to cli register list.\n", path);
   nc::Queue(std::move(record));
+  nc::RetrySchedulingFromCall();
   return 0;
 }
 
@@ -140,6 +143,7 @@ int nc_dm_agent_unreg(char* path) {
   nc::PendingPtr record = nc::NewNamedPending(NC_DM_MSG_TYPE_UNREG_OBJ, path);
   if (record == nullptr) return -1;
   nc::Queue(std::move(record));
+  nc::RetrySchedulingFromCall();
   return 0;
 }
 

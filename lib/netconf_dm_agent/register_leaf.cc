@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel/registration_queue.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
@@ -111,6 +112,7 @@ int AnnouncePath(char* path, nc_int32 attr) {
     NC_DM_LOG_ERROR("Failed to register data mode to server!\n");
     return -1;
   }
+  RetrySchedulingFromCall();
   return 0;
 }
 
@@ -168,6 +170,7 @@ void nc_dm_agent_mode_reg_cplt(void) {
   if (record == nullptr) return;
   NC_DM_LOG_INFO("Add mode_reg_cplt to register list.\n");
   nc::Queue(std::move(record));
+  nc::RetrySchedulingFromCall();
 }
 
 int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*)) {

@@ -4,6 +4,9 @@
 
 namespace nc {
 
+// True if the task waits until the server has taken what was sent.
+bool IsRegistrationWaiting();
+
 // The connection is going to be closed: a registration task that waits for its socket goes on by
 // time.
 void ResumeRegistrations();

@@ -70,7 +70,7 @@ void TakeBack() {
   g_nc_dm_mng_info.agent_init = false;
   nc::RemoveSocketFile(g_nc_dm_mng_info.agent_fd);
   nc_dm_agent_clear_connect();
-  nc::CancelTask(g_nc_dm_agent_manage.tt_reg);
+  nc::CancelTask(NC_DM_EVENT_REG);
   g_nc_dm_agent_manage.master = nullptr;
   nc_dm_agent_op_data_init();
   nc::ReleaseAnswer(nc::AnswerKind::kValues);
@@ -92,6 +92,7 @@ int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(v
   if (CheckClientName(name) != 0) return -1;
   nc_dm_agent_dbg_check(name);
   if (InitState(name, master, dm_reg_rsp) != 0) return -1;
+  const nc::RetryAtEnd retry;
 
   nc_dm_agent_restart(g_nc_dm_mng_info.agent_name);
   ConnectFirst();

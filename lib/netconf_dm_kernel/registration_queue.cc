@@ -1,9 +1,4 @@
 // The pending registrations: what waits for the registration task, and how it is queued.
-//
-// A re-registration takes the place of what is left of the one before it. A server that accepts
-// connections and drops them at once makes the library re-register each second, faster than the
-// queue drains behind a broken link; the whole tree once is all that the server needs, however
-// often the connection was lost in between.
 
 #include "netconf_dm_kernel/registration_queue.h"
 
@@ -11,18 +6,66 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "netconf_dm_kernel/tree/ready.h"
+#include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
-#include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_util/refuse.h"
 
 nc_dm_stub_reg_list_t g_nc_dm_reg_list = {PTHREAD_MUTEX_INITIALIZER,
                                           {&g_nc_dm_reg_list.reg_list, &g_nc_dm_reg_list.reg_list}};
 
+namespace {
+
+// What a run of the registration task has taken from the queue: not yet looked at, and put back for
+// a later run. Guarded by the queue's mutex, and empty between two runs.
+constinit list_head g_in_hand = {&g_in_hand, &g_in_hand};
+constinit list_head g_kept = {&g_kept, &g_kept};
+
+// Producers that want the queue. The mutex alone would not do: whoever unlocks it and wants it back
+// at once gets it before those who wait have woken up.
+std::atomic<int> g_waiting_producers = 0;
+
+// How often the registration task offers the queue before it goes on: a thread that registers
+// without pause must not stop it.
+constexpr int kOffers = 100;
+
+using Record = nc_dm_stub_reg_t;
+
+Record* First(list_head* list) { return nc::RecordOf<Record, &Record::list>(list->next); }
+
+bool IsSameAttribute(const Record& record, const nc_dm_yang_attr_t& attribute) {
+  if (nc::EnumNumber(record.type) != NC_DM_MSG_TYPE_REG_YANG_ATTR) return false;
+  const auto* own = static_cast<const nc_dm_yang_attr_t*>(record.other);
+  return own != nullptr && nc::EnumNumber(own->type) == nc::EnumNumber(attribute.type) &&
+         own->module_name != nullptr && strcmp(own->module_name, attribute.module_name) == 0;
+}
+
+// The record of an attribute that waits already, or null.
+Record* FindWaiting(const nc_dm_yang_attr_t& attribute) {
+  for (list_head* list : nc::QueuedLists()) {
+    for (auto& record : nc::Records<Record>(list)) {
+      if (IsSameAttribute(record, attribute)) return &record;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 namespace nc {
+
+ProducerLock::ProducerLock() {
+  g_waiting_producers.fetch_add(1);
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  g_waiting_producers.fetch_sub(1);
+}
+
+ProducerLock::~ProducerLock() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }
 
 void FreePending::operator()(nc_dm_stub_reg_t* record) const {
   auto* attr = static_cast<nc_dm_yang_attr_t*>(record->other);
@@ -53,61 +96,7 @@ PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name) {
   return record;
 }
 
-namespace {
-
-// Producers that want the queue. The mutex alone would not do: whoever unlocks it and wants it back
-// at once gets it before those who wait have woken up.
-std::atomic<int> g_waiting_producers = 0;
-
-// How often the registration task offers the queue before it goes on: a thread that registers
-// without pause must not stop it.
-constexpr int kOffers = 100;
-
-class [[nodiscard]] ProducerLock {
- public:
-  ProducerLock() {
-    g_waiting_producers.fetch_add(1);
-    pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
-    g_waiting_producers.fetch_sub(1);
-  }
-  ~ProducerLock() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }
-  ProducerLock(const ProducerLock&) = delete;
-  ProducerLock& operator=(const ProducerLock&) = delete;
-};
-
-}  // namespace
-
-void Queue(PendingPtr record) {
-  const ProducerLock lock;
-  PushBack(&g_nc_dm_reg_list.reg_list, &record.release()->list);
-}
-
-void ReleaseQueue() {
-  const MutexLock lock(&g_nc_dm_reg_list.list_mutex);
-  for (auto& record : RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
-    Unlink(&record.list);
-    FreePending()(&record);
-  }
-}
-
-QueueRun::QueueRun() { pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex); }
-
-QueueRun::~QueueRun() { pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex); }
-
-void QueueRun::LetProducersIn() {
-  if (g_waiting_producers.load(std::memory_order_relaxed) == 0) return;
-  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
-  for (int offer = 0; offer < kOffers && g_waiting_producers.load() > 0; ++offer) sched_yield();
-  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
-}
-
-}  // namespace nc
-
-namespace {
-
-using nc::PendingPtr;
-
-PendingPtr NewPath(const nc_dm_stub_reg_t* para) {
+PendingPtr NewPendingPath(const nc_dm_stub_reg_t* para) {
   if (para == nullptr) {
     NC_DM_LOG_ERROR("Input parameter para is invalid!\n");
     return nullptr;
@@ -117,155 +106,113 @@ PendingPtr NewPath(const nc_dm_stub_reg_t* para) {
     return nullptr;
   }
   NC_DM_LOG_INFO("Register path[%s]to server.\n", para->name);
-  if (!nc::IsClientInitialized()) return nullptr;
-  PendingPtr record = nc::NewNamedPending(para->type, para->name);
+  if (!IsClientInitialized()) return nullptr;
+  PendingPtr record = NewNamedPending(para->type, para->name);
   if (record != nullptr) record->attr = para->attr;
   return record;
 }
 
-bool CheckYangAttr(const nc_dm_yang_attr_t* yang) {
-  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return false;
-  if (yang == nullptr) {
-    NC_DM_LOG_ERROR("The input parameter yang is null!\n");
-    return false;
-  }
-  if (yang->module_name == nullptr) {
-    NC_DM_LOG_ERROR("The input parameter yang->module_name is null!\n");
-    return false;
-  }
-  if (yang->attr == nullptr) {
-    NC_DM_LOG_ERROR("The input parameter yang->attr is null!\n");
-    return false;
-  }
-  return true;
-}
-
-// Of an attribute that passed the check.
-PendingPtr NewYangAttr(const nc_dm_yang_attr_t* yang) {
-  PendingPtr record(nc::NewRecord<nc_dm_stub_reg_t>().release());
+PendingPtr NewPendingYangAttr(const nc_dm_yang_attr_t& yang) {
+  PendingPtr record(NewRecord<nc_dm_stub_reg_t>().release());
   if (record == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc reg_yang!\n");
     return nullptr;
   }
   record->type = NC_DM_MSG_TYPE_REG_YANG_ATTR;
-  auto* copy = nc::NewRecord<nc_dm_yang_attr_t>().release();
+  auto* copy = NewRecord<nc_dm_yang_attr_t>().release();
   record->other = copy;
   if (copy != nullptr) {
-    copy->type = yang->type;
-    copy->module_name = nc_dm_copy_str(yang->module_name);
-    copy->attr = nc_dm_copy_str(yang->attr);
+    SetEnumNumber(&copy->type, EnumNumber(yang.type));
+    copy->module_name = nc_dm_copy_str(yang.module_name);
+    copy->attr = nc_dm_copy_str(yang.attr);
   }
   if (copy == nullptr || copy->module_name == nullptr || copy->attr == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc yang_attr!\n");
     return nullptr;
   }
-  NC_DM_LOG_INFO("Add yang module[%s] to register list.\n", yang->module_name);
+  NC_DM_LOG_INFO("Add yang module[%s] to register list.\n", yang.module_name);
   return record;
 }
 
-// All records of one type that the tree gives anew.
-class Repetition {
- public:
-  explicit Repetition(nc_dm_msg_type_t type) : type_(type) {
-    nc::InitList(&fresh_);
-    nc::InitList(&stale_);
-  }
-  Repetition(const Repetition&) = delete;
-  Repetition& operator=(const Repetition&) = delete;
-  ~Repetition() {
-    for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&stale_)) nc::FreePending()(&record);
-    for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&fresh_)) nc::FreePending()(&record);
-  }
+void Queue(PendingPtr record) {
+  const ProducerLock lock;
+  PushBack(&g_nc_dm_reg_list.reg_list, &record.release()->list);
+}
 
-  void Add(PendingPtr record) {
-    if (record == nullptr) {
-      complete_ = false;
-      return;
-    }
-    record->repeated = true;
-    nc::PushBack(&fresh_, &record.release()->list);
+void QueueYangAttr(PendingPtr record, bool may_wait) {
+  const ProducerLock lock;
+  auto* attribute = static_cast<nc_dm_yang_attr_t*>(record->other);
+  if (Record* waiting = may_wait ? FindWaiting(*attribute) : nullptr) {
+    // `record` takes the older text along.
+    std::swap(waiting->other, record->other);
+    return;
   }
+  PushBack(&g_nc_dm_reg_list.reg_list, &record.release()->list);
+}
 
-  // Puts the records behind all that is queued, in place of the previous repetition's. One that
-  // memory was too short for takes nobody's place, lest a path be lost that was queued already.
-  void Queue() {
-    const nc::MutexLock lock(&g_nc_dm_reg_list.list_mutex);
-    if (complete_) TakeStale();
-    nc::MoveAll(&fresh_, &g_nc_dm_reg_list.reg_list);
+void ReleaseQueue() {
+  const ProducerLock lock;
+  for (auto& record : RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
+    Unlink(&record.list);
+    FreePending()(&record);
   }
+}
 
- private:
-  void TakeStale() {
-    for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
-      if (!record.repeated || record.type != type_) continue;
-      nc::Unlink(&record.list);
-      nc::PushBack(&stale_, &record.list);
-    }
+std::array<list_head*, 3> QueuedLists() {
+  return {&g_kept, &g_in_hand, &g_nc_dm_reg_list.reg_list};
+}
+
+QueueRun::QueueRun() {
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  MoveAll(&g_nc_dm_reg_list.reg_list, &g_in_hand);
+}
+
+QueueRun::~QueueRun() {
+  MoveAll(&g_in_hand, &g_kept);
+  MoveAll(&g_nc_dm_reg_list.reg_list, &g_kept);
+  MoveAll(&g_kept, &g_nc_dm_reg_list.reg_list);
+  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+}
+
+PendingPtr QueueRun::Next() {
+  if (IsEmpty(&g_in_hand)) return nullptr;
+  PendingPtr record(First(&g_in_hand));
+  Unlink(&record->list);
+  return record;
+}
+
+void QueueRun::Keep(PendingPtr record) { PushBack(&g_kept, &record.release()->list); }
+
+void QueueRun::LetProducersIn() {
+  if (g_waiting_producers.load(std::memory_order_relaxed) == 0) return;
+  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+  for (int offer = 0; offer < kOffers && g_waiting_producers.load() > 0; ++offer) sched_yield();
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+}
+
+int CheckYangAttr(const nc_dm_yang_attr_t* yang) {
+  if (!IsClientInitialized() || !IsTreeInitialized()) return -1;
+  if (yang == nullptr) return Refuse("The input parameter yang is null!\n");
+  if (yang->module_name == nullptr) {
+    return Refuse("The input parameter yang->module_name is null!\n");
   }
+  if (yang->attr == nullptr) return Refuse("The input parameter yang->attr is null!\n");
+  return 0;
+}
 
-  const nc_dm_msg_type_t type_;
-  list_head fresh_;
-  list_head stale_;
-  bool complete_ = true;
-};
-
-}  // namespace
+}  // namespace nc
 
 int nc_dm_agent_reg_server(nc_dm_stub_reg_t* para) {
-  PendingPtr record = NewPath(para);
+  nc::PendingPtr record = nc::NewPendingPath(para);
   if (record == nullptr) return -1;
   nc::Queue(std::move(record));
   return 0;
 }
 
 int nc_dm_agent_reg_yang_attr_server(nc_dm_yang_attr_t* yang) {
-  PendingPtr record = CheckYangAttr(yang) ? NewYangAttr(yang) : nullptr;
+  if (nc::CheckYangAttr(yang) != 0) return -1;
+  nc::PendingPtr record = nc::NewPendingYangAttr(*yang);
   if (record == nullptr) return -1;
-  nc::Queue(std::move(record));
-  return 0;
-}
-
-int nc_dm_agent_re_reg_server(void) {
-  nc_dm_list_t paths = {};
-  nc::InitList(&paths.head);
-  int result;
-  {
-    const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-    result = nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, &paths);
-  }
-  if (result != 0) {
-    NC_DM_LOG_ERROR("Failed to get register paths list.\n");
-    nc_dm_agent_free_reg_list(&paths);
-    return result;
-  }
-  if (paths.cnt == 0) {
-    NC_DM_LOG_ERROR("The register paths list got is empty.\n");
-    nc_dm_agent_free_reg_list(&paths);
-    return -1;
-  }
-  Repetition repetition(NC_DM_MSG_TYPE_REG);
-  for (const auto& path : nc::Records<nc_dm_reg_node_t>(&paths.head)) {
-    nc_dm_stub_reg_t para = {};
-    para.type = NC_DM_MSG_TYPE_REG;
-    para.attr = path.reg_entry.attr;
-    para.name = path.reg_entry.dm_path;
-    repetition.Add(NewPath(&para));
-  }
-  repetition.Queue();
-  nc_dm_agent_free_reg_list(&paths);
-  NC_DM_LOG_INFO("Get client's register nodes successfully.\n");
-  return 0;
-}
-
-int nc_dm_agent_re_reg_yang_attr_server(void) {
-  if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
-  Repetition repetition(NC_DM_MSG_TYPE_REG_YANG_ATTR);
-  {
-    const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
-    for (const auto& yang : nc::Records<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-      if (CheckYangAttr(&yang)) repetition.Add(NewYangAttr(&yang));
-    }
-  }
-  repetition.Queue();
+  nc::QueueYangAttr(std::move(record), true);
   return 0;
 }

@@ -1,5 +1,5 @@
 // A registration run and the threads that register meanwhile. They wait for the queue, which the
-// run holds, and get it between two messages.
+// run holds, and get it between two messages; what they queue is for the next run.
 
 #include <dlfcn.h>
 #include <sys/syscall.h>
@@ -134,12 +134,63 @@ TEST_F(QueueRunTest, AProducerGetsTheQueueBetweenTwoMessages) {
     while (!g_producer_waits) std::this_thread::yield();
   };
   EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(g_sends, 3);
-  EXPECT_EQ(g_sends_with_queue, 3) << "the run holds the queue while it sends";
+  EXPECT_EQ(g_sends, 2) << "a run takes what was queued when it began";
+  EXPECT_EQ(g_sends_with_queue, 2) << "the run holds the queue while it sends";
   EXPECT_EQ(NextPath(), "a.b");
   EXPECT_EQ(NextPath(), "a.c");
-  EXPECT_EQ(NextPath(), "late") << "what comes meanwhile is sent in the same run";
+  EXPECT_EQ(PendingRecords(), 1u);
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  EXPECT_EQ(NextPath(), "late");
   EXPECT_EQ(PendingRecords(), 0u);
+}
+
+TEST_F(QueueRunTest, WhatARunLeavesStandsInFrontOfWhatCameMeanwhile) {
+  ASSERT_EQ(QueuePath("a.b"), 0);
+  for (int i = 0; i < 600; ++i) {
+    ASSERT_EQ(nc_dm_agent_unreg(const_cast<char*>("nowhere.")), 0);
+  }
+  ASSERT_EQ(QueuePath("a.c"), 0);
+  g_at_first_send = [] {
+    g_producer = std::thread([] {
+      t_is_producer = true;
+      EXPECT_EQ(QueuePath("late"), 0);
+      g_producer_is_done = true;
+    });
+    while (!g_producer_waits) std::this_thread::yield();
+  };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(PendingRecords(), 2u) << "600 instances end a run";
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  EXPECT_EQ(NextPath(), "a.b");
+  EXPECT_EQ(NextPath(), "a.c");
+  EXPECT_EQ(NextPath(), "late");
+}
+
+// The records of the previous repetition are freed by the next one, also those that the run has
+// taken already.
+TEST_F(QueueRunTest, ARepetitionOfAnotherThreadTakesThePlaceOfOneThatIsBeingSent) {
+  const DebugMask silent(0);
+  for (const char* path : {"a.b", "a.c", "a.d"}) {
+    ASSERT_EQ(nc_dm_agent_mode_reg(const_cast<char*>(path), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr,
+                                   nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+              0);
+  }
+  FreePendingRecords();
+  ASSERT_EQ(nc_dm_agent_re_reg_server(), 0);
+  g_at_first_send = [] {
+    g_producer = std::thread([] {
+      t_is_producer = true;
+      EXPECT_EQ(nc_dm_agent_re_reg_server(), 0);
+      g_producer_is_done = true;
+    });
+    while (!g_producer_waits) std::this_thread::yield();
+  };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(g_sends, 1) << "the rest has moved to the new repetition";
+  EXPECT_EQ(PendingRecords(), 3u);
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  for (const char* path : {"a.b", "a.b", "a.c", "a.d"}) EXPECT_EQ(NextPath(), path);
+  EXPECT_TRUE(peer().IsQuiet());
 }
 
 }  // namespace

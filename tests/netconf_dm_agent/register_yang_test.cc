@@ -40,12 +40,28 @@ TEST_F(YangAttrTest, RecordsAndQueuesAnAttribute) {
                                       "I Add yang module[ip] to register list.\n"));
 }
 
-TEST_F(YangAttrTest, ReplacesAValueAndQueuesItEveryTime) {
+TEST_F(YangAttrTest, ReplacesAValueAndQueuesItOnceWhileItWaits) {
   EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "1"), 0);
+  EXPECT_EQ(ModeReg("a.b"), 0);
   EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "1"), 0);
   EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "2"), 0);
   EXPECT_THAT(Recorded(), ElementsAre("if 1 2"));
-  EXPECT_THAT(PendingTexts(), ElementsAre("YANG if 1 1", "YANG if 1 1", "YANG if 1 2"));
+  EXPECT_THAT(PendingTexts(), ElementsAre("YANG if 1 2", "REG a.b 0"));
+}
+
+TEST_F(YangAttrTest, AnUnchangedAttributeThatWaitsNoMoreIsQueuedAgain) {
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "1"), 0);
+  FreePendingRecords();
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "1"), 0);
+  EXPECT_THAT(PendingTexts(), ElementsAre("YANG if 1 1"));
+}
+
+TEST_F(YangAttrTest, OtherModulesAndKindsWaitBesideIt) {
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "1"), 0);
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kModuleName, "if"), 0);
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("ip", kRevision, "1"), 0);
+  EXPECT_EQ(nc_dm_agent_yang_attr_reg("if", kRevision, "2"), 0);
+  EXPECT_THAT(PendingTexts(), ElementsAre("YANG if 1 2", "YANG if 0 if", "YANG ip 1 1"));
 }
 
 TEST_F(YangAttrTest, FillsAnAttributeWithoutValue) {

@@ -6,7 +6,7 @@
 namespace ncdm_test {
 namespace {
 
-class UplinkTest : public AgentTest {
+class RegistrationTaskTest : public AgentTest {
  protected:
   void SetUp() override { InitWithPeer(); }
 
@@ -81,7 +81,7 @@ class UplinkTest : public AgentTest {
 
 // ---- The client's name ----
 
-TEST_F(UplinkTest, TheNameIsSentOnceAConnection) {
+TEST_F(RegistrationTaskTest, TheNameIsSentOnceAConnection) {
   char name[] = "app";
   EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 128, name, &g_nc_agent_dm), 0);
   ExpectPath(NC_DM_MSG_TYPE_REG_NAME, "app", 128);
@@ -90,7 +90,7 @@ TEST_F(UplinkTest, TheNameIsSentOnceAConnection) {
   EXPECT_TRUE(peer().IsQuiet());
 }
 
-TEST_F(UplinkTest, ANameThatCannotBeSentIsNotRegistered) {
+TEST_F(RegistrationTaskTest, ANameThatCannotBeSentIsNotRegistered) {
   peer().Close();
   char name[] = "app";
   EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 0, name, &g_nc_agent_dm), -2);
@@ -101,13 +101,13 @@ TEST_F(UplinkTest, ANameThatCannotBeSentIsNotRegistered) {
 // 24 of head, 4 of attribute, 4 of length, and a NUL that the encoder writes behind the name.
 constexpr size_t kLongestName = NC_DM_SEND_BUF_SIZE - 24 - 4 - 4 - 1;
 
-TEST_F(UplinkTest, ANameThatFillsTheMessageIsSent) {
+TEST_F(RegistrationTaskTest, ANameThatFillsTheMessageIsSent) {
   std::string name(kLongestName, 'n');
   EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 0, name.data(), &g_nc_agent_dm), 0);
   ExpectPath(NC_DM_MSG_TYPE_REG_NAME, name, 0);
 }
 
-TEST_F(UplinkTest, ANameThatFitsNoMessageIsLoggedAndNotSent) {
+TEST_F(RegistrationTaskTest, ANameThatFitsNoMessageIsLoggedAndNotSent) {
   std::string name(kLongestName + 1, 'n');
   EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 0, name.data(), &g_nc_agent_dm), -1);
   EXPECT_TRUE(peer().IsQuiet());
@@ -115,7 +115,7 @@ TEST_F(UplinkTest, ANameThatFitsNoMessageIsLoggedAndNotSent) {
   EXPECT_EQ(log().Records().size(), 1u);
 }
 
-TEST_F(UplinkTest, ANameNeedsATree) {
+TEST_F(RegistrationTaskTest, ANameNeedsATree) {
   char name[] = "app";
   EXPECT_EQ(nc_dm_agent_reg_server_name(agent_fd(), 0, name, nullptr), -1);
   EXPECT_TRUE(log().ContainsError("Input parameter is invalid!\n"));
@@ -123,12 +123,12 @@ TEST_F(UplinkTest, ANameNeedsATree) {
 
 // ---- Completion, sent directly ----
 
-TEST_F(UplinkTest, CompletionIsSentAtOnce) {
+TEST_F(RegistrationTaskTest, CompletionIsSentAtOnce) {
   EXPECT_EQ(nc_dm_agent_reg_server_mode_cplt(), 0);
   ExpectCplt();
 }
 
-TEST_F(UplinkTest, CompletionThatCannotBeSentIsLogged) {
+TEST_F(RegistrationTaskTest, CompletionThatCannotBeSentIsLogged) {
   peer().Close();
   EXPECT_EQ(nc_dm_agent_reg_server_mode_cplt(), -2);
   EXPECT_TRUE(log().ContainsError("Failed to send 'mode register complete' to server.\n"));
@@ -136,13 +136,13 @@ TEST_F(UplinkTest, CompletionThatCannotBeSentIsLogged) {
 
 // ---- The registration task ----
 
-TEST_F(UplinkTest, ARunWithoutRecordsComesAgainInASecond) {
+TEST_F(RegistrationTaskTest, ARunWithoutRecordsComesAgainInASecond) {
   EXPECT_EQ(Run(), 0);
   ExpectNextRunInASecond();
   EXPECT_TRUE(peer().IsQuiet());
 }
 
-TEST_F(UplinkTest, ARunSendsEveryRecordInOrder) {
+TEST_F(RegistrationTaskTest, ARunSendsEveryRecordInOrder) {
   Queue(NC_DM_MSG_TYPE_REG, "a.b", 17);
   Queue(NC_DM_MSG_TYPE_UNREG, "a.c", 3);
   QueueYangAttr("mod", "mod-name", NC_DM_YANG_ATTR_MODULE_NAME);
@@ -162,7 +162,7 @@ TEST_F(UplinkTest, ARunSendsEveryRecordInOrder) {
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkTest, SentMessagesAreNotCounted) {
+TEST_F(RegistrationTaskTest, SentMessagesAreNotCounted) {
   for (int i = 0; i < 100; i++) Queue(NC_DM_MSG_TYPE_REG, "a", i);
   EXPECT_EQ(Run(), 0);
   for (int i = 0; i < 100; i++) ExpectPath(NC_DM_MSG_TYPE_REG, "a", i);
@@ -176,7 +176,7 @@ TEST_F(UplinkTest, SentMessagesAreNotCounted) {
 
 // ---- A server that is slower than the registrations ----
 
-TEST_F(UplinkTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
+TEST_F(RegistrationTaskTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
   constexpr int kPaths = 5000;  // more than any socket holds
   for (int i = 0; i < kPaths; i++) Queue(NC_DM_MSG_TYPE_REG, "a.b", i);
   Queue(NC_DM_MSG_TYPE_REG_CPLT);
@@ -184,8 +184,8 @@ TEST_F(UplinkTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
 
   int received = 0;
   while (PendingRecords() > 0) {
-    ASSERT_EQ(platform().Pending().size(), 1u);
-    const FakeTask* task = platform().Pending().front();
+    const FakeTask* task = platform().Find(nc_dm_agent_reg_handler);
+    ASSERT_NE(task, nullptr);
     ASSERT_EQ(task, tasks().tt_reg);
     ASSERT_EQ(task->kind, TaskKind::kWrite);
     ASSERT_EQ(task->value, agent_fd());
@@ -194,11 +194,12 @@ TEST_F(UplinkTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
   }
   while (received < kPaths) ExpectPath(NC_DM_MSG_TYPE_REG, "a.b", received++);
   ExpectCplt();
+  EXPECT_EQ(platform().Run(tasks().tt_watch), 0) << "nobody waits any more";
   ExpectNextRunInASecond();
   EXPECT_FALSE(log().Contains(kErrorPrefix, "Failed to write data"));
 }
 
-TEST_F(UplinkTest, ObjectsAreAppliedWhileTheSocketIsFull) {
+TEST_F(RegistrationTaskTest, ObjectsAreAppliedWhileTheSocketIsFull) {
   FillSocket();
   Queue(NC_DM_MSG_TYPE_UNREG_OBJ, "nowhere");
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
@@ -206,7 +207,7 @@ TEST_F(UplinkTest, ObjectsAreAppliedWhileTheSocketIsFull) {
   EXPECT_EQ(PendingTypes(), std::vector<int>{NC_DM_MSG_TYPE_REG});
 }
 
-TEST_F(UplinkTest, ALostConnectionEndsTheWaitForItsSocket) {
+TEST_F(RegistrationTaskTest, ALostConnectionEndsTheWaitForItsSocket) {
   FillSocket();
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
   EXPECT_EQ(Run(), 0);
@@ -216,29 +217,29 @@ TEST_F(UplinkTest, ALostConnectionEndsTheWaitForItsSocket) {
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkTest, ALostConnectionLeavesATimerAloneOnceTheWaitIsOver) {
+TEST_F(RegistrationTaskTest, ALostConnectionLeavesATimerAloneOnceTheWaitIsOver) {
   FillSocket();
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
   EXPECT_EQ(Run(), 0);
   close(agent_fd());
   Connect();
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
-  ExpectNextRunInASecond();
   nc_dm_agent_clear_connect();
-  EXPECT_EQ(platform().cancelled(), 0) << "the run has ended the wait";
+  EXPECT_EQ(platform().cancelled(TaskKind::kWrite), 0) << "the run has ended the wait";
+  ExpectNextRunInASecond();
 
   Connect();
   FillSocket();
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   nc_dm_agent_clear_connect();
-  EXPECT_EQ(platform().cancelled(), 1);
+  EXPECT_EQ(platform().cancelled(TaskKind::kWrite), 1);
   nc_dm_agent_clear_connect();
-  EXPECT_EQ(platform().cancelled(), 1) << "the loss before has ended it";
+  EXPECT_EQ(platform().cancelled(TaskKind::kWrite), 1) << "the loss before has ended it";
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkTest, ARunThatCannotWaitForTheSocketComesAgainByTime) {
+TEST_F(RegistrationTaskTest, ARunThatCannotWaitForTheSocketComesAgainByTime) {
   FillSocket();
   Queue(NC_DM_MSG_TYPE_REG, "a.b");
   nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
@@ -252,7 +253,7 @@ TEST_F(UplinkTest, ARunThatCannotWaitForTheSocketComesAgainByTime) {
   EXPECT_EQ(platform().Pending().front()->usec, 100000);
 }
 
-TEST_F(UplinkTest, ARecordWithoutANameIsSentWithoutOne) {
+TEST_F(RegistrationTaskTest, ARecordWithoutANameIsSentWithoutOne) {
   Queue(NC_DM_MSG_TYPE_REG);
   EXPECT_EQ(Run(), 0);
   const Frame frame = peer().Receive();
@@ -260,7 +261,7 @@ TEST_F(UplinkTest, ARecordWithoutANameIsSentWithoutOne) {
   EXPECT_EQ(frame.body.size(), 4u);
 }
 
-TEST_F(UplinkTest, AnUnknownRecordIsDroppedAndTheRunGoesOn) {
+TEST_F(RegistrationTaskTest, AnUnknownRecordIsDroppedAndTheRunGoesOn) {
   Queue(NC_DM_MSG_TYPE_EDIT, "a");
   Queue(NC_DM_MSG_TYPE_REG, "b");
   EXPECT_EQ(Run(), 0);
@@ -269,7 +270,7 @@ TEST_F(UplinkTest, AnUnknownRecordIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
+TEST_F(RegistrationTaskTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   const std::string longest(kLongestName, 'n');
   Queue(NC_DM_MSG_TYPE_REG, longest.c_str());
   Queue(NC_DM_MSG_TYPE_REG, (longest + "n").c_str());
@@ -281,7 +282,7 @@ TEST_F(UplinkTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
+TEST_F(RegistrationTaskTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   // One more length field than a path.
   const std::string module(100, 'm');
   const std::string longest(kLongestName - 4 - module.size(), 'a');
@@ -296,7 +297,7 @@ TEST_F(UplinkTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkTest, AYangAttributeThatCannotBeEncodedIsDroppedAndTheRunGoesOn) {
+TEST_F(RegistrationTaskTest, AYangAttributeThatCannotBeEncodedIsDroppedAndTheRunGoesOn) {
   Queue(NC_DM_MSG_TYPE_REG_YANG_ATTR);
   QueueYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
   EXPECT_EQ(Run(), 0);
@@ -305,7 +306,7 @@ TEST_F(UplinkTest, AYangAttributeThatCannotBeEncodedIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkTest, APathIsGoneWhenTheConnectionBreaks) {
+TEST_F(RegistrationTaskTest, APathIsGoneWhenTheConnectionBreaks) {
   for (nc_dm_msg_type_t type : {NC_DM_MSG_TYPE_REG, NC_DM_MSG_TYPE_UNREG}) {
     platform().Reset();
     tasks().tt_reg = nullptr;
@@ -322,7 +323,7 @@ TEST_F(UplinkTest, APathIsGoneWhenTheConnectionBreaks) {
   }
 }
 
-TEST_F(UplinkTest, ACompletionStaysQueuedWhenTheConnectionBreaks) {
+TEST_F(RegistrationTaskTest, ACompletionStaysQueuedWhenTheConnectionBreaks) {
   peer().Close();
   Queue(NC_DM_MSG_TYPE_REG_CPLT);
   Queue(NC_DM_MSG_TYPE_REG, "b");
@@ -336,7 +337,7 @@ TEST_F(UplinkTest, ACompletionStaysQueuedWhenTheConnectionBreaks) {
   ExpectPath(NC_DM_MSG_TYPE_REG, "b", 0);
 }
 
-TEST_F(UplinkTest, AYangAttributeStaysQueuedWhenTheConnectionBreaks) {
+TEST_F(RegistrationTaskTest, AYangAttributeStaysQueuedWhenTheConnectionBreaks) {
   peer().Close();
   QueueYangAttr("mod", "x");
   EXPECT_EQ(Run(), -2);
@@ -349,7 +350,7 @@ TEST_F(UplinkTest, AYangAttributeStaysQueuedWhenTheConnectionBreaks) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkTest, ARunDoesNotInheritAStaleErrno) {
+TEST_F(RegistrationTaskTest, ARunDoesNotInheritAStaleErrno) {
   nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
   FakeTask* task = platform().Find(nc_dm_agent_reg_handler);
   errno = ERANGE;
@@ -357,7 +358,47 @@ TEST_F(UplinkTest, ARunDoesNotInheritAStaleErrno) {
   EXPECT_EQ(errno, 0);
 }
 
-TEST_F(UplinkTest, WithoutAConnectionARunAsksForOne) {
+// ---- Attributes ----
+
+TEST_F(RegistrationTaskTest, AnAttributeIsSentWithTheValueThatTheTreeHolds) {
+  ASSERT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "new"), 0);
+  FreePendingRecords();
+  QueueYangAttr("mod", "old");
+  QueueYangAttr("other", "its own");
+  EXPECT_EQ(Run(), 0);
+  ExpectYangAttr("mod", "new", NC_DM_YANG_ATTR_REVISION);
+  ExpectYangAttr("other", "its own", NC_DM_YANG_ATTR_REVISION);
+}
+
+TEST_F(RegistrationTaskTest, ManyAttributesAreSentWithTheirOwnValues) {
+  constexpr int kModules = 100;
+  const auto module = [](int i) { return "m" + std::to_string(i * 7919 % 1000); };
+  for (int i = 0; i < kModules; i++) {
+    for (auto kind : {NC_DM_YANG_ATTR_MODULE_NAME, NC_DM_YANG_ATTR_REVISION}) {
+      const std::string value = module(i) + "-" + std::to_string(kind);
+      ASSERT_EQ(nc_dm_agent_yang_attr_reg(module(i).c_str(), kind, value.c_str()), 0);
+    }
+  }
+  EXPECT_EQ(Run(), 0);
+  for (int i = 0; i < kModules; i++) {
+    ExpectYangAttr(module(i), module(i) + "-0", NC_DM_YANG_ATTR_MODULE_NAME);
+    ExpectYangAttr(module(i), module(i) + "-1", NC_DM_YANG_ATTR_REVISION);
+  }
+}
+
+TEST_F(RegistrationTaskTest, AnAttributeThatWasSentIsQueuedAgain) {
+  for (int i = 0; i < 2; i++) {
+    ASSERT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "x"), 0);
+    EXPECT_EQ(PendingRecords(), 1u);
+    nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
+    EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+    ExpectYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
+  }
+}
+
+// ---- Without a connection ----
+
+TEST_F(RegistrationTaskTest, WithoutAConnectionARunAsksForOne) {
   peer().Close();
   close(agent_fd());
   info().agent_fd = -1;
@@ -367,12 +408,105 @@ TEST_F(UplinkTest, WithoutAConnectionARunAsksForOne) {
   EXPECT_NE(tasks().tt_reg, nullptr);
 }
 
-// ---- Objects ----
+// A socket whose connect failed is no connection, and a message must not be lost to it.
+TEST_F(RegistrationTaskTest, WithoutAConnectionWhatIsForTheServerStaysInOrder) {
+  close(agent_fd());
+  for (const int fd : {-1, socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)}) {
+    info().agent_fd = fd;
+    Queue(NC_DM_MSG_TYPE_REG, "a.b");
+    Queue(NC_DM_MSG_TYPE_UNREG_OBJ, "nowhere");
+    Queue(NC_DM_MSG_TYPE_UNREG, "a.c");
+    Queue(NC_DM_MSG_TYPE_REG_CPLT);
+    QueueYangAttr("mod", "x");
+    for (int i = 0; i < 2; i++) {
+      EXPECT_EQ(Run(), -2);
+      EXPECT_EQ(PendingTypes(),
+                (std::vector<int>{NC_DM_MSG_TYPE_REG, NC_DM_MSG_TYPE_UNREG, NC_DM_MSG_TYPE_REG_CPLT,
+                                  NC_DM_MSG_TYPE_REG_YANG_ATTR}));
+    }
+    FreePendingRecords();
+    if (fd >= 0) close(fd);
+  }
+  info().agent_fd = -1;
+}
 
-class UplinkObjectTest : public UplinkTest {
+// ---- A server that takes nothing ----
+
+class StalledServerTest : public RegistrationTaskTest {
  protected:
   void SetUp() override {
-    UplinkTest::SetUp();
+    RegistrationTaskTest::SetUp();
+    FillSocket();
+    Queue(NC_DM_MSG_TYPE_REG, "a.b");
+    ASSERT_EQ(Run(), 0);
+    ASSERT_NE(tasks().tt_watch, nullptr);
+    EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_watch)->sec, 1);
+  }
+  static int AfterASecond() { return platform().Run(tasks().tt_watch); }
+  static bool IsGivenUp() { return tasks().tt_reconnect != nullptr; }
+};
+
+TEST_F(StalledServerTest, TheConnectionIsGivenUpAfter5Seconds) {
+  for (int second = 1; second < 5; second++) EXPECT_EQ(AfterASecond(), 0);
+  EXPECT_FALSE(IsGivenUp());
+  EXPECT_EQ(AfterASecond(), -2);
+  EXPECT_TRUE(IsGivenUp());
+  EXPECT_TRUE(log().ContainsError(
+      "The server has taken nothing for 5 seconds, the connection is given up.\n"));
+  EXPECT_EQ(tasks().tt_watch, nullptr);
+  EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->kind, TaskKind::kTimer);
+  EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->sec, 1);
+  EXPECT_EQ(PendingRecords(), 1u);
+}
+
+TEST_F(StalledServerTest, AServerThatTakesSomethingHas5SecondsMore) {
+  for (int second = 1; second < 5; second++) EXPECT_EQ(AfterASecond(), 0);
+  char bytes[8192];
+  ASSERT_GT(recv(peer().fd(), bytes, sizeof(bytes), 0), 0);
+  for (int second = 1; second <= 5; second++) EXPECT_EQ(AfterASecond(), 0);
+  EXPECT_FALSE(IsGivenUp());
+  EXPECT_EQ(AfterASecond(), -2);
+}
+
+TEST_F(StalledServerTest, ALostConnectionIsNotWatched) {
+  nc_dm_agent_clear_connect();
+  EXPECT_EQ(tasks().tt_watch, nullptr);
+}
+
+TEST_F(StalledServerTest, TheWatchEndsWithTheWait) {
+  while (peer().Waiting() > 0) {
+    char bytes[65536];
+    ASSERT_GT(recv(peer().fd(), bytes, sizeof(bytes), 0), 0);
+  }
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  EXPECT_EQ(AfterASecond(), 0);
+  EXPECT_EQ(tasks().tt_watch, nullptr);
+  EXPECT_FALSE(IsGivenUp());
+}
+
+TEST_F(RegistrationTaskTest, AnAnswerThatNobodyTakesIsWatchedFromTheNextRunOn) {
+  FillSocket();
+  nc_dm_agent_handle_event(NC_DM_EVENT_FLTRSP_WRITE, agent_fd(), 0);
+  EXPECT_EQ(tasks().tt_watch, nullptr);
+  EXPECT_EQ(Run(), 0);
+  ASSERT_NE(tasks().tt_watch, nullptr);
+  for (int second = 1; second < 5; second++) EXPECT_EQ(platform().Run(tasks().tt_watch), 0);
+  EXPECT_EQ(platform().Run(tasks().tt_watch), -2);
+  EXPECT_NE(tasks().tt_reconnect, nullptr);
+}
+
+TEST_F(RegistrationTaskTest, AnAnswerToAServerThatHasTakenEverythingIsNotWatched) {
+  nc_dm_agent_handle_event(NC_DM_EVENT_FLTRSP_WRITE, agent_fd(), 0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(tasks().tt_watch, nullptr);
+}
+
+// ---- Objects ----
+
+class ObjectTest : public RegistrationTaskTest {
+ protected:
+  void SetUp() override {
+    RegistrationTaskTest::SetUp();
     app_.emplace();
     app_->Register({.path = "net.vrf.{i}.name", .flag = NC_DM_FLAG_KEY});
   }
@@ -393,7 +527,7 @@ class UplinkObjectTest : public UplinkTest {
   std::optional<ModelApp> app_;
 };
 
-TEST_F(UplinkObjectTest, ObjectsAreAppliedToTheTreeAndNotSent) {
+TEST_F(ObjectTest, ObjectsAreAppliedToTheTreeAndNotSent) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 3);
   QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 2, 1);
   EXPECT_EQ(Run(), 0);
@@ -405,7 +539,7 @@ TEST_F(UplinkObjectTest, ObjectsAreAppliedToTheTreeAndNotSent) {
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkObjectTest, AnObjectThatCannotBeAppliedIsDropped) {
+TEST_F(ObjectTest, AnObjectThatCannotBeAppliedIsDropped) {
   Queue(NC_DM_MSG_TYPE_REG_OBJ, "no.such.1.");
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 1);
   EXPECT_EQ(Run(), 0);
@@ -413,14 +547,14 @@ TEST_F(UplinkObjectTest, AnObjectThatCannotBeAppliedIsDropped) {
   EXPECT_EQ(PendingRecords(), 0u);
 }
 
-TEST_F(UplinkObjectTest, ObjectsKeepTheirSource) {
+TEST_F(ObjectTest, ObjectsKeepTheirSource) {
   Queue(NC_DM_MSG_TYPE_REG_OBJ, "net.vrf.1.")->src = NC_DM_NODE_SRC_CLI;
   EXPECT_EQ(Run(), 0);
   ASSERT_NE(NodeAt("net.vrf.1"), nullptr);
   EXPECT_EQ(NodeAt("net.vrf.1")->src, NC_DM_NODE_SRC_CLI);
 }
 
-TEST_F(UplinkObjectTest, Run599ObjectsWithoutAPause) {
+TEST_F(ObjectTest, Run599ObjectsWithoutAPause) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 599);
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(Instances(), 599u);
@@ -429,7 +563,7 @@ TEST_F(UplinkObjectTest, Run599ObjectsWithoutAPause) {
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkObjectTest, The600thObjectPausesTheRun) {
+TEST_F(ObjectTest, The600thObjectPausesTheRun) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 599);
   QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 1, 1);
   Queue(NC_DM_MSG_TYPE_REG_CPLT);
@@ -453,12 +587,44 @@ TEST_F(UplinkObjectTest, The600thObjectPausesTheRun) {
   ExpectNextRunInASecond();
 }
 
-TEST_F(UplinkObjectTest, ExactlyTheLastObjectPausesToo) {
+TEST_F(ObjectTest, ExactlyTheLastObjectPausesToo) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 600);
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(Instances(), 600u);
   ASSERT_NE(tasks().tt_reg, nullptr);
   EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->kind, TaskKind::kTimevalTimer);
+}
+
+TEST_F(ObjectTest, WithoutAConnectionInstancesAreAppliedInOrder) {
+  FreePendingRecords();
+  close(agent_fd());
+  info().agent_fd = -1;
+  Queue(NC_DM_MSG_TYPE_REG_CPLT);
+  QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 3);
+  Queue(NC_DM_MSG_TYPE_REG, "a.b");
+  QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 2, 1);
+  QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 2, 1);
+  QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 1, 1);
+  EXPECT_EQ(Run(), -2);
+  EXPECT_EQ(PendingTypes(), (std::vector<int>{NC_DM_MSG_TYPE_REG_CPLT, NC_DM_MSG_TYPE_REG}));
+  EXPECT_EQ(NodeAt("net.vrf.1"), nullptr);
+  EXPECT_NE(NodeAt("net.vrf.2"), nullptr);
+  EXPECT_NE(NodeAt("net.vrf.3"), nullptr);
+}
+
+TEST_F(ObjectTest, WithoutAConnectionTheQueueDoesNotGrowWithTheChanges) {
+  const DebugMask silent(0);
+  FreePendingRecords();
+  close(agent_fd());
+  info().agent_fd = -1;
+  Queue(NC_DM_MSG_TYPE_REG_CPLT);
+  for (int change = 0; change < 100; change++) {
+    QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 250);
+    QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 1, 250);
+    EXPECT_EQ(Run(), -2);
+    ASSERT_EQ(PendingRecords(), 1u);
+  }
+  EXPECT_EQ(Instances(), 0u);
 }
 
 }  // namespace

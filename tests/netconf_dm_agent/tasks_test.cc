@@ -1,4 +1,6 @@
+#include <functional>
 #include <ostream>
+#include <thread>
 
 #include "agent_fixture.h"
 
@@ -171,6 +173,194 @@ TEST_F(EventTest, AGetidAnswerThatCannotBeWrittenIsReleased) {
   EXPECT_TRUE(nc::IsEmpty(&info().param_list.head));
   EXPECT_EQ(info().param_list.cnt, 0);
 }
+
+// ---- What cannot be scheduled is owed ----
+
+class OwedTaskTest : public AgentTest {
+ protected:
+  void SetUp() override {
+    InitWithPeer();
+    nc_dm_agent_handle_event(NC_DM_EVENT_READ, agent_fd(), 0);
+    nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
+  }
+  static void RunAny(zu_thread_func func) { platform().RunNext(func); }
+};
+
+TEST_F(OwedTaskTest, AReadThatFailsIsTriedAgainAtOnceAndByTheNextTask) {
+  peer().Send(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(0));
+  platform().FailNext(2);
+  RunAny(nc_dm_agent_read);
+  EXPECT_EQ(tasks().tt_read, nullptr);
+  EXPECT_EQ(log().Count(kErrorPrefix, "Failed to add zu-thread for read!\n"), 2);
+  RunAny(nc_dm_agent_reg_handler);
+  ASSERT_NE(tasks().tt_read, nullptr);
+  EXPECT_EQ(tasks().tt_read->value, agent_fd());
+}
+
+TEST_F(OwedTaskTest, ATimerThatFailsIsTriedAgainByTheNextMessage) {
+  platform().FailNext(2);
+  RunAny(nc_dm_agent_reg_handler);
+  EXPECT_EQ(tasks().tt_reg, nullptr);
+  peer().Send(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(0));
+  RunAny(nc_dm_agent_read);
+  ASSERT_NE(tasks().tt_reg, nullptr);
+  EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->sec, 1);
+}
+
+TEST_F(OwedTaskTest, APauseThatFailsIsStillAPause) {
+  platform().Reset();
+  tasks().tt_reg = nullptr;
+  tasks().tt_read = nullptr;
+  platform().FailNext(1);
+  nc_dm_agent_handle_timer(NC_DM_EVENT_REG, 0, 100000);
+  EXPECT_EQ(tasks().tt_reg, nullptr);
+  nc_dm_agent_handle_event(NC_DM_EVENT_UNREG_CLIENT, 0, 0);
+  RunAny(nc_dm_agent_unreg_client);
+  ASSERT_NE(tasks().tt_reg, nullptr);
+  EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->usec, 100000);
+}
+
+TEST_F(OwedTaskTest, AReconnectionThatFailsIsTriedAgain) {
+  peer().Close();
+  platform().FailNext(2);
+  RunAny(nc_dm_agent_read);
+  EXPECT_EQ(tasks().tt_reconnect, nullptr);
+  RunAny(nc_dm_agent_reg_handler);
+  EXPECT_NE(tasks().tt_reconnect, nullptr);
+}
+
+// Nothing is scheduled any more, so that only the application can bring the library back.
+TEST_F(OwedTaskTest, ACallOfTheApplicationBringsBackWhatAllFailed) {
+  platform().FailNext(100);
+  peer().Send(NC_DM_MSG_TYPE_REG_RSP, Body().Int32(0));
+  RunAny(nc_dm_agent_read);
+  RunAny(nc_dm_agent_reg_handler);
+  EXPECT_TRUE(platform().Pending().empty());
+  platform().FailNext(0);
+  char path[] = "t.1.";
+  std::thread([&] { EXPECT_EQ(nc_dm_agent_reg(path), 0); }).join();
+  EXPECT_TRUE(platform().Pending().empty()) << "only the event loop's thread may schedule";
+  EXPECT_EQ(nc_dm_agent_reg(path), 0);
+  EXPECT_NE(tasks().tt_read, nullptr);
+  EXPECT_NE(tasks().tt_reg, nullptr);
+}
+
+TEST_F(OwedTaskTest, EachRegistrationCallBringsBackWhatFailed) {
+  const std::vector<std::function<void()>> calls = {
+      [] { EXPECT_EQ(nc_dm_agent_reg(const_cast<char*>("t.1.")), 0); },
+      [] { EXPECT_EQ(nc_dm_agent_cli_reg(const_cast<char*>("t.1."), NC_DM_NODE_SRC_CLI), 0); },
+      [] { EXPECT_EQ(nc_dm_agent_unreg(const_cast<char*>("t.1.")), 0); },
+      [] { EXPECT_EQ(nc_dm_agent_yang_attr_reg("m", NC_DM_YANG_ATTR_REVISION, "x"), 0); },
+      [] { nc_dm_agent_mode_reg_cplt(); },
+      [] {
+        EXPECT_EQ(
+            nc_dm_agent_mode_reg(const_cast<char*>("a.b"), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr,
+                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+            0);
+      },
+  };
+  for (const auto& call : calls) {
+    platform().FailNext(2);
+    RunAny(nc_dm_agent_reg_handler);
+    ASSERT_EQ(tasks().tt_reg, nullptr);
+    call();
+    ASSERT_NE(tasks().tt_reg, nullptr);
+  }
+}
+
+TEST_F(OwedTaskTest, WhatIsCancelledIsOwedNoMore) {
+  peer().Close();
+  platform().FailNext(2);
+  RunAny(nc_dm_agent_read);
+  nc_dm_agent_clear_connect();
+  RunAny(nc_dm_agent_reg_handler);
+  EXPECT_EQ(tasks().tt_read, nullptr);
+  EXPECT_EQ(tasks().tt_reconnect, nullptr);
+}
+
+TEST_F(OwedTaskTest, AStartSchedulesWhatFailedWithinIt) {
+  close(agent_fd());
+  platform().Reset();
+  platform().FailEvery(3);
+  ASSERT_EQ(Init(), 0);
+  EXPECT_NE(tasks().tt_reconnect, nullptr);
+  EXPECT_NE(tasks().tt_read, nullptr);
+  EXPECT_NE(tasks().tt_reg, nullptr);
+}
+
+TEST_F(OwedTaskTest, ARequestToLeaveThatFailsIsTriedAgain) {
+  platform().FailNext(1);
+  ASSERT_EQ(nc_dm_agent_unreg_all(nullptr), 0);
+  EXPECT_EQ(tasks().tt_unreg_client, nullptr);
+  RunAny(nc_dm_agent_reg_handler);
+  EXPECT_NE(tasks().tt_unreg_client, nullptr);
+}
+
+// ---- A whole life in which every n-th scheduling fails ----
+
+class FailingSchedulingsTest : public AgentTest, public testing::WithParamInterface<int> {
+ protected:
+  static int RegisterModel() {
+    const char* const kLeaves[] = {"sys.a", "sys.b", "t.{i}.name"};
+    int result = 0;
+    for (const char* leaf : kLeaves) {
+      result |= nc_dm_agent_mode_reg(
+          const_cast<char*>(leaf), NC_DM_VAL_TYPE_BOOL, 0, 0, nullptr,
+          [](nc_dm_id_array_t*, char*) { return 0; }, nullptr, nullptr, nullptr, nullptr, nullptr);
+    }
+    return result;
+  }
+
+  // Runs tasks until only those are left that wait for the server's next word or for the next
+  // second, or for the server itself.
+  static void RunSome() {
+    for (int i = 0; i < 6; i++) {
+      for (FakeTask* task : platform().Pending()) {
+        if (!platform().IsPending(task)) continue;
+        pollfd readable = {task->value, POLLIN, 0};
+        if (task->kind == TaskKind::kRead && poll(&readable, 1, 0) != 1) continue;
+        platform().Run(task);
+      }
+    }
+  }
+
+  // The paths that the server was told, of all that it has been sent.
+  static std::vector<std::string> ToldPaths(const Peer& server) {
+    std::vector<std::string> paths;
+    while (!server.IsQuiet()) {
+      const Frame frame = server.Receive();
+      if (frame.type() != NC_DM_MSG_TYPE_REG) continue;
+      BodyReader body(frame);
+      body.Int32();
+      paths.push_back(body.Text());
+    }
+    return paths;
+  }
+};
+
+TEST_P(FailingSchedulingsTest, LosesNothing) {
+  platform().FailEvery(GetParam());
+  ASSERT_EQ(Init(RegisterModel), 0);
+  for (int life = 0; life < 20; life++) {
+    const Server listener(dir());
+    RunSome();
+    ASSERT_TRUE(listener.HasConnection()) << "life " << life;
+    Peer server = listener.Accept();
+    RunSome();
+    EXPECT_THAT(ToldPaths(server), testing::IsSupersetOf({"sys.a", "sys.b", "t.{i}.name"}));
+
+    ASSERT_EQ(nc_dm_agent_reg(const_cast<char*>("t.1.")), 0);
+    server.Send(NC_DM_MSG_TYPE_EDIT, Body().Int32(2), 100 + life);
+    RunSome();
+    const Frame answer = server.Receive();
+    EXPECT_EQ(answer.type(), NC_DM_MSG_TYPE_EDIT_RSP);
+    EXPECT_EQ(answer.head.sid, 100 + life);
+    EXPECT_EQ(PendingRecords(), 0u);
+    server.Close();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryNth, FailingSchedulingsTest, testing::Values(2, 3, 4, 5, 7, 11));
 
 }  // namespace
 }  // namespace ncdm_test

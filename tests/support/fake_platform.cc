@@ -128,12 +128,19 @@ void FakePlatform::FailNext(int count) {
   failures_ = count;
 }
 
+void FakePlatform::FailEvery(int n) {
+  const std::lock_guard lock(mutex_);
+  fail_every_ = n;
+  calls_ = 0;
+}
+
 void FakePlatform::Reset() {
   const std::lock_guard lock(mutex_);
   tasks_.clear();
   cancelled_.clear();
   scheduled_ = 0;
   failures_ = 0;
+  fail_every_ = 0;
 }
 
 zu_thread* FakePlatform::Schedule(const FakeTask& task) {
@@ -142,6 +149,7 @@ zu_thread* FakePlatform::Schedule(const FakeTask& task) {
     --failures_;
     return nullptr;
   }
+  if (fail_every_ > 0 && ++calls_ % fail_every_ == 0) return nullptr;
   EXPECT_NE(task.master, nullptr) << "a task without a master";
   EXPECT_NE(task.func, nullptr) << "a task without a function";
   ++scheduled_;

@@ -67,6 +67,8 @@ class FakePlatform {
 
   // Makes the next `count` scheduling calls return null.
   void FailNext(int count);
+  // Makes every n-th scheduling call return null; 0 ends that.
+  void FailEvery(int n);
 
   // Releases all tasks and forgets the counts.
   void Reset();
@@ -85,6 +87,8 @@ class FakePlatform {
   std::vector<TaskKind> cancelled_;
   int scheduled_ = 0;
   int failures_ = 0;
+  int fail_every_ = 0;
+  int calls_ = 0;
 };
 
 struct LogRecord {
