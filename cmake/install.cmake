@@ -1,12 +1,16 @@
 # `cmake --install`: headers, libraries, console, NETCONF server, pkg-config file and CMake package.
 include(CMakePackageConfigHelpers)
 
-foreach(target netconf_dm_agent zu-thread zu-platform)
+set(ncdm_libraries netconf_dm_agent zu-thread zu-platform)
+if(TARGET ncdm-yang)
+  list(APPEND ncdm_libraries ncdm-model ncdm-model-pattern)
+endif()
+foreach(target IN LISTS ncdm_libraries)
   target_include_directories(${target} INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent>)
 endforeach()
 
-install(TARGETS netconf_dm_agent zu-thread zu-platform
+install(TARGETS ${ncdm_libraries}
   EXPORT netconf_dm_agent
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET ncdm-console)
@@ -14,6 +18,12 @@ if(TARGET ncdm-console)
 endif()
 if(TARGET ncdm-netconf)
   install(TARGETS ncdm-netconf RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+if(TARGET ncdm-yang)
+  install(TARGETS ncdm-yang RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES yang/runtime/ncdm_model.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent)
+  install(FILES yang/ncdm-extensions.yang DESTINATION ${CMAKE_INSTALL_DATADIR}/yang)
 endif()
 install(DIRECTORY include/ platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent
@@ -23,6 +33,10 @@ install(EXPORT netconf_dm_agent
   FILE netconf_dm_agentTargets.cmake
   NAMESPACE netconf_dm_agent::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
+# The build tree is a package too: what ncdm-yang writes from there finds the libraries there.
+export(EXPORT netconf_dm_agent
+  FILE ${PROJECT_BINARY_DIR}/netconf_dm_agentTargets.cmake
+  NAMESPACE netconf_dm_agent::)
 configure_package_config_file(cmake/netconf_dm_agentConfig.cmake.in
   ${PROJECT_BINARY_DIR}/netconf_dm_agentConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
