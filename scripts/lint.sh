@@ -61,7 +61,7 @@ check_format() { files '*.cc' '*.h' '*.c' | xargs clang-format --dry-run -Werror
 # scripts/cppcheck.suppressions says why what it names is meant so.
 check_cppcheck() {
   sed '/^#/d;/^$/d' scripts/cppcheck.suppressions >"$build/cppcheck.suppressions"
-  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'examples/*.cc' >"$build/cppcheck.files"
+  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'examples/*.cc' >"$build/cppcheck.files"
   cppcheck --file-list="$build/cppcheck.files" --enable=warning,performance,portability,style \
     --suppressions-list="$build/cppcheck.suppressions" --suppress=missingIncludeSystem \
     --std=c++20 --language=c++ -I include -I lib -I platform/include -I . -j "$jobs" --quiet \
@@ -83,7 +83,7 @@ check_analyzer() {
 check_tidy() {
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DNCDM_BENCH=ON -DNCDM_HAS_MEMORY_STRATEGY=OFF \
     -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
-  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'examples/*.cc' 'bench/*.cc' 'tests/*.cc' |
+  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'examples/*.cc' 'bench/*.cc' 'tests/*.cc' |
     xargs -P "$jobs" -n 4 clang-tidy --quiet -p "$build"
 }
 

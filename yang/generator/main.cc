@@ -98,7 +98,7 @@ int Run(int argc, char** argv) {
   Request request;
   CLI::App options{"From a YANG module to a running application."};
   options.name("ncdm-yang");
-  options.set_version_flag("--version", "ncdm-yang " NCDM_VERSION);
+  options.set_version_flag("--version", std::string("ncdm-yang ") + kVersion);
   options.require_subcommand(1);
   CLI::App* generate = options.add_subcommand(
       "generate",

@@ -32,7 +32,7 @@ std::string Bound(const Type& type, int64_t bound) {
   std::string digits = std::to_string(negative ? uint64_t{0} - static_cast<uint64_t>(bound)
                                                : static_cast<uint64_t>(bound));
   const auto places = static_cast<size_t>(type.fraction_digits);
-  if (digits.size() <= places) digits.insert(0, places + 1 - digits.size(), '0');
+  while (digits.size() < places + 1) digits.insert(digits.begin(), '0');
   digits.insert(digits.size() - places, ".");
   return (negative ? "-" : "") + digits;
 }
@@ -160,7 +160,7 @@ std::vector<std::string> HeadText(const Module& module) {
 }  // namespace
 
 std::string Origin(const Module& module) {
-  std::string text = "written by ncdm-yang " NCDM_VERSION " from " + module.file;
+  std::string text = std::string("written by ncdm-yang ") + kVersion + " from " + module.file;
   if (!module.revision.empty()) text += ", revision " + module.revision;
   return text;
 }

@@ -210,6 +210,29 @@ nc_int64 ncdm_next(const ncdm_node_t* node, const nc_int64* ids) {
   });
 }
 
+namespace {
+
+int Reported(bool done, const std::string& problem, char* error, size_t size) {
+  snprintf(error, size, "%s", problem.c_str());
+  return done ? 0 : -1;
+}
+
+}  // namespace
+
+int ncdm_data_read(const ncdm_model_t* model, const char* file, char* error, size_t size) {
+  return Guarded(-1, [&] {
+    std::string problem;
+    return Reported(ncdm::model::ReadDataFile(*model, file, problem), problem, error, size);
+  });
+}
+
+int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error, size_t size) {
+  return Guarded(-1, [&] {
+    std::string problem;
+    return Reported(ncdm::model::WriteDataFile(*model, file, problem), problem, error, size);
+  });
+}
+
 int ncdm_model_start(const ncdm_model_t* model, const char* name, zu_thread_master* master,
                      const char* data_file) {
   return Guarded(-1, [&] { return ncdm::model::Start(*model, name, master, data_file); });

@@ -238,6 +238,15 @@ NC_DM_API nc_int64 ncdm_find(const ncdm_node_t* node, const nc_int64* ids, const
 /* The kept entry's id that follows the last of `ids` (0: the first one); 0 at the end. */
 NC_DM_API nc_int64 ncdm_next(const ncdm_node_t* node, const nc_int64* ids);
 
+/* Reads a data file (JSON, RFC 7951) into the application: configuration through its operations,
+ * state into memory; a file that does not exist is empty. Before the start. 0; -1, with what is
+ * wrong and where in `error`, a buffer of `size` bytes. */
+NC_DM_API int ncdm_data_read(const ncdm_model_t* model, const char* file, char* error, size_t size);
+
+/* Writes what the application holds, so that a crash leaves the old content or the new. */
+NC_DM_API int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error,
+                              size_t size);
+
 /* Starts the agent with the model: reads `data_file` (may be null; one that does not exist is
  * empty, and is written at a commit), calls nc_dm_agent_init, and announces the module behind
  * everything else. 0, or negative; what is wrong with the file is printed to standard error. */

@@ -136,17 +136,16 @@ bool ReadDecimal(const ncdm_type_t& type, std::string_view text, void* member) {
 
 // The canonical form has a digit on either side of the point and no further zeros behind it.
 void WriteDecimal(const ncdm_type_t& type, int64_t value, char* text) {
-  const bool negative = value < 0;
+  const char* const sign = value < 0 ? "-" : "";
   const uint64_t magnitude =
-      negative ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+      value < 0 ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
   char digits[32];
   const int width = type.fraction_digits + 1;
   int size =
       snprintf(digits, sizeof digits, "%0*llu", width, static_cast<unsigned long long>(magnitude));
   const int whole = size - type.fraction_digits;
   while (size > whole + 1 && digits[size - 1] == '0') --size;
-  snprintf(text, NCDM_TEXT_SIZE, "%s%.*s.%.*s", negative ? "-" : "", whole, digits, size - whole,
-           digits + whole);
+  snprintf(text, NCDM_TEXT_SIZE, "%s%.*s.%.*s", sign, whole, digits, size - whole, digits + whole);
 }
 
 // ---- Texts ----
