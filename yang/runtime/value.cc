@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "base64.h"
 #include "text.h"
@@ -136,16 +137,16 @@ bool ReadDecimal(const ncdm_type_t& type, std::string_view text, void* member) {
 
 // The canonical form has a digit on either side of the point and no further zeros behind it.
 void WriteDecimal(const ncdm_type_t& type, int64_t value, char* text) {
-  const char* const sign = value < 0 ? "-" : "";
+  // Also of the least number, whose magnitude is no int64_t.
   const uint64_t magnitude =
-      value < 0 ? uint64_t{0} - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
-  char digits[32];
-  const int width = type.fraction_digits + 1;
-  int size =
-      snprintf(digits, sizeof digits, "%0*llu", width, static_cast<unsigned long long>(magnitude));
-  const int whole = size - type.fraction_digits;
-  while (size > whole + 1 && digits[size - 1] == '0') --size;
-  snprintf(text, NCDM_TEXT_SIZE, "%s%.*s.%.*s", sign, whole, digits, size - whole, digits + whole);
+      value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  std::string digits = std::to_string(magnitude);
+  const auto places = static_cast<size_t>(type.fraction_digits);
+  while (digits.size() < places + 1) digits.insert(digits.begin(), '0');
+  const std::string whole = digits.substr(0, digits.size() - places);
+  std::string fraction = digits.substr(digits.size() - places);
+  while (fraction.size() > 1 && fraction.back() == '0') fraction.pop_back();
+  snprintf(text, NCDM_TEXT_SIZE, "%s%s.%s", value < 0 ? "-" : "", whole.c_str(), fraction.c_str());
 }
 
 // ---- Texts ----
