@@ -164,6 +164,10 @@ Envelope OpenEnvelope(std::string_view message, Framing framing) {
   Envelope envelope;
   try {
     envelope.rpc = ParseXmlTop(message);
+  } catch (const XmlTooBig& error) {
+    envelope.error =
+        Refusal("rpc", "too-big", std::string("The message has ") + error.what() + ".");
+    return envelope;
   } catch (const XmlError& error) {
     envelope.error = Malformed(framing, error.what());
     return envelope;

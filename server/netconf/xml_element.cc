@@ -33,9 +33,19 @@ class Collector {
 
   XmlElement TakeRoot() { return std::move(root_); }
   const std::string& error() const { return error_; }
+  bool is_too_big() const { return nodes_ > kMaxXmlNodes; }
+
+  void Count(std::size_t nodes) {
+    nodes_ += nodes;
+    in_text_ = false;
+    if (is_too_big()) {
+      Refuse("more than " + std::to_string(kMaxXmlNodes) + " nodes");
+    }
+  }
 
   // An element begins. True if it is one to keep: Keep() follows.
-  bool Start() {
+  bool Start(std::size_t attributes) {
+    Count(1 + 2 * attributes);
     if (++depth_ > kMaxDepth) {
       Refuse("deeper than " + std::to_string(kMaxDepth) + " levels");
     }
@@ -53,6 +63,7 @@ class Collector {
   }
 
   void End() {
+    in_text_ = false;
     if (static_cast<std::size_t>(depth_) == open_.size()) {
       open_.pop_back();
     }
@@ -60,6 +71,10 @@ class Collector {
   }
 
   void Text(std::string_view text) {
+    if (!in_text_) {
+      Count(1);
+      in_text_ = true;
+    }
     if (static_cast<std::size_t>(depth_) == open_.size() && !open_.empty()) {
       std::string& kept = open_.back()->text;
       kept.append(text.substr(0, limits_.text - std::min(limits_.text, kept.size())));
@@ -79,6 +94,8 @@ class Collector {
   XmlElement root_;
   std::vector<XmlElement*> open_;  // the kept ones on the way to where the parser is
   int depth_ = 0;                  // of the parser
+  std::size_t nodes_ = 0;
+  bool in_text_ = false;  // libxml2 passes a long text in pieces
   std::string error_;
 };
 
@@ -106,7 +123,7 @@ void OnStart(void* data, const xmlChar* name, const xmlChar* prefix, const xmlCh
              int namespace_count, const xmlChar** namespaces, int attribute_count,
              int /*defaulted*/, const xmlChar** attributes) {
   Collector& collector = ToCollector(data);
-  if (collector.Start()) {
+  if (collector.Start(static_cast<std::size_t>(namespace_count + attribute_count))) {
     collector.Keep({ToString(prefix), ToString(name), ToString(uri),
                     ToNamespaces(namespace_count, namespaces),
                     ToAttributes(attribute_count, attributes)});
@@ -119,6 +136,12 @@ void OnEnd(void* data, const xmlChar* /*name*/, const xmlChar* /*prefix*/, const
 
 void OnText(void* data, const xmlChar* text, int size) {
   ToCollector(data).Text({reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)});
+}
+
+void OnComment(void* data, const xmlChar* /*text*/) { ToCollector(data).Count(1); }
+
+void OnInstruction(void* data, const xmlChar* /*target*/, const xmlChar* /*text*/) {
+  ToCollector(data).Count(1);
 }
 
 void OnDocumentType(void* data, const xmlChar* /*name*/, const xmlChar* /*external_id*/,
@@ -143,6 +166,8 @@ xmlSAXHandler MakeHandler() {
   handler.endElementNs = OnEnd;
   handler.characters = OnText;
   handler.cdataBlock = OnText;
+  handler.comment = OnComment;
+  handler.processingInstruction = OnInstruction;
   handler.serror = OnError;
   return handler;
 }
@@ -180,6 +205,9 @@ XmlElement ParseXmlTop(std::string_view document, const XmlLimits& limits) {
   context->userData = &collector;
   xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
   xmlParseDocument(context.get());
+  if (collector.is_too_big()) {
+    throw XmlTooBig(collector.error());
+  }
   if (!collector.error().empty()) {
     throw XmlError(collector.error());
   }

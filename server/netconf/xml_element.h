@@ -40,6 +40,15 @@ class XmlError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Well-formed so far, but of more nodes than kMaxXmlNodes.
+class XmlTooBig : public XmlError {
+  using XmlError::XmlError;
+};
+
+// Elements, texts, comments and processing instructions, and each attribute as two: what whoever
+// has the document next makes of it takes some hundred bytes for each.
+inline constexpr std::size_t kMaxXmlNodes = 1'000'000;
+
 // What a message keeps of its elements: to this depth (1: the root alone), that many children of an
 // element and bytes of text in it. The rest is checked and dropped.
 struct XmlLimits {
@@ -49,7 +58,7 @@ struct XmlLimits {
 };
 
 // Checks the whole document, behind white space and a byte order mark, and returns its top. Deeper
-// than 256 levels is refused. Throws XmlError.
+// than 256 levels is refused. Throws XmlError, or XmlTooBig.
 XmlElement ParseXmlTop(std::string_view document, const XmlLimits& limits = {});
 
 }  // namespace ncdm::netconf

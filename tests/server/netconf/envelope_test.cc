@@ -61,6 +61,12 @@ TEST(EnvelopeTest, MalformedMessageIsATagThatOnlyClientsOfTheNewerVersionKnow) {
   EXPECT_EQ(ErrorOf("<rpc>", Framing::kEndOfMessage), "rpc operation-failed");
 }
 
+TEST(EnvelopeTest, MessageOfTooManyNodesIsTooBig) {
+  std::string many;
+  for (std::size_t i = 0; i < kMaxXmlNodes; ++i) many += "<a/>";
+  EXPECT_EQ(ErrorOf(Rpc("message-id='1'", "<get>" + many + "</get>")), "rpc too-big");
+}
+
 TEST(EnvelopeTest, EmptyReplyIsOk) {
   EXPECT_EQ(
       ReplyTo(Rpc("message-id='7'", "<get/>")),

@@ -149,7 +149,7 @@ class HostileTest(unittest.TestCase):
 
     def test_largest_messages_delay_others_by_their_parsing_alone(self):
         session = self.session()
-        body = '<a b="c">d</a>' * (MAX_MESSAGE // 14 - 20)
+        body = f'<a>{"d" * 27}</a>' * (MAX_MESSAGE // 34 - 20)  # nearly a million nodes
         for _ in range(3):
             session.send(rpc(fake('other', body)))
             self.assertIn(b'<data', session.receive())

@@ -73,6 +73,28 @@ TEST(XmlElementTest, DepthIsBounded) {
   EXPECT_THROW(ParseXmlTop(nested(257)), XmlError);
 }
 
+std::string Repeated(std::string_view piece, std::size_t count) {
+  std::string text;
+  for (; count > 0; --count) text += piece;
+  return text;
+}
+
+TEST(XmlElementTest, NodesAreBounded) {
+  const auto parse = [](const std::string& content) { ParseXmlTop("<a>" + content + "</a>"); };
+  EXPECT_NO_THROW(parse(Repeated("<b/>", kMaxXmlNodes - 1)));
+  EXPECT_THROW(parse(Repeated("<b/>", kMaxXmlNodes)), XmlTooBig);
+  EXPECT_NO_THROW(parse(Repeated("<b>c</b>", kMaxXmlNodes / 2 - 1)));
+  EXPECT_THROW(parse(Repeated("<b>c</b>", kMaxXmlNodes / 2)), XmlTooBig);
+  EXPECT_THROW(parse(Repeated("<b c='d'/>", kMaxXmlNodes / 3 + 1)), XmlTooBig);
+  EXPECT_THROW(parse(Repeated("<b xmlns='d'/>", kMaxXmlNodes / 3 + 1)), XmlTooBig);
+  EXPECT_THROW(parse(Repeated("<!---->", kMaxXmlNodes)), XmlTooBig);
+  EXPECT_THROW(parse(Repeated("<?b?>", kMaxXmlNodes)), XmlTooBig);
+}
+
+TEST(XmlElementTest, LongTextIsOneNode) {
+  EXPECT_NO_THROW(ParseXmlTop("<a>" + Repeated("text\n", 3'000'000) + "</a>"));
+}
+
 TEST(XmlTextTest, WhatHasAMeaningIsEscaped) {
   EXPECT_EQ(Escaped("a<b>&\"'\n\r]]>"), "a&lt;b&gt;&amp;\"'\n&#13;]]&gt;");
   std::string attribute;
