@@ -32,6 +32,7 @@ const Device::OperationEntry Device::kOperations[] = {
 
 Device::Device(const DeviceOptions& options, const Sessions& sessions)
     : context_(options.yang),
+      constraints_(context_),
       agents_(options.root),
       state_(context_, sessions),
       log_([this](const std::string& line) { Log(line); }) {}

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "server/netconf/device/agents.h"
+#include "server/netconf/device/constraints.h"
 #include "server/netconf/device/datastores.h"
 #include "server/netconf/device/edit.h"
 #include "server/netconf/device/filter.h"
@@ -81,6 +82,8 @@ class Device : public Operations {
   void CheckServed(const Mapping& mapping, const EditNode& edit);
   RpcError NotServed(const Mapping& mapping, const lysc_node* node, const InstancePath& path) const;
   std::set<std::string> AgentsOf(const Mapping& mapping, const EditNode& edit) const;
+  // Reads for a change: an agent whose data is not at hand fails it.
+  Task<ReadResult> ReadForChange(std::shared_ptr<const Mapping> mapping, Wanted part);
   Task<> EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
                      std::vector<RpcError>* errors);
   Task<> EditCandidate(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
@@ -103,12 +106,14 @@ class Device : public Operations {
   Task<> RollBack();
   void ForgetCandidate() { datastores_.candidate.reset(); }
 
-  Task<> CheckChanged(std::shared_ptr<const Mapping> mapping, const Tree& old_tree, Tree* new_tree,
-                      bool is_complete);
+  // Throws OperationFailed when the configuration breaks a constraint of the model.
+  void CheckWhole(Tree* tree);
+  IsServed ServedBy(const std::shared_ptr<const Mapping>& mapping) const;
 
   void Log(const std::string& line);
 
   YangContext context_;
+  Constraints constraints_;
   Agents agents_;
   StateData state_;
   std::shared_ptr<const Mapping> mapping_;

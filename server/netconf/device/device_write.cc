@@ -38,6 +38,14 @@ Tree OnlyOfOthers(const Tree& tree, const Mapping& mapping, const std::set<std::
   return others;
 }
 
+const Compares kEverything = [](const lysc_node*) { return true; };
+
+Tree Edited(const Tree& tree, const EditNode& edit, std::vector<RpcError>* errors) {
+  Tree edited = tree.Copy();
+  ApplyEdit(edit, &edited, errors);
+  return edited;
+}
+
 void ThrowFirst(const std::map<std::string, RpcError>& failures) {
   if (!failures.empty()) {
     throw OperationFailed(failures.begin()->second);
@@ -104,19 +112,44 @@ Task<> Device::EditRunning(const Rpc& rpc, const EditParameters& parameters, con
   CheckLock(Datastore::kRunning, rpc.client);
   const auto mapping = CurrentMapping();
   CheckServed(*mapping, edit);
-  const Wanted part = ToRead(edit);
-  const ReadResult now = co_await Read(agents_, mapping, part, Content::kConfig, log_);
-  ThrowFirst(now.failed);
-  ThrowFirst(now.gone);
+  Wanted part = ToRead(edit);
+  ReadResult now = co_await ReadForChange(mapping, part);
   const bool go_on = parameters.on_error == OnError::kContinue;
-  Tree wanted = now.tree.Copy();
-  ApplyEdit(edit, &wanted, go_on ? errors : nullptr);
-  co_await CheckChanged(mapping, now.tree, &wanted, false);
+  std::vector<RpcError> refused;
+  Tree wanted = Edited(now.tree, edit, go_on ? &refused : nullptr);
+  const Constraints::Affected affected =
+      constraints_.AffectedBy(Compare(now.tree, wanted, kEverything));
+  if (!affected.empty()) {
+    part.Add(affected.to_read());
+    now = co_await ReadForChange(mapping, part);
+    refused.clear();
+    wanted = Edited(now.tree, edit, go_on ? &refused : nullptr);
+    constraints_.Check(affected, &wanted, ServedBy(mapping),
+                       [&](const lyd_node* node) { return Sets(edit, node); });
+  }
+  *errors = refused;
   if (parameters.test != Test::kTestOnly) {
     co_await ChangeRunning(
         mapping, now, wanted, part, [](const lysc_node*) { return true; },
         go_on ? errors : nullptr);
   }
+}
+
+Task<ReadResult> Device::ReadForChange(std::shared_ptr<const Mapping> mapping, Wanted part) {
+  ReadResult now =
+      co_await Read(agents_, std::move(mapping), std::move(part), Content::kConfig, log_);
+  ThrowFirst(now.failed);
+  ThrowFirst(now.gone);
+  co_return std::move(now);
+}
+
+IsServed Device::ServedBy(const std::shared_ptr<const Mapping>& mapping) const {
+  return [mapping](const lysc_node* node) { return mapping->IsServed(node); };
+}
+
+void Device::CheckWhole(Tree* tree) {
+  constraints_.Check(constraints_.All(), tree, ServedBy(CurrentMapping()),
+                     [](const lyd_node*) { return true; });
 }
 
 Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
@@ -128,7 +161,7 @@ Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, c
   Tree wanted = datastores_.candidate->tree.Copy();
   ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
   if (parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly) {
-    CheckWhole(context_, &wanted);
+    CheckWhole(&wanted);
   }
   if (parameters.test != Test::kTestOnly) {
     datastores_.candidate->tree = std::move(wanted);
@@ -226,7 +259,8 @@ Task<Tree> Device::ReplaceRunning(const Tree& wanted, const Tree* base,
     }
   }
   Tree checked = wanted.Copy();
-  co_await CheckChanged(mapping, now.tree, &checked, true);
+  constraints_.Check(constraints_.AffectedBy(Compare(now.tree, checked, compares)), &checked,
+                     ServedBy(mapping), [](const lyd_node*) { return false; });
   co_await ChangeRunning(mapping, now, checked, std::move(part), compares, nullptr);
   co_return std::move(now.tree);
 }
@@ -420,17 +454,8 @@ Task<Reply> Device::Validate(const Rpc& rpc) {
     Wanted wanted = WantConfig(context_);
     tree = co_await ReadRunning(std::move(wanted), Content::kConfig);
   }
-  CheckWhole(context_, &tree);
+  CheckWhole(&tree);
   co_return Reply{};
-}
-
-Task<> Device::CheckChanged(std::shared_ptr<const Mapping> mapping, const Tree& old_tree,
-                            Tree* new_tree, bool is_complete) {
-  (void)mapping;
-  (void)old_tree;
-  (void)new_tree;
-  (void)is_complete;
-  co_return;
 }
 
 }  // namespace ncdm::netconf

@@ -44,6 +44,9 @@ Wanted ToRead(const EditNode& edit);
 // first node that cannot be done; with `errors` given, leaves that node and goes on.
 void ApplyEdit(const EditNode& edit, Tree* tree, std::vector<RpcError>* errors);
 
+// True if the edit itself says that the node is to be there.
+bool Sets(const EditNode& edit, const lyd_node* node);
+
 }  // namespace ncdm::netconf
 
 #endif  // NCDM_SERVER_NETCONF_DEVICE_EDIT_H_

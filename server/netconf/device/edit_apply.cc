@@ -185,6 +185,36 @@ Wanted ToRead(const EditNode& edit) {
   return root;
 }
 
+namespace {
+
+bool IsSame(const EditNode& edit, const lyd_node* node) {
+  return edit.schema == node->schema &&
+         (node->schema->nodetype != LYS_LIST || edit.keys == KeyValuesOf(node)) &&
+         (node->schema->nodetype != LYS_LEAFLIST || edit.value == ValueOf(node));
+}
+
+// What the edit says to the node; null for nothing.
+const EditNode* Named(const EditNode& edit, const lyd_node* node) {
+  const EditNode* parent = lyd_parent(node) == nullptr ? &edit : Named(edit, lyd_parent(node));
+  if (parent == nullptr) {
+    return nullptr;
+  }
+  for (const auto& child : parent->children) {
+    if (IsSame(*child, node)) {
+      return child.get();
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool Sets(const EditNode& edit, const lyd_node* node) {
+  const EditNode* named = Named(edit, node);
+  return named != nullptr && named->operation != EditOperation::kDelete &&
+         named->operation != EditOperation::kRemove && named->operation != EditOperation::kNone;
+}
+
 void ApplyEdit(const EditNode& edit, Tree* tree, std::vector<RpcError>* errors) {
   Editor(tree, errors).Children(edit, nullptr);
 }

@@ -27,6 +27,8 @@ class Tree {
   bool empty() const { return first_ == nullptr; }
   Tree Copy() const;
 
+  // Gives the nodes away.
+  lyd_node* Release() { return std::exchange(first_, nullptr); }
   // Links the node, which has no parent.
   void Insert(lyd_node* node);
   // Frees a node of this tree, wherever it is, and everything below it.

@@ -187,14 +187,27 @@ class PlainPathReader {
   std::size_t position_ = 0;
 };
 
+std::string LiteralWithModuleName(std::string_view literal, const PrefixResolver& resolve) {
+  const std::size_t colon = literal.find(':');
+  if (colon == std::string_view::npos || colon < 2 ||
+      !std::ranges::all_of(literal.substr(1, colon - 1), IsNamePart) ||
+      !std::ranges::all_of(literal.substr(colon + 1, literal.size() - colon - 2), IsNamePart)) {
+    return std::string(literal);
+  }
+  const auto module = resolve(std::string(literal.substr(1, colon - 1)));
+  return module ? literal[0] + *module + std::string(literal.substr(colon)) : std::string(literal);
+}
+
 }  // namespace
 
 std::optional<std::string> WithModuleNames(std::string_view expression,
-                                           const PrefixResolver& resolve) {
+                                           const PrefixResolver& resolve, Literals literals) {
   std::string result;
   bool is_attribute = false;
   for (const Token& token : Tokens(expression).All()) {
-    if (token.kind != Kind::kName || token.text == "*" || is_attribute) {
+    if (token.kind == Kind::kLiteral && literals == Literals::kToo) {
+      result += LiteralWithModuleName(token.text, resolve);
+    } else if (token.kind != Kind::kName || token.text == "*" || is_attribute) {
       result += token.text;
     } else {
       const std::size_t colon = token.text.find(':');

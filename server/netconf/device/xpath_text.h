@@ -14,10 +14,14 @@ namespace ncdm::netconf {
 // The module name for a prefix; the empty prefix is asked for names without one.
 using PrefixResolver = std::function<std::optional<std::string>(const std::string& prefix)>;
 
+// Literals that are a name with a prefix, such as an identity's, may be meant as one.
+enum class Literals { kAsTheyAre, kToo };
+
 // The expression with module names in the place of prefixes, the form that libyang takes. Nothing
-// when a prefix does not resolve.
+// when a prefix does not resolve; a literal's is left as it is then.
 std::optional<std::string> WithModuleNames(std::string_view expression,
-                                           const PrefixResolver& resolve);
+                                           const PrefixResolver& resolve,
+                                           Literals literals = Literals::kAsTheyAre);
 
 // One step of a path, in the form with module names.
 struct PathStep {
