@@ -6,13 +6,14 @@
 # --plots  draws cost against the number of entries into DIRECTORY, as SVG
 # --only   runs what has NAME in its name: read-leaf, read-list, get-id, entry, subtree, register,
 #          hold, memory, instance, or a function such as BM_ParsePath
+# bench/netconf.py compares ncdm-netconf with the console, once they are built.
 set -euo pipefail
 
 called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/setup.sh
 
-usage() { sed -n '2,8s/^# *//p' scripts/bench.sh; }
+usage() { sed -n '2,9s/^# *//p' scripts/bench.sh; }
 
 quick=()
 json=
