@@ -84,10 +84,7 @@ std::vector<lyd_node*> ConstraintCheck::Instances(const lysc_node* schema) const
 // In a copy: a default that is in use is not configuration that is to be written.
 void ConstraintCheck::AddDefaults() {
   full_ = tree_->Copy();
-  lyd_node* first = full_.Release();
-  lyd_new_implicit_all(&first, first == nullptr ? nullptr : LYD_CTX(first), LYD_IMPLICIT_NO_STATE,
-                       nullptr);
-  full_ = Tree(first);
+  full_.AddDefaults(context_);
 }
 
 void ConstraintCheck::Run(const std::vector<const Constraint*>& constraints,

@@ -17,7 +17,8 @@ bool HasDemand(const lysc_node* node);
 
 class ConstraintCheck {
  public:
-  ConstraintCheck(Tree* tree, const IsServed& is_served) : tree_(tree), is_served_(is_served) {}
+  ConstraintCheck(const ly_ctx* context, Tree* tree, const IsServed& is_served)
+      : context_(context), tree_(tree), is_served_(is_served) {}
 
   // Throws OperationFailed. See Constraints::Check.
   void Run(const std::vector<const Constraint*>& constraints,
@@ -39,6 +40,7 @@ class ConstraintCheck {
   void Choice(const lysc_node* choice, const lyd_node* parent, lyd_node* siblings) const;
   void Count(const lysc_node* schema, const lyd_node* parent, lyd_node* siblings) const;
 
+  const ly_ctx* context_;
   Tree* tree_;
   const IsServed& is_served_;
   Tree full_;  // with the defaults that are in use

@@ -334,7 +334,7 @@ Constraints::Affected Constraints::All() const {
 void Constraints::Check(const Affected& affected, Tree* tree, const IsServed& is_served,
                         const std::function<bool(const lyd_node*)>& explicitly) const {
   if (!affected.empty()) {
-    ConstraintCheck(tree, is_served).Run(affected.constraints_, explicitly);
+    ConstraintCheck(context_.get(), tree, is_served).Run(affected.constraints_, explicitly);
   }
 }
 

@@ -188,6 +188,7 @@ Task<Reply> Device::GetConfig(const Rpc& rpc) {
   Tree tree;
   if (source == Datastore::kCandidate && datastores_.candidate) {
     tree = co_await ReadCandidate();
+    ReportDefaults(&tree);
   } else {
     Wanted wanted = filter ? filter->ToRead() : WantEverything(context_);
     tree = co_await ReadRunning(std::move(wanted), Content::kConfig);

@@ -76,6 +76,8 @@ class Device : public Operations {
   // Throws OperationFailed when an agent did not answer.
   Task<Tree> ReadRunning(Wanted wanted, Content content);
   Task<Tree> ReadCandidate();
+  // Adds the defaults of what can be served: all data is reported.
+  void ReportDefaults(Tree* tree);
 
   // ---- Writing ----
   // Throws OperationFailed unless every node of the edit can be served now.
@@ -107,7 +109,9 @@ class Device : public Operations {
   void ForgetCandidate() { datastores_.candidate.reset(); }
 
   // Throws OperationFailed when the configuration breaks a constraint of the model.
-  void CheckWhole(Tree* tree);
+  // Nodes whose `when` is false are refused if the client gave them itself (`is_given`), else they
+  // do not count.
+  void CheckWhole(Tree* tree, bool is_given);
   IsServed ServedBy(const std::shared_ptr<const Mapping>& mapping) const;
 
   void Log(const std::string& line);

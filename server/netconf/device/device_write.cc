@@ -147,9 +147,9 @@ IsServed Device::ServedBy(const std::shared_ptr<const Mapping>& mapping) const {
   return [mapping](const lysc_node* node) { return mapping->IsServed(node); };
 }
 
-void Device::CheckWhole(Tree* tree) {
+void Device::CheckWhole(Tree* tree, bool is_given) {
   constraints_.Check(constraints_.All(), tree, ServedBy(CurrentMapping()),
-                     [](const lyd_node*) { return true; });
+                     [is_given](const lyd_node*) { return is_given; });
 }
 
 Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
@@ -161,7 +161,7 @@ Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, c
   Tree wanted = datastores_.candidate->tree.Copy();
   ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
   if (parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly) {
-    CheckWhole(&wanted);
+    CheckWhole(&wanted, false);
   }
   if (parameters.test != Test::kTestOnly) {
     datastores_.candidate->tree = std::move(wanted);
@@ -310,6 +310,21 @@ Task<Tree> Device::ReadCandidate() {
   co_return datastores_.candidate->tree.Copy();
 }
 
+void Device::ReportDefaults(Tree* tree) {
+  const auto mapping = CurrentMapping();
+  tree->AddDefaults(context_.get());
+  const std::function<void(lyd_node*)> prune = [&](lyd_node* first) {
+    ForEachSibling(first, [&](lyd_node* node) {
+      if ((node->flags & LYD_DEFAULT) != 0 && !mapping->IsServed(node->schema)) {
+        tree->Free(node);
+      } else {
+        prune(lyd_child(node));
+      }
+    });
+  };
+  prune(tree->first());
+}
+
 // ---- commit ----
 
 Task<Reply> Device::Commit(const Rpc& rpc) {
@@ -454,7 +469,7 @@ Task<Reply> Device::Validate(const Rpc& rpc) {
     Wanted wanted = WantConfig(context_);
     tree = co_await ReadRunning(std::move(wanted), Content::kConfig);
   }
-  CheckWhole(&tree);
+  CheckWhole(&tree, static_cast<bool>(source.config));
   co_return Reply{};
 }
 

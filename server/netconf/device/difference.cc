@@ -46,7 +46,8 @@ class Comparison {
         return;
       }
       if (IsTerm(node->schema)) {
-        if (!IsKey(node->schema)) {
+        // A leaf that goes has its default, as it has now.
+        if (!IsKey(node->schema) && lyd_is_default(node) == 0) {
           leaves.push_back(node);
         }
       } else if (node->schema->nodetype == LYS_LIST) {

@@ -260,11 +260,14 @@ class XPathFilter : public Filter {
   }
 
   void Apply(Tree* tree) const override {
+    // Without any data it is still told whether the expression selects nodes.
+    Tree stand_in;
     if (tree->empty()) {
-      return;
+      NewContainer(&stand_in, nullptr, AnyContainer());
     }
+    const lyd_node* start = tree->empty() ? stand_in.first() : tree->first();
     ly_set* set = nullptr;
-    if (lyd_find_xpath(tree->first(), expression_.c_str(), &set) != LY_SUCCESS) {
+    if (lyd_find_xpath(start, expression_.c_str(), &set) != LY_SUCCESS) {
       throw OperationFailed(BadExpression(context_.LastError()));
     }
     const Set found(set);
@@ -279,6 +282,10 @@ class XPathFilter : public Filter {
   }
 
  private:
+  const lysc_node* AnyContainer() const {
+    return context_.Implemented("ietf-netconf-monitoring")->compiled->data;
+  }
+
   static const lysc_node* ChildNamed(const YangContext& context, const lysc_node* parent,
                                      const std::string& name) {
     const std::size_t colon = name.find(':');

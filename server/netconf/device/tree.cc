@@ -53,6 +53,10 @@ void Tree::Merge(Tree other) {
   lyd_merge_siblings(&first_, std::exchange(other.first_, nullptr), LYD_MERGE_DESTRUCT);
 }
 
+void Tree::AddDefaults(const ly_ctx* context) {
+  lyd_new_implicit_all(&first_, context, LYD_IMPLICIT_NO_STATE, nullptr);
+}
+
 std::string Tree::Xml() const {
   char* text = nullptr;
   if (first_ == nullptr ||

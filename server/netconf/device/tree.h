@@ -36,6 +36,9 @@ class Tree {
   // Adds what `other` has and this has not; leaves take `other`'s value.
   void Merge(Tree other);
 
+  // Adds the defaults that are in use, flagged LYD_DEFAULT, and containers without presence.
+  void AddDefaults(const ly_ctx* context);
+
   // Elements without blanks between them; each declares its namespace.
   std::string Xml() const;
 

@@ -215,9 +215,63 @@ std::map<const AgentModel*, Change> Writer::ByAgent(const Change& change) const 
 Task<> Writer::EditLeaves(const Change& change, Operation operation) {
   const auto parts = ByAgent(change);
   for (const auto& [agent, part] : parts) {
-    if (!excluded_.contains(agent->name)) {
+    if (excluded_.contains(agent->name)) {
+      continue;
+    }
+    if (operation == Operation::kDelete) {
+      co_await DeleteLeaves(*agent, part);
+    } else {
       co_await SendLeaves(*agent, part, operation);
     }
+  }
+}
+
+namespace {
+
+std::string DefaultOf(const lysc_node* schema) {
+  const auto* leaf = reinterpret_cast<const lysc_node_leaf*>(schema);
+  return schema->nodetype != LYS_LEAF || leaf->dflt == nullptr
+             ? std::string()
+             : lyd_value_get_canonical(schema->module->ctx, leaf->dflt);
+}
+
+bool HasDefault(const lysc_node* schema) {
+  return schema->nodetype == LYS_LEAF &&
+         reinterpret_cast<const lysc_node_leaf*>(schema)->dflt != nullptr;
+}
+
+}  // namespace
+
+// An application need not know how to delete a leaf that has a default: giving it that is the same.
+Task<> Writer::DeleteLeaves(const AgentModel& agent, const Change& change) {
+  Change others{.kind = change.kind, .node = change.node};
+  Change defaulted = others;
+  for (const lyd_node* leaf : change.leaves) {
+    (HasDefault(leaf->schema) ? defaulted : others).leaves.push_back(leaf);
+  }
+  if (!defaulted.leaves.empty()) {
+    bool refused = false;
+    try {
+      co_await SendLeaves(agent, defaulted, Operation::kDelete);
+    } catch (const OperationFailed&) {
+      if (lost_.contains(agent.name)) {
+        throw;
+      }
+      refused = true;
+    }
+    if (refused) {
+      std::vector<EditElement> elements;
+      const Ids ids = IdsOf(change.node, agent);
+      for (const lyd_node* leaf : defaulted.leaves) {
+        elements.push_back({.name = agent.Registered(leaf->schema)->Path(),
+                            .value = DefaultOf(leaf->schema),
+                            .ids = ids});
+      }
+      co_await Send(agent, server::EditSubtree(elements), change.node, nullptr);
+    }
+  }
+  if (!others.leaves.empty()) {
+    co_await SendLeaves(agent, others, Operation::kDelete);
   }
 }
 

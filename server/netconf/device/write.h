@@ -53,6 +53,7 @@ class Writer {
   Task<> DeleteEntry(const lyd_node* entry);
   Task<> CreateEntry(const Change& change);
   Task<> EditLeaves(const Change& change, server::Operation operation);
+  Task<> DeleteLeaves(const AgentModel& agent, const Change& change);
   Task<> Send(const AgentModel& agent, server::Request request, const lyd_node* where,
               std::int64_t* instance);
 
