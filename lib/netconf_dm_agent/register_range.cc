@@ -75,8 +75,8 @@ std::optional<Bounds> SplitRange(std::string_view component) {
   const size_t close = component.find('}');
   const bool in_order = open < dash && dash < close && close < component.size();
   if (!in_order) return std::nullopt;
-  return Bounds{component.substr(open + 1, dash - open - 1),
-                component.substr(dash + 1, close - dash - 1)};
+  return Bounds{{component.data() + open + 1, dash - open - 1},
+                {component.data() + dash + 1, close - dash - 1}};
 }
 
 // A positive number that no 64-bit id can be becomes the largest one, so that it is not taken for a

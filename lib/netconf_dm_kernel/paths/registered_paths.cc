@@ -62,9 +62,16 @@ class SeenTexts {
  private:
   static constexpr size_t kFirstSize = 64;
 
+  // FNV-1a: a path is short, and std::hash would need libstdc++ at run time.
+  static size_t Hash(std::string_view text) {
+    uint64_t hash = 14695981039346656037U;
+    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    return static_cast<size_t>(hash);
+  }
+
   // The slot of a text, or the free one where it belongs.
   std::string_view* Slot(std::string_view text) const {
-    size_t at = std::hash<std::string_view>()(text);
+    size_t at = Hash(text);
     while (true) {
       std::string_view* slot = &slots_.get()[at++ % size_];
       if (slot->data() == nullptr || *slot == text) return slot;
