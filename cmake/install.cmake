@@ -1,57 +1,80 @@
-# `cmake --install`: headers, libraries, console, NETCONF server, pkg-config file and CMake package.
+# `cmake --install`, in three components: library (the shared libraries), dev (headers, pkg-config file, CMake
+# package, section 3 of the manual) and tools (the programs, section 1). `uninstall` takes it all off again.
 include(CMakePackageConfigHelpers)
 
-set(ncdm_libraries netconf_dm_agent zu-thread zu-platform)
+set(libraries netconf_dm_agent zu-thread zu-platform)
 if(TARGET ncdm-yang)
-  list(APPEND ncdm_libraries ncdm-model ncdm-model-pattern)
+  list(APPEND libraries ncdm-model ncdm-model-pattern)
 endif()
-foreach(target IN LISTS ncdm_libraries)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
+
+foreach(target IN LISTS libraries)
   target_include_directories(${target} INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent>)
 endforeach()
-
-install(TARGETS ${ncdm_libraries}
+install(TARGETS ${libraries}
   EXPORT netconf_dm_agent
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-if(TARGET ncdm-console)
-  install(TARGETS ncdm-console RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
-if(TARGET ncdm-netconf)
-  install(TARGETS ncdm-netconf RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
-if(TARGET ncdm-yang)
-  install(TARGETS ncdm-yang RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES yang/runtime/ncdm_model.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent)
-  install(FILES yang/ncdm-extensions.yang DESTINATION ${CMAKE_INSTALL_DATADIR}/yang)
-endif()
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev)
+
 install(DIRECTORY include/ platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent
+  COMPONENT dev
   FILES_MATCHING PATTERN "*.h")
+if(TARGET ncdm-yang)
+  install(FILES yang/runtime/ncdm_model.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent COMPONENT dev)
+  install(FILES yang/ncdm-extensions.yang DESTINATION ${CMAKE_INSTALL_DATADIR}/yang COMPONENT tools)
+endif()
 
-install(EXPORT netconf_dm_agent
-  FILE netconf_dm_agentTargets.cmake
-  NAMESPACE netconf_dm_agent::
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
 # The build tree is a package too: what ncdm-yang writes from there finds the libraries there.
 export(EXPORT netconf_dm_agent
   FILE ${PROJECT_BINARY_DIR}/netconf_dm_agentTargets.cmake
   NAMESPACE netconf_dm_agent::)
+install(EXPORT netconf_dm_agent
+  FILE netconf_dm_agentTargets.cmake
+  NAMESPACE netconf_dm_agent::
+  DESTINATION ${package_dir}
+  COMPONENT dev)
 configure_package_config_file(cmake/netconf_dm_agentConfig.cmake.in
   ${PROJECT_BINARY_DIR}/netconf_dm_agentConfig.cmake
-  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
+  INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/netconf_dm_agentConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-configure_file(cmake/netconf_dm_agent.pc.in ${PROJECT_BINARY_DIR}/netconf_dm_agent.pc @ONLY)
 install(FILES
   ${PROJECT_BINARY_DIR}/netconf_dm_agentConfig.cmake
   ${PROJECT_BINARY_DIR}/netconf_dm_agentConfigVersion.cmake
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
-install(FILES ${PROJECT_BINARY_DIR}/netconf_dm_agent.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${package_dir}
+  COMPONENT dev)
 
+# The prefix is known when something is installed: --prefix may name another than the one configured.
+configure_file(cmake/install_pc.cmake.in ${PROJECT_BINARY_DIR}/install_pc.cmake @ONLY)
+install(SCRIPT ${PROJECT_BINARY_DIR}/install_pc.cmake COMPONENT dev)
+
+foreach(tool ncdm-console ncdm-netconf ncdm-yang)
+  if(TARGET ${tool})
+    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  endif()
+endforeach()
+
+# Pages of a program that is not built stay away.
 file(GLOB manuals CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[13])
 foreach(manual IN LISTS manuals)
-  string(REGEX MATCH "[0-9]$" section ${manual})
-  install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  cmake_path(GET manual STEM page)
+  if(manual MATCHES "1$" AND TARGET ${page})
+    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  elseif(manual MATCHES "3$")
+    install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev)
+  endif()
 endforeach()
+
+# Where systemd looks for what packages bring; -DNCDM_SYSTEMD_DIR= leaves both files out.
+set(NCDM_SYSTEMD_DIR lib CACHE STRING "Folder of systemd/system and tmpfiles.d, below the prefix")
+if(TARGET ncdm-netconf AND NCDM_SYSTEMD_DIR)
+  install(FILES docs/ncdm-netconf.service DESTINATION ${NCDM_SYSTEMD_DIR}/systemd/system COMPONENT tools)
+  install(FILES cmake/ncdm-netconf.conf DESTINATION ${NCDM_SYSTEMD_DIR}/tmpfiles.d COMPONENT tools)
+endif()
+
+configure_file(cmake/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)
+if(NOT TARGET uninstall)
+  add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake)
+endif()

@@ -17,6 +17,16 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
+# A program finds the libraries beside it wherever the build stands, so that its bytes do not say where.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+if(NCDM_REPRODUCIBLE)
+  set(ncdm_sources /usr/src/${PROJECT_NAME}-${PROJECT_VERSION})
+  add_compile_options(
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}=${ncdm_sources}/build
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=${ncdm_sources}
+    -ffile-prefix-map=..=${ncdm_sources})
+endif()
+
 foreach(language C CXX)
   set(CMAKE_${language}_FLAGS_RELEASE "-O2 -g -DNDEBUG")
   set(CMAKE_${language}_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, where it is missing. Run or source it:
 #   scripts/setup.sh [GROUP...]
-# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile.
+# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference.
 
 # Which packages a group stands for. "a|b" is the first of them that the system offers.
 ncdm_group_packages() {
@@ -18,6 +18,9 @@ ncdm_group_packages() {
     mutate) echo clang python3-clang ;;
     plot) echo gnuplot-nox ;;
     profile) echo valgrind ;;
+    package) echo dpkg-dev file lintian mmdebstrap ;;
+    abi) echo abigail-tools ;;
+    reference) echo doxygen ;;
     *)
       echo "setup: no group of packages is called $1" >&2
       return 1
