@@ -15,12 +15,15 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
 
-// Before the start descriptor 0 is the application's, not a connection.
-constinit nc_dm_mng_info_t g_nc_dm_mng_info = [] {
-  nc_dm_mng_info_t info = {};
-  info.agent_fd = -1;
-  return info;
-}();
+// Before the start descriptor 0 is the application's, not a connection. A constructor says so: an
+// initializer would make the record's buffers five kilobytes of zeros in the library's file.
+nc_dm_mng_info_t g_nc_dm_mng_info;
+
+namespace {
+
+__attribute__((constructor)) void HaveNoConnectionYet() { g_nc_dm_mng_info.agent_fd = -1; }
+
+}  // namespace
 
 namespace nc {
 
