@@ -100,6 +100,24 @@ TEST_F(DataFileTest, WhatTheModelRefusesIsNamedWithItsPlace) {
   }
 }
 
+TEST_F(DataFileTest, StateIsWrittenBackOnlyWhereTheFileBroughtIt) {
+  ASSERT_TRUE(Read(R"({"state": {"server": ["from-file"]}})")) << error_;
+  every_type_state_server_t server;
+  every_type_state_server_init(&server);
+  every_type_state_server_set(&server, "server", "pushed");
+  const nc_int64 at[] = {0};
+  ASSERT_EQ(every_type_state_server_put(at, &server), 2);
+  const std::string text = Written();
+  EXPECT_NE(text.find("from-file"), std::string::npos) << text;
+  EXPECT_EQ(text.find("pushed"), std::string::npos) << text;
+}
+
+TEST_F(DataFileTest, AnEntryThatWasThereBecomesWhatTheFileSays) {
+  ASSERT_EQ(Create("lists.by-number.{i}.id", {}, "7"), 7);
+  ASSERT_TRUE(Read(R"({"lists": {"by-number": [{"id": 7, "name": "n"}]}})")) << error_;
+  EXPECT_EQ(Get("lists.by-number.{i}.name", {7}), "n");
+}
+
 TEST_F(DataFileTest, AFolderThatIsGoneIsReported) {
   EXPECT_FALSE(WriteFile(folder_.path() + "/none/data.json"));
   EXPECT_NE(error_.find("No such file"), std::string::npos) << error_;

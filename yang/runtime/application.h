@@ -3,6 +3,8 @@
 #define YANG_RUNTIME_APPLICATION_H_
 
 #include <cstdint>
+#include <set>
+#include <utility>
 
 #include "ncdm_model.h"
 #include "store.h"
@@ -37,6 +39,14 @@ class Application {
 
   Store& store() { return store_; }
 
+  // Records that the data file brought. What of them is state is written back to it; other state
+  // is the application's to tell anew after a restart.
+  void SetFromFile(const ncdm_node_t& node, const Ids& ids) { from_file_.emplace(&node, ids); }
+  bool IsFromFile(const ncdm_node_t& node, const Ids& ids) const {
+    return from_file_.contains({&node, ids});
+  }
+  void ForgetFile() { from_file_.clear(); }
+
   // From now on entries that appear are announced, and records are read once a request.
   void Start(zu_thread_master* master) { master_ = master; }
   bool started() const { return master_ != nullptr; }
@@ -50,6 +60,7 @@ class Application {
   void Remember(const ncdm_node_t& node, const Ids& ids, const Record& record);
 
   Store store_;
+  std::set<std::pair<const ncdm_node_t*, Ids>> from_file_;
   zu_thread_master* master_ = nullptr;
   const ncdm_node_t* read_node_ = nullptr;
   Ids read_ids_;

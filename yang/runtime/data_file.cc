@@ -118,6 +118,7 @@ class Reader {
     const Record before = Application::Defaults(node);
     Record after = before;
     ReadLeaves(node, json, where, after);
+    application.SetFromFile(node, ids);
     if (!node.config) {
       application.store().Put(node, ids, after.data());
     } else if (after != before && application.Change(node, ids, before, after) != 0) {
@@ -150,21 +151,34 @@ class Reader {
     if (node.kind == NCDM_LIST) ReadObject(tree, json, ids, where);
   }
 
+  // An entry that the application had before the file was read becomes what the file says.
   static int64_t Add(const ncdm_node_t& node, const Ids& outer, const std::string& where,
                      Record& record) {
     Application& application = Application::Instance();
-    if (application.store().Find(node, outer, record.data()) > 0) {
-      throw DataError(where, "stands twice");
-    }
-    if (node.config) {
-      const int64_t id = application.Create(node, outer, record);
-      if (id <= 0) throw DataError(where, "is refused by the application");
-      return id;
-    }
     Ids ids = outer;
-    ids.push_back(application.store().NewId(node, outer, record.data()));
-    application.store().Put(node, ids, record.data());
+    ids.push_back(application.store().Find(node, outer, record.data()));
+    const bool known = ids.back() > 0;
+    if (known && application.IsFromFile(node, ids)) throw DataError(where, "stands twice");
+    ids.back() = Keep(node, ids, known, record);
+    if (ids.back() <= 0) throw DataError(where, "is refused by the application");
+    application.SetFromFile(node, ids);
     return ids.back();
+  }
+
+  // The entry's id, or negative.
+  static int64_t Keep(const ncdm_node_t& node, const Ids& ids, bool known, Record& record) {
+    Application& application = Application::Instance();
+    const Ids outer(ids.begin(), ids.end() - 1);
+    if (node.config && !known) return application.Create(node, outer, record);
+    if (node.config) {
+      Record before;
+      const int result = application.Load(node, ids, before);
+      return result == 0 && application.Change(node, ids, before, record) == 0 ? ids.back() : -1;
+    }
+    Ids state = ids;
+    if (!known) state.back() = application.store().NewId(node, outer, record.data());
+    application.store().Put(node, state, record.data());
+    return state.back();
   }
 };
 
@@ -172,9 +186,10 @@ class Reader {
 
 Json WriteChildren(const TreeNode& tree, const Ids& ids, Json json);
 
-void WriteLeaves(const ncdm_node_t& node, const Record& record, Json& json) {
+void WriteLeaves(const ncdm_node_t& node, const Ids& ids, const Record& record, Json& json) {
+  const bool with_state = Application::Instance().IsFromFile(node, ids);
   for (const ncdm_leaf_t& leaf : Leaves(node)) {
-    if (!HasValue(leaf, record.data())) continue;
+    if (!HasValue(leaf, record.data()) || (!IsConfig(leaf) && !with_state)) continue;
     Json value = ToJson(*leaf.type, Member(leaf, record.data()));
     if (!value.is_null()) json[leaf.name] = std::move(value);
   }
@@ -189,13 +204,14 @@ Json WriteEntries(const TreeNode& tree, const Ids& outer) {
     Ids ids = outer;
     ids.push_back(id);
     Record record;
+    if (!node.config && !application.IsFromFile(node, ids)) continue;
     if (application.Load(node, ids, record) != 0) continue;
     if (node.kind == NCDM_LEAF_LIST) {
       array.push_back(ToJson(*node.leaves[0].type, Member(node.leaves[0], record.data())));
       continue;
     }
     Json object = Json::object();
-    WriteLeaves(node, record, object);
+    WriteLeaves(node, ids, record, object);
     array.push_back(WriteChildren(tree, ids, std::move(object)));
   }
   return array;
@@ -205,7 +221,7 @@ Json WriteContainer(const TreeNode& tree, const Ids& ids) {
   Json object = Json::object();
   Record record;
   if (tree.node != nullptr && Application::Instance().Load(*tree.node, ids, record) == 0) {
-    WriteLeaves(*tree.node, record, object);
+    WriteLeaves(*tree.node, ids, record, object);
   }
   return WriteChildren(tree, ids, std::move(object));
 }
@@ -249,6 +265,7 @@ bool ReadDataFile(const ncdm_model_t& model, const std::string& file, std::strin
     error = file + ": " + strerror(errno);
     return false;
   }
+  Application::Instance().ForgetFile();
   try {
     Reader().ReadObject(BuildTree(model), Json::parse(stream), {}, "");
   } catch (const DataError& problem) {
