@@ -19,7 +19,10 @@ struct Agent {
   bool settled = false;    // and they are: an agent that comes back says so before it announces any
   bool unregistered = false;  // it asked to be forgotten
   unsigned connections = 0;   // so far
-  std::uint64_t order = 0;    // of the present connection among all agents': smaller is earlier
+  // How often a new connection took the place of one that was still open: when it goes on, two
+  // applications use the name.
+  unsigned takeovers = 0;
+  std::uint64_t order = 0;  // of the present connection among all agents': smaller is earlier
   Registry registry;
 };
 

@@ -1,5 +1,6 @@
 #include "server/connection.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -78,10 +79,9 @@ bool Connection::Receive() {
   return true;
 }
 
-bool Connection::IsAtEnd() const {
-  char byte = 0;
-  const ssize_t count = recv(fd(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_PEEK);
-  return count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
+bool Connection::IsPeerGone() const {
+  pollfd state{fd(), POLLRDHUP, 0};
+  return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 }  // namespace ncdm::server

@@ -47,8 +47,8 @@ class Connection {
   // Reads what is there, at most kMaxTurn bytes: what one agent sends does not hold up the others.
   // False once the peer has closed, or the connection broke.
   bool Receive();
-  // True if the peer has closed and everything that it sent was read, as far as is known now.
-  bool IsAtEnd() const;
+  // True if the peer has closed its end, whether or not all that it sent was read.
+  bool IsPeerGone() const;
   // The next frame that was received; throws ProtocolError.
   std::optional<Frame> Next() { return reader_.Next(); }
   bool in_mid_frame() const { return reader_.pending() > 0; }

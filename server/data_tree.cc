@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "server/instance_path.h"
 
@@ -23,9 +24,9 @@ DataTree::DataTree(const Schema& schema) : schema_(schema), nodes_(1) {
   nodes_.front().schema = &schema.root();
 }
 
-std::size_t DataTree::Add(const std::vector<Value>& values) {
+std::size_t DataTree::Add(std::vector<Value> values) {
   std::size_t left_out = 0;
-  for (const Value& value : values) {
+  for (Value& value : values) {
     const auto place = FindInstance(schema_, value.path);
     if (!place || !place->node->is_leaf) {
       ++left_out;
@@ -37,7 +38,7 @@ std::size_t DataTree::Add(const std::vector<Value>& values) {
       const bool has_id = step->has_instances() && id != place->ids.end();
       node = ChildOrNew(node, step, has_id ? *id++ : 0);
     }
-    node->value = value.value;
+    node->value = std::move(value.value);
   }
   return left_out;
 }

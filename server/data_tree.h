@@ -40,7 +40,7 @@ class DataTree {
 
   // Adds what was read. What leads nowhere in the schema is left out (FindInstance says when); a
   // leaf that is read again takes the later value. Returns how many values were left out.
-  std::size_t Add(const std::vector<Value>& values);
+  std::size_t Add(std::vector<Value> values);
 
   // Above the top-level nodes; its `schema` is the schema's root.
   const DataNode& root() const { return nodes_.front(); }

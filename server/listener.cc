@@ -1,5 +1,7 @@
 #include "server/listener.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -50,6 +52,26 @@ bool SomebodyListens(const sockaddr_un& address) {
   return connect(probe.get(), Generic(&address), sizeof(address)) == 0 || errno == EAGAIN;
 }
 
+// Held as long as the descriptor is open, so a server that died holds nothing up.
+Descriptor TakeLock(const std::string& socket_path) {
+  const std::string path = socket_path + ".lock";
+  Descriptor lock(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+  if (lock.get() < 0) {
+    Fail("cannot open " + path);
+  }
+  if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK) {
+      Fail("cannot lock " + path);
+    }
+    throw std::runtime_error("another server listens at " + socket_path);
+  }
+  return lock;
+}
+
+bool IsOutOfResources(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 }  // namespace
 
 std::string Listener::SocketPath(const std::string& root) {
@@ -62,6 +84,7 @@ Listener::Listener(const std::string& root) : path_(SocketPath(root)) {
   }
   const sockaddr_un address = Address(path_);
   PrepareSocketDirectories(root);
+  lock_ = TakeLock(path_);
   if (SomebodyListens(address)) {
     throw std::runtime_error("another server listens at " + path_);
   }
@@ -93,6 +116,7 @@ Listener::~Listener() {
 
 std::optional<Connection> Listener::Accept() {
   Descriptor socket(accept4(socket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  is_exhausted_ = socket.get() < 0 && IsOutOfResources(errno);
   if (socket.get() < 0) {
     return std::nullopt;
   }

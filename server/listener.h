@@ -15,7 +15,8 @@ class Listener {
  public:
   // Listens at SocketPath(root), for agents of the same user and of root, and prepares the
   // directories of both ends' sockets (socket_directories.h). A socket that a dead server left is
-  // replaced. Throws std::runtime_error, also when another server listens there.
+  // replaced. A lock on a file beside the socket, which stays, decides between servers that start
+  // at once. Throws std::runtime_error, also when another server listens there.
   explicit Listener(const std::string& root);
   ~Listener();
   Listener(const Listener&) = delete;
@@ -27,10 +28,15 @@ class Listener {
   const std::string& path() const { return path_; }
   // The next waiting connection, without blocking.
   std::optional<Connection> Accept();
+  // True if the last Accept() found the process or the system out of descriptors or memory: what
+  // waits goes on waiting, so the socket stays readable.
+  bool is_exhausted() const { return is_exhausted_; }
 
  private:
   std::string path_;
+  Descriptor lock_;
   Descriptor socket_;
+  bool is_exhausted_ = false;
   dev_t device_ = 0;  // of our socket's file, so that another server's is not removed
   ino_t inode_ = 0;
 };

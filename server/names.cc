@@ -234,32 +234,13 @@ std::optional<std::int32_t> DebugBitsFromText(std::string_view text) {
 }
 
 std::string RenderFault(std::int32_t code, std::string_view path) {
-  std::string text = "fault " + FaultCodeName(code);
+  std::string text =
+      code == NC_DM_FAULT_CODE_OK ? "refused, without a reason" : "fault " + FaultCodeName(code);
   if (!path.empty()) {
     text += ": ";
     text += path;
   }
   return text;
-}
-
-std::string Quoted(std::string_view text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (c == '\n') {
-      quoted += "\\n";
-    } else if (byte < 0x20 || byte == 0x7f) {
-      std::array<char, 5> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\x%02x", byte);
-      quoted += escape.data();
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + '"';
 }
 
 std::string RenderIds(const Ids& ids) {

@@ -38,11 +38,9 @@ std::optional<ErrorOption> ErrorOptionFromName(std::string_view name);
 // A number, decimal or 0x..., or names separated by commas.
 std::optional<std::int32_t> DebugBitsFromText(std::string_view text);
 
-// "fault DATA_MISSING: interface"
+// "fault DATA_MISSING: interface"; "refused, without a reason" for the code of success. The path is
+// the agent's text as it is: show it by Printable().
 std::string RenderFault(std::int32_t code, std::string_view path);
-
-// In double quotes, with everything escaped that would break a line.
-std::string Quoted(std::string_view text);
 
 // "[3, 7]"
 std::string RenderIds(const Ids& ids);

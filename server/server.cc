@@ -24,6 +24,7 @@ constexpr std::size_t kEventsAtOnce = 32;
 constexpr Milliseconds kPumpStep{1};
 constexpr Milliseconds kInterruptStep{200};
 constexpr Milliseconds kLongStep{1000};
+constexpr Milliseconds kListenerPause{200};
 
 bool IsAnswer(std::int32_t type) {
   return type == NC_DM_MSG_TYPE_FAULT || type == NC_DM_MSG_TYPE_EDIT_RSP ||
@@ -92,6 +93,7 @@ class Server::Implementation {
     bool worked = false;
     {
       const Level level(&depth_);
+      ResumeListening();
       std::array<epoll_event, kEventsAtOnce> events{};
       const int count = epoll_wait(poller_.get(), events.data(), static_cast<int>(events.size()),
                                    ToEpollTimeout(NextWait(timeout)));
@@ -110,7 +112,7 @@ class Server::Implementation {
     if (reporting_ == 0 && (!finished_.empty() || !changed_.empty())) {
       return Clock::now();
     }
-    std::optional<Clock::time_point> next;
+    std::optional<Clock::time_point> next = listens_again_;
     for (const auto& [key, peer] : peers_) {
       if (const auto deadline = peer.requests.NextDeadline()) {
         next = next ? std::min(*next, *deadline) : *deadline;
@@ -281,9 +283,7 @@ class Server::Implementation {
 
   void HandleEvent(const epoll_event& event) {
     if (event.data.u64 == kListenerKey) {
-      while (auto connection = listener_.Accept()) {
-        AddPeer(std::move(*connection));
-      }
+      AcceptPeers();
       return;
     }
     const auto found = peers_.find(event.data.u64);
@@ -297,6 +297,28 @@ class Server::Implementation {
     }
     if ((event.events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0) {
       Read(peer);
+    }
+  }
+
+  void AcceptPeers() {
+    while (auto connection = listener_.Accept()) {
+      AddPeer(std::move(*connection));
+    }
+    if (listener_.is_exhausted()) {
+      PauseListening();
+    }
+  }
+
+  // Who waits cannot be accepted now, and would wake the loop again and again.
+  void PauseListening() {
+    Watch(listener_.fd(), kListenerKey, 0, EPOLL_CTL_MOD);
+    listens_again_ = Clock::now() + kListenerPause;
+  }
+
+  void ResumeListening() {
+    if (listens_again_ && *listens_again_ <= Clock::now()) {
+      listens_again_.reset();
+      Watch(listener_.fd(), kListenerKey, EPOLLIN, EPOLL_CTL_MOD);
     }
   }
 
@@ -341,8 +363,8 @@ class Server::Implementation {
   }
 
   void Close(Peer* peer, Outcome outcome, const std::string& what) {
+    peer->closed = true;  // first: the trace's receiver may use the server
     Trace(*peer, [&] { return "* " + what; });
-    peer->closed = true;
     if (peer->agent != nullptr) {
       EndConnection(peer->agent);
       NoteChange(peer->agent);
@@ -463,10 +485,13 @@ class Server::Implementation {
       throw ProtocolError("a name of " + std::to_string(announcement.name->size()) + " characters");
     }
     // An agent that reconnects may be here before the end of its old connection was read.
+    bool takes_over = false;
     if (Peer* previous = FindPeer(*announcement.name)) {
+      takes_over = !previous->connection.IsPeerGone();
       Close(previous, Outcome::kDisconnected, "connected anew");
     }
     peer->agent = &agents_[*announcement.name];
+    peer->agent->takeovers += takes_over ? 1 : 0;
     std::erase(gone_, *announcement.name);
     BeginConnection(peer->agent, announcement);
     peer->agent->order = peer->key;
@@ -490,6 +515,7 @@ class Server::Implementation {
   std::vector<RequestId> finished_;    // to be told to done_handler_
   int reporting_ = 0;                  // the handlers are being told
   Listener listener_;
+  std::optional<Clock::time_point> listens_again_;  // while listening pauses
   Descriptor poller_;
   std::map<std::uint64_t, Peer> peers_;
   std::map<std::string, Agent, std::less<>> agents_;

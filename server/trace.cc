@@ -6,6 +6,7 @@
 
 #include "server/answer.h"
 #include "server/names.h"
+#include "server/printable.h"
 
 namespace ncdm::server {
 namespace {

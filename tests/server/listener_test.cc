@@ -10,6 +10,7 @@
 
 #include "support/temp_dir.h"
 #include "tests/server/fake_agent.h"
+#include "tests/server/no_descriptors.h"
 
 namespace ncdm::server {
 namespace {
@@ -50,6 +51,44 @@ TEST(ListenerTest, ASecondServerIsRefused) {
       [&] { Listener second(directory.path()); },
       ThrowsMessage<std::runtime_error>("another server listens at " + directory.ServerSocket()));
   EXPECT_TRUE(std::filesystem::is_socket(directory.ServerSocket()));
+}
+
+// Even when its socket is not there yet, or not any more.
+TEST(ListenerTest, TheLockDecidesBetweenServersThatStartAtOnce) {
+  const TempDir directory;
+  auto first = std::make_unique<Listener>(directory.path());
+  unlink(directory.ServerSocket().c_str());
+  EXPECT_THAT(
+      [&] { Listener second(directory.path()); },
+      ThrowsMessage<std::runtime_error>("another server listens at " + directory.ServerSocket()));
+  first.reset();
+  EXPECT_NO_THROW(Listener(directory.path()));
+}
+
+TEST(ListenerTest, TheLockIsNoLinkToAnotherFile) {
+  const TempDir directory;
+  { const Listener listener(directory.path()); }
+  const std::string lock = directory.ServerSocket() + ".lock";
+  unlink(lock.c_str());
+  std::filesystem::create_symlink(directory.path() + "/elsewhere", lock);
+  EXPECT_THAT([&] { Listener listener(directory.path()); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("cannot open " + lock + ": ")));
+  EXPECT_FALSE(std::filesystem::exists(directory.path() + "/elsewhere"));
+}
+
+TEST(ListenerTest, SaysWhenThereAreNoDescriptors) {
+  const TempDir directory;
+  Listener listener(directory.path());
+  const int fd = ncdm_test::ConnectToServer(directory.path());
+  const ncdm_test::NoDescriptors none;
+  EXPECT_FALSE(listener.Accept());
+  EXPECT_TRUE(listener.is_exhausted());
+  none.End();
+  EXPECT_TRUE(listener.Accept());
+  EXPECT_FALSE(listener.is_exhausted());
+  EXPECT_FALSE(listener.Accept());
+  EXPECT_FALSE(listener.is_exhausted());
+  close(fd);
 }
 
 TEST(ListenerTest, WhatADeadServerLeftIsReplaced) {

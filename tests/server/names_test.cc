@@ -63,9 +63,9 @@ TEST(NamesTest, DebugBitsAreNumbersOrNames) {
   }
 }
 
-TEST(NamesTest, QuotingKeepsALineALine) {
-  EXPECT_EQ(Quoted("plain \xc3\xa4"), "\"plain \xc3\xa4\"");
-  EXPECT_EQ(Quoted("a\"b\\c\nd\x01"), R"("a\"b\\c\nd\x01")");
+TEST(NamesTest, ARefusalWithoutAReasonIsNoSuccess) {
+  EXPECT_EQ(RenderFault(0, ""), "refused, without a reason");
+  EXPECT_EQ(RenderFault(0, "a.b"), "refused, without a reason: a.b");
 }
 
 TEST(NamesTest, Ids) {

@@ -12,6 +12,7 @@
 #include "server/server.h"
 #include "support/temp_dir.h"
 #include "tests/server/fake_agent.h"
+#include "tests/server/no_descriptors.h"
 
 namespace ncdm::server {
 namespace {
@@ -246,6 +247,48 @@ TEST_F(ServerLimitsTest, OneTurnHandlesAtMost64KiBOfAnAgent) {
     EXPECT_LE(turn, 65536U + 100U);  // and what was left of a message before
     handled += turn;
   }
+}
+
+TEST_F(ServerLimitsTest, WithoutDescriptorsTheLoopDoesNotSpin) {
+  const int fd = ncdm_test::ConnectToServer(directory_.path());
+  const std::string name = RawFrame(4, -1, 1, 0, 0, I32(0) + Lv("late"));
+  ASSERT_GT(send(fd, name.data(), name.size(), 0), 0);
+  {
+    const ncdm_test::NoDescriptors none;
+    EXPECT_TRUE(server_->RunOnce(kPatience));
+    EXPECT_TRUE(server_->NextDeadline().has_value());
+    int turns = 0;
+    for (const auto end = Clock::now() + 100ms; Clock::now() < end; ++turns) {
+      server_->RunOnce(100ms);
+    }
+    EXPECT_LT(turns, 5);
+  }
+  EXPECT_TRUE(server_->RunUntil([&] { return server_->IsConnected("late"); }, kPatience));
+  EXPECT_FALSE(server_->NextDeadline().has_value());
+  close(fd);
+}
+
+// ---- Two agents of one name ----
+
+TEST_F(ServerLimitsTest, TwoAgentsOfOneNameAreNoticed) {
+  const auto first = Connect("model");
+  const FakeAgent second(directory_.path(), "model");
+  const Agent* agent = server_->FindAgent("model");
+  ASSERT_TRUE(server_->RunUntil([&] { return agent->connections == 2; }, kPatience));
+  EXPECT_EQ(agent->takeovers, 1U);
+  const FakeAgent third(directory_.path(), "model");
+  ASSERT_TRUE(server_->RunUntil([&] { return agent->connections == 3; }, kPatience));
+  EXPECT_EQ(agent->takeovers, 2U);
+}
+
+TEST_F(ServerLimitsTest, AnAgentThatReconnectsTakesNobodysPlace) {
+  const auto first = Connect("model");
+  first->Send(Registration("a"));  // is still to be read when it has gone
+  first->Close();
+  const FakeAgent second(directory_.path(), "model");
+  const Agent* agent = server_->FindAgent("model");
+  ASSERT_TRUE(server_->RunUntil([&] { return agent->connections == 2; }, kPatience));
+  EXPECT_EQ(agent->takeovers, 0U);
 }
 
 TEST_F(ServerLimitsTest, AFloodOfOneAgentLeavesTheOthersTheirTurns) {
