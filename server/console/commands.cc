@@ -20,9 +20,10 @@ constexpr OptionSpec kErrorOption{"--error-option"};
 constexpr OptionSpec kOperation{"--operation"};
 constexpr OptionSpec kCommand{"--command", false};
 constexpr OptionSpec kTable{"--table", false};
+constexpr OptionSpec kTree{"--tree", false};
 
 constexpr OptionSpec kAgentAlone[] = {kAgent};
-constexpr OptionSpec kGetOptions[] = {kAgent, kDatastore, kTable};
+constexpr OptionSpec kGetOptions[] = {kAgent, kDatastore, kTable, kTree};
 constexpr OptionSpec kFindOptions[] = {kAgent, kDatastore};
 constexpr OptionSpec kEntryOptions[] = {kAgent, kDatastore, kDefaultOperation, kErrorOption,
                                         kCommand};
@@ -33,6 +34,7 @@ constexpr OptionSpec kFileOptions[] = {kAgent, kDatastore, kDefaultOperation, kE
 constexpr WordKind kAgentWord[] = {WordKind::kAgent, WordKind::kOther};
 constexpr WordKind kPathWord[] = {WordKind::kPath, WordKind::kOther};
 constexpr WordKind kEntryWords[] = {WordKind::kPath, WordKind::kAssignment};
+constexpr WordKind kOnOffWord[] = {WordKind::kOnOff};
 constexpr WordKind kDebugWords[] = {WordKind::kOnOff, WordKind::kOther};
 constexpr WordKind kPlainWords[] = {WordKind::kOther};
 
@@ -51,7 +53,7 @@ constexpr Command kCommands[] = {
      RunPaths},
     {"modules", "[AGENT]", "the YANG modules that an agent announced", 0, 1, kAgentAlone,
      kAgentWord, RunModules},
-    {"get", "PATH [VALUE]", "read everything at and below a path; --table for a list", 1, 2,
+    {"get", "PATH [VALUE]", "read everything at and below a path; with VALUE what equals it", 1, 2,
      kGetOptions, kPathWord, RunGet},
     {"find", "PATH VALUE", "the instances whose leaf has this value", 2, 2, kFindOptions, kPathWord,
      RunFind},
@@ -77,8 +79,17 @@ constexpr Command kCommands[] = {
      RunShow},
     {"debug", "on|off BITS", "switch the agent's log: error,info,packet,timing or a number", 2, 2,
      kAgentAlone, kDebugWords, RunDebug},
+    {"trace",
+     "on|off",
+     "print each message on standard error as it passes",
+     1,
+     1,
+     {},
+     kOnOffWord,
+     RunTrace},
     {"help", "[COMMAND]", "this, or more about one command", 0, 1, {}, kPlainWords, RunHelp},
     {"quit", "", "end", 0, 0, {}, kPlainWords, RunQuit},
+    {"exit", "", "the same", 0, 0, {}, kPlainWords, RunQuit},
 };
 
 std::string Usage(const Command& command) {

@@ -43,6 +43,7 @@ void RunModules(Session& session, const Arguments& arguments);
 void RunShow(Session& session, const Arguments& arguments);
 void RunDebug(Session& session, const Arguments& arguments);
 void RunCommit(Session& session, const Arguments& arguments);
+void RunTrace(Session& session, const Arguments& arguments);
 
 void RunGet(Session& session, const Arguments& arguments);
 void RunFind(Session& session, const Arguments& arguments);

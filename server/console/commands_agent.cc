@@ -1,8 +1,11 @@
 // Commands about agents, and those that only send a short message.
 #include <algorithm>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "server/console/agent_notices.h"
 #include "server/console/commands.h"
 #include "server/names.h"
 
@@ -10,6 +13,13 @@ namespace ncdm::console {
 namespace {
 
 using server::Agent;
+
+bool IsOn(const std::string& command, const std::string& state) {
+  if (state != "on" && state != "off") {
+    throw CommandError(command + " is switched on or off, not '" + state + "'");
+  }
+  return state == "on";
+}
 
 std::string StateText(const Agent& agent) {
   if (!agent.connected) {
@@ -51,13 +61,14 @@ Json WordList(const std::string& joined) {
 // The announced modules as "name@revision", or as the name alone.
 std::vector<std::string> ModuleNames(const server::Registry& registry) {
   std::vector<std::string> modules;
+  std::unordered_map<std::string_view, std::size_t> places;
   for (const server::YangAttribute& attribute : registry.yang_attributes()) {
-    const auto same = std::ranges::find_if(modules, [&](const std::string& known) {
-      return known.substr(0, known.find('@')) == attribute.module;
-    });
-    std::string& module = same != modules.end() ? *same : modules.emplace_back(attribute.module);
+    const auto [place, is_new] = places.try_emplace(attribute.module, modules.size());
+    if (is_new) {
+      modules.push_back(attribute.module);
+    }
     if (attribute.type == NC_DM_YANG_ATTR_REVISION) {
-      module = attribute.module + "@" + attribute.value;
+      modules[place->second] = attribute.module + "@" + attribute.value;
     }
   }
   return modules;
@@ -71,30 +82,46 @@ std::string Joined(const std::vector<std::string>& words) {
   return joined;
 }
 
+std::vector<std::string> AgentRow(const Agent& agent) {
+  const std::vector<std::string> modules = ModuleNames(agent.registry);
+  return {agent.name, StateText(agent), std::to_string(agent.registry.path_count()),
+          modules.empty() ? "-" : Joined(modules)};
+}
+
+void PrintAgents(Output& output, const std::vector<const Agent*>& agents) {
+  output.Print(Table{{"agent", "state", "paths", "modules"}, agents.size(), [&](std::size_t row) {
+                       return AgentRow(*agents[row]);
+                     }});
+  for (const Agent* agent : agents) {
+    if (agent->takeovers > 0) {
+      output.Line(TakeoverText(*agent));
+    }
+  }
+}
+
 }  // namespace
 
 void RunAgents(Session& session, const Arguments& /*arguments*/) {
   session.server().RunOnce(server::Milliseconds(0));
   Json document = Json::array();
-  Table table{{"agent", "state", "paths", "modules"}, {}};
-  for (const Agent* agent : session.server().Agents()) {
-    const std::vector<std::string> modules = ModuleNames(agent->registry);
+  const std::vector<const Agent*> agents = session.server().Agents();
+  for (const Agent* agent : agents) {
     document.push_back({{"agent", agent->name},
                         {"state", StateText(*agent)},
                         {"restarted", agent->restarted},
                         {"connections", agent->connections},
                         {"paths", agent->registry.path_count()},
-                        {"modules", modules}});
-    table.rows.push_back({agent->name, StateText(*agent),
-                          std::to_string(agent->registry.path_count()),
-                          modules.empty() ? "-" : Joined(modules)});
+                        {"modules", ModuleNames(agent->registry)}});
+    if (agent->takeovers > 0) {
+      document.back()["takeovers"] = agent->takeovers;
+    }
   }
   if (session.output().json()) {
     session.output().Print(document);
-  } else if (table.rows.empty()) {
+  } else if (agents.empty()) {
     session.output().Line("no agent has connected yet");
   } else {
-    session.output().Print(table);
+    PrintAgents(session.output(), agents);
   }
 }
 
@@ -153,22 +180,30 @@ void RunShow(Session& session, const Arguments& arguments) {
 }
 
 void RunDebug(Session& session, const Arguments& arguments) {
-  const std::string& state = arguments.positional[0];
-  if (state != "on" && state != "off") {
-    throw CommandError("debug is switched on or off, not '" + state + "'");
-  }
+  const bool on = IsOn("debug", arguments.positional[0]);
   const auto bits = server::DebugBitsFromText(arguments.positional[1]);
   if (!bits) {
     throw CommandError("'" + arguments.positional[1] +
                        "' is no number and none of error, info, packet and timing");
   }
   session.Call(session.ConnectedAgent(AgentOption(arguments)),
-               server::Confirmed(server::SwitchDebug(*bits, state == "on")));
+               server::Confirmed(server::SwitchDebug(*bits, on)));
   PrintOk(session);
 }
 
+// Whether the agent's configuration lasts now is not answered: all that is known is that it was
+// told.
 void RunCommit(Session& session, const Arguments& arguments) {
   session.Call(session.ConnectedAgent(AgentOption(arguments)), server::Confirmed(server::Commit()));
+  if (session.output().json()) {
+    session.output().Print(Json{{"sent", true}});
+  } else {
+    session.output().Line("sent");
+  }
+}
+
+void RunTrace(Session& session, const Arguments& arguments) {
+  session.SwitchTrace(IsOn("trace", arguments.positional.front()));
   PrintOk(session);
 }
 

@@ -10,8 +10,11 @@ constexpr std::string_view kGeneral =
     "\n"
     "PATH may be typed as registered (interfaces.interface.{i}.mtu), without markers\n"
     "(interfaces.interface.mtu), with ids in place (interfaces.interface.3.mtu) or with\n"
-    "an entry's keys (interfaces.interface[name=eth0].mtu). Reads take it with lists left\n"
-    "open behind the last id. Quote words with blanks: set system.contact \"the lab\".\n"
+    "an entry's keys (interfaces.interface[name=eth0].mtu). Several keys stand in one pair of\n"
+    "brackets or in one each: [vrf=red,dest=10.0.0.0/8], [vrf='red'][dest='10.0.0.0/8'],\n"
+    "[vrf='red' and dest='10.0.0.0/8']. Reads take it with lists left open behind the last id.\n"
+    "Quote words with blanks: set system.contact \"the lab\". What agents send is shown with its\n"
+    "control characters escaped (\\n, \\x1b).\n"
     "A line that begins with # is a comment. help COMMAND tells more.\n";
 
 struct Topic {
@@ -35,8 +38,16 @@ constexpr Topic kTopics[] = {
     {"use", "Without AGENT: back to the only one that is connected.\n"},
     {"get",
      "Prints PATH = VALUE lines. --table prints the entries of a list as rows and their\n"
-     "leaves as columns. With VALUE, an agent answers the leaf with that value.\n"},
+     "leaves as columns, after a column of instance ids (id, or {i} beside a leaf of that name).\n"
+     "--tree prints what is inside what, indented; as JSON, nested objects, with lists and\n"
+     "leaf-lists as arrays, whole numbers and true and false as such, and an entry's id as @id.\n"
+     "With VALUE, which takes a leaf, only the instances with that value are printed. find\n"
+     "asks the agent for those instead of reading all.\n"},
     {"find", "Ids in PATH narrow the search to the entries below.\n"},
+    {"commit", "Prints sent: agents do not answer whether their configuration lasts now.\n"},
+    {"trace",
+     "Each line is the time, the agent, > to it or < from it, and the message. The option\n"
+     "--trace switches it on from the start.\n"},
     {"create", kEntryHelp},
     {"merge", kEntryHelp},
     {"replace", kEntryHelp},
@@ -69,6 +80,7 @@ constexpr OptionHelp kOptionHelp[] = {
     {"--operation", "--operation NAME           what is done to the leaf"},
     {"--command", "--command                  as a command, whatever callbacks the list has"},
     {"--table", "--table                    a list's entries as a table"},
+    {"--tree", "--tree                     what is inside what; nested as JSON"},
 };
 
 std::string Usage(const Command& command) {
@@ -88,21 +100,21 @@ void PrintAll(Output& output) {
   for (const Command& command : AllCommands()) {
     std::string line = Usage(command);
     line.append(width - line.size() + 2, ' ');
-    output.Line(line + std::string(command.summary));
+    output.Text(line + std::string(command.summary));
   }
-  output.Line(WithoutLineEnd(kGeneral));
+  output.Text(WithoutLineEnd(kGeneral));
 }
 
 void PrintOne(Output& output, const Command& command) {
-  output.Line(Usage(command));
-  output.Line(std::string("  ") + std::string(command.summary));
+  output.Text(Usage(command));
+  output.Text(std::string("  ") + std::string(command.summary));
   const auto* topic = std::ranges::find(kTopics, command.name, &Topic::command);
   if (topic != std::end(kTopics)) {
-    output.Line(WithoutLineEnd(topic->text));
+    output.Text(WithoutLineEnd(topic->text));
   }
   for (const OptionSpec& option : command.options) {
     const auto* help = std::ranges::find(kOptionHelp, option.name, &OptionHelp::option);
-    output.Line(std::string("  ") + std::string(help->text));
+    output.Text(std::string("  ") + std::string(help->text));
   }
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "server/console/commands.h"
+#include "server/printable.h"
 
 namespace ncdm::console {
 namespace {
@@ -63,7 +64,8 @@ class Completer {
  private:
   // Offers the texts that go on from `typed`, which ends at the cursor.
   void Offer(std::string_view typed, std::string_view text, std::string_view suffix) {
-    if (text.starts_with(typed)) {
+    // What a terminal might obey is not typed for anybody.
+    if (text.starts_with(typed) && server::Printable(text) == text) {
       completion_.begin = line_size_ - typed.size();
       completion_.candidates.push_back({std::string(text), std::string(suffix)});
     }
@@ -140,7 +142,7 @@ class Completer {
         return nullptr;
       }
       path.remove_prefix(end);
-      if (path.starts_with('[')) {
+      while (path.starts_with('[')) {
         path.remove_prefix(std::min(path.find(']'), path.size() - 1) + 1);
       }
       path.remove_prefix(path.starts_with('.') ? 1 : 0);

@@ -59,7 +59,9 @@ class LineEditor::Implementation {
   std::optional<std::string> Next() {
     prompt_ = callbacks_.prompt();
     int length = 0;
+    reads_ = true;
     const char* text = el_gets(editor_, &length);
+    reads_ = false;
     if (text == nullptr || length <= 0) {
       std::fputs("\n", stdout);
       return std::nullopt;
@@ -73,6 +75,17 @@ class LineEditor::Implementation {
       history(history_, &event, H_ENTER, line.c_str());
     }
     return line;
+  }
+
+  void Say(const std::string& line) {
+    if (!reads_) {
+      std::fprintf(stderr, "%s\n", line.c_str());
+      return;
+    }
+    // Over the prompt, which follows again below.
+    std::fprintf(stdout, "\r\x1b[K%s\n", line.c_str());
+    std::fflush(stdout);
+    el_set(editor_, EL_REFRESH);
   }
 
  private:
@@ -161,6 +174,7 @@ class LineEditor::Implementation {
   Callbacks callbacks_;
   std::string history_file_;
   std::string prompt_;
+  bool reads_ = false;  // a line is being typed
   History* history_;
   EditLine* editor_;
 };
@@ -170,6 +184,8 @@ LineEditor::LineEditor(Callbacks callbacks, std::string history_file)
           std::make_unique<Implementation>(std::move(callbacks), std::move(history_file))) {}
 
 LineEditor::~LineEditor() = default;
+
+void LineEditor::Say(const std::string& line) { implementation_->Say(line); }
 
 std::optional<std::string> LineEditor::Next() { return implementation_->Next(); }
 

@@ -27,6 +27,10 @@ class LineEditor : public LineSource {
   std::optional<std::string> Next() override;
   std::string Place() const override { return ""; }
 
+  // Prints a line above the prompt and what is typed there; while a command runs, on standard
+  // error.
+  void Say(const std::string& line);
+
  private:
   class Implementation;
   std::unique_ptr<Implementation> implementation_;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -13,11 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "server/console/agent_notices.h"
 #include "server/console/commands.h"
 #include "server/console/line_editor.h"
 #include "server/console/line_source.h"
 #include "server/console/session.h"
+#include "server/console/trace_line.h"
 #include "server/names.h"
+#include "server/printable.h"
 
 namespace ncdm::console {
 namespace {
@@ -82,7 +86,20 @@ class Console {
         settings_(settings),
         interactive_(settings.interactive()),
         output_(std::cout, settings.json),
-        session_(server, output_, SessionOptions(settings)) {}
+        session_(server, output_, SessionOptions(settings)) {
+    if (settings.trace) {
+      session_.SwitchTrace(true);
+    }
+    if (interactive_) {
+      server.set_agent_handler([this](const server::Agent& agent) { NoticeAgent(agent); });
+    }
+  }
+  ~Console() {
+    server_.set_agent_handler({});
+    session_.SwitchTrace(false);
+  }
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
 
   int Run() {
     const std::unique_ptr<LineSource> source = OpenSource();
@@ -94,6 +111,7 @@ class Console {
       }
       failed = !RunLine(*line, source->Place()) || failed;
     }
+    editor_ = nullptr;  // it goes with the source
     if (interactive_) {
       return kSuccess;
     }
@@ -101,11 +119,14 @@ class Console {
   }
 
  private:
-  static Session::Options SessionOptions(const Settings& settings) {
+  Session::Options SessionOptions(const Settings& settings) {
     const double wait = settings.wait >= 0       ? settings.wait
                         : settings.interactive() ? kInteractiveWait
                                                  : kScriptWait;
-    return {FromSeconds(settings.timeout), FromSeconds(wait)};
+    return {FromSeconds(settings.timeout), FromSeconds(wait),
+            [this](std::string_view agent, std::string_view line) {
+              Say(TraceLine(std::chrono::system_clock::now(), agent, line));
+            }};
   }
 
   std::unique_ptr<LineSource> OpenSource() {
@@ -120,14 +141,33 @@ class Console {
       return std::make_unique<FileSource>(std::move(file), settings_.script);
     }
     if (interactive_) {
-      return std::make_unique<LineEditor>(
+      auto editor = std::make_unique<LineEditor>(
           LineEditor::Callbacks{[this](int fd) { return WaitForInput(fd); },
                                 [this] { return Prompt(); },
                                 [this](std::string_view line) { return CompleteLine(line); }},
           HistoryFile());
+      editor_ = editor.get();
+      return editor;
     }
     return std::make_unique<DescriptorSource>(STDIN_FILENO, "standard input",
                                               [this](int fd) { return WaitForInput(fd); });
+  }
+
+  // One line beside what the commands print, above the prompt when there is one.
+  void Say(const std::string& line) {
+    std::cout.flush();
+    if (editor_ != nullptr) {
+      editor_->Say(line);
+    } else {
+      std::cerr << line << '\n';
+    }
+  }
+
+  void NoticeAgent(const server::Agent& agent) {
+    const std::string notice = notices_.Take(agent);
+    if (!notice.empty()) {
+      Say(server::Printable(notice));
+    }
   }
 
   bool RunLine(const std::string& line, const std::string& place) {
@@ -152,17 +192,21 @@ class Console {
         document["place"] = place;
       }
       if (error.fault()) {
-        document["fault"] = server::FaultCodeName(error.fault()->code);
+        document["fault"] = error.fault()->code == NC_DM_FAULT_CODE_OK
+                                ? Json()
+                                : Json(server::FaultCodeName(error.fault()->code));
         document["path"] = error.fault()->path;
       }
       std::cerr << JsonText(document) << '\n';
     } else {
-      std::cerr << (place.empty() ? "" : place + ": ") << error.what() << '\n';
+      std::cerr << server::Printable((place.empty() ? "" : place + ": ") + error.what()) << '\n';
     }
   }
 
   std::string Prompt() const {
-    return session_.used_agent().empty() ? "ncdm> " : "ncdm(" + session_.used_agent() + ")> ";
+    return session_.used_agent().empty()
+               ? "ncdm> "
+               : "ncdm(" + server::Printable(session_.used_agent()) + ")> ";
   }
 
   Completion CompleteLine(std::string_view line) {
@@ -204,11 +248,14 @@ class Console {
   server::Server& server_;
   const Settings& settings_;
   const bool interactive_;
+  LineEditor* editor_ = nullptr;  // while one reads lines
+  AgentNotices notices_;
   Output output_;
   Session session_;
 };
 
 void AddOptions(CLI::App* app, Settings* settings) {
+  app->set_version_flag("--version", "ncdm-console " NCDM_VERSION, "Print the version and end");
   app->add_option("--root", settings->root,
                   "Directory of the sockets: the value that the agents have in TMPDIR")
       ->envname("TMPDIR")
@@ -250,11 +297,6 @@ int Main(int argc, char** argv) {
   server::Server::Options options;
   options.root = settings.root;
   options.interrupted = [] { return g_interrupted != 0; };
-  if (settings.trace) {
-    options.trace = [](std::string_view agent, std::string_view line) {
-      std::cerr << (agent.empty() ? "?" : agent) << ' ' << line << '\n';
-    };
-  }
   server::Server server(std::move(options));
   return Console(server, settings).Run();
 }

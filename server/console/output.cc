@@ -2,13 +2,17 @@
 
 #include <algorithm>
 
+#include "server/printable.h"
+
 namespace ncdm::console {
 namespace {
 
 constexpr std::string_view kNoCell = "-";
 constexpr std::size_t kColumnGap = 2;
 
-std::string_view CellText(std::string_view cell) { return cell.empty() ? kNoCell : cell; }
+std::string CellText(const std::string& cell) {
+  return cell.empty() ? std::string(kNoCell) : server::Printable(cell);
+}
 
 // Characters, not bytes: UTF-8 continuation bytes take no room.
 std::size_t Width(std::string_view text) {
@@ -18,12 +22,14 @@ std::size_t Width(std::string_view text) {
 
 std::vector<std::size_t> ColumnWidths(const Table& table) {
   std::vector<std::size_t> widths;
-  for (std::size_t i = 0; i < table.columns.size(); ++i) {
-    std::size_t width = Width(table.columns[i]);
-    for (const auto& row : table.rows) {
-      width = std::max(width, Width(CellText(row[i])));
+  for (const std::string& column : table.columns) {
+    widths.push_back(Width(CellText(column)));
+  }
+  for (std::size_t row = 0; row < table.row_count; ++row) {
+    const std::vector<std::string> cells = table.row(row);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      widths[i] = std::max(widths[i], Width(CellText(cells[i])));
     }
-    widths.push_back(width);
   }
   return widths;
 }
@@ -31,7 +37,7 @@ std::vector<std::size_t> ColumnWidths(const Table& table) {
 std::string RowText(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
   std::string text;
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    const std::string_view cell = CellText(cells[i]);
+    const std::string cell = CellText(cells[i]);
     text += cell;
     if (i + 1 < cells.size()) {
       text.append(widths[i] - Width(cell) + kColumnGap, ' ');
@@ -46,16 +52,18 @@ std::string JsonText(const Json& document) {
   return document.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void Output::Line(std::string_view line) { stream_ << line << '\n'; }
+void Output::Line(std::string_view line) { Text(server::Printable(line)); }
+
+void Output::Text(std::string_view lines) { stream_ << lines << '\n'; }
 
 void Output::Print(const Table& table) {
   const std::vector<std::size_t> widths = ColumnWidths(table);
-  Line(RowText(table.columns, widths));
-  for (const auto& row : table.rows) {
-    Line(RowText(row, widths));
+  Text(RowText(table.columns, widths));
+  for (std::size_t row = 0; row < table.row_count; ++row) {
+    Text(RowText(table.row(row), widths));
   }
 }
 
-void Output::Print(const Json& document) { Line(JsonText(document)); }
+void Output::Print(const Json& document) { Text(JsonText(document)); }
 
 }  // namespace ncdm::console

@@ -2,6 +2,8 @@
 #ifndef NCDM_SERVER_CONSOLE_OUTPUT_H_
 #define NCDM_SERVER_CONSOLE_OUTPUT_H_
 
+#include <cstddef>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
@@ -13,10 +15,12 @@ namespace ncdm::console {
 // Keeps the order in which members were given.
 using Json = nlohmann::ordered_json;
 
-// Rows of cells under column titles.
+// Rows of cells under column titles. The rows are asked for one by one, each twice: a large table
+// never stands in memory as a whole.
 struct Table {
   std::vector<std::string> columns;
-  std::vector<std::vector<std::string>> rows;
+  std::size_t row_count = 0;
+  std::function<std::vector<std::string>(std::size_t row)> row;  // as many cells as columns
 };
 
 class Output {
@@ -25,10 +29,14 @@ class Output {
 
   bool json() const { return json_; }
 
+  // One line, whatever it holds: control characters are shown escaped (Printable).
   void Line(std::string_view line);
-  // Columns as wide as their widest cell, two blanks apart; an empty cell is "-".
+  // Lines of our own, as they are.
+  void Text(std::string_view lines);
+  // Columns as wide as their widest cell, two blanks apart; an empty cell is "-". Escaped like
+  // lines.
   void Print(const Table& table);
-  // On one line.
+  // On one line; exact.
   void Print(const Json& document);
 
  private:

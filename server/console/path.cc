@@ -38,6 +38,23 @@ class PathParser {
     return true;
   }
 
+  void SkipBlanks() {
+    while (Skip(' ') || Skip('\t')) {
+    }
+  }
+
+  // Behind a blank, which is skipped already, and before one.
+  bool SkipAnd() {
+    constexpr std::string_view kAnd = "and";
+    const std::string_view rest = text_.substr(position_);
+    if (!rest.starts_with(kAnd) || rest.substr(kAnd.size()).find_first_of(" \t") != 0 ||
+        text_.substr(0, position_).find_last_of(" \t") + 1 != position_) {
+      return false;
+    }
+    position_ += kAnd.size();
+    return true;
+  }
+
   std::string Until(std::string_view ends) {
     const std::size_t begin = position_;
     position_ = std::min(text_.find_first_of(ends, position_), text_.size());
@@ -50,10 +67,10 @@ class PathParser {
     if (step.text.empty()) {
       throw CommandError("a component of the path " + InQuotes(text_) + " is empty");
     }
-    if (Skip('[')) {
+    while (Skip('[')) {
       do {
         step.keys.push_back(Key());
-      } while (Skip(','));
+      } while (Skip(',') || SkipAnd());
       if (!Skip(']')) {
         throw CommandError("a bracket is not closed in " + InQuotes(text_));
       }
@@ -63,15 +80,22 @@ class PathParser {
 
   KeyValue Key() {
     KeyValue key;
-    key.key = Until("=,]");
+    SkipBlanks();
+    key.key = Until("=,] \t");
+    SkipBlanks();
     if (key.key.empty() || !Skip('=')) {
       throw CommandError("brackets hold key=value,... , not " + InQuotes(text_.substr(position_)));
     }
+    const std::size_t value = position_;
+    SkipBlanks();
     if (Skip('"')) {
       key.value = QuotedValue('"');
+      SkipBlanks();
     } else if (Skip('\'')) {
       key.value = QuotedValue('\'');
+      SkipBlanks();
     } else {
+      position_ = value;  // blanks are part of a value without quotes
       key.value = Until(",]");
     }
     return key;

@@ -30,7 +30,8 @@ struct PathStep {
 };
 
 // Throws CommandError for an empty component, or brackets that do not hold key=value,... . Values
-// may be quoted.
+// may be quoted. As in XPath, each key may have brackets of its own, quoted values may be joined
+// by "and", and blanks may stand around keys and quoted values.
 std::vector<PathStep> ParsePath(std::string_view text);
 
 // How one list on the way is narrowed: by id, by keys (complete, in order of registration), or not

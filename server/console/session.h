@@ -20,9 +20,10 @@ class Session {
   struct Options {
     server::Milliseconds timeout{10000};  // of a request
     server::Milliseconds wait{5000};      // for an agent that a command needs
+    server::TraceSink trace{};            // where `trace on` sends the messages
   };
   Session(server::Server& server, Output& output, Options options)
-      : server_(server), output_(output), options_(options) {}
+      : server_(server), output_(output), options_(std::move(options)) {}
 
   server::Server& server() { return server_; }
   Output& output() { return output_; }
@@ -59,6 +60,10 @@ class Session {
   // The key values of an entry that is known by its ids.
   std::vector<KeyValue> ReadKeys(const std::string& agent, const SchemaNode& list,
                                  const server::Ids& ids);
+
+  // ---- The trace ----
+
+  void SwitchTrace(bool on) { server_.set_trace(on ? options_.trace : server::TraceSink()); }
 
   // ---- The end ----
 

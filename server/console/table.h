@@ -2,35 +2,42 @@
 #ifndef NCDM_SERVER_CONSOLE_TABLE_H_
 #define NCDM_SERVER_CONSOLE_TABLE_H_
 
-#include <map>
+#include <cstddef>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "server/answer.h"
+#include "server/data_tree.h"
 #include "server/schema.h"
 
 namespace ncdm::console {
 
-// One entry. A leaf-list has several values.
+// One entry.
 struct EntryRow {
-  server::Ids ids;                                         // of the lists around it and its own
-  std::map<std::string, std::vector<std::string>> values;  // by column
+  server::Ids ids;                          // of the lists around it and its own
+  const server::DataNode* entry = nullptr;  // of the tree that the table was made of
 };
 
 struct EntryColumn {
-  std::string name;  // relative to the list: "mtu", "ipv4.mtu"
-  bool is_leaf_list = false;
+  std::string name;                          // relative to the list: "mtu", "ipv4.mtu"
+  const server::SchemaNode* leaf = nullptr;  // or leaf-list
   friend bool operator==(const EntryColumn&, const EntryColumn&) = default;
 };
 
 struct EntryTable {
   std::vector<EntryColumn> columns;  // the leaves of an entry, in order of registration
-  std::vector<EntryRow> rows;        // in the order of reading
+  std::unordered_map<const server::SchemaNode*, std::size_t> places;  // of the leaves in columns
+  std::vector<EntryRow> rows;                                         // in the order of reading
 };
 
-// Takes the values whose path leads through one entry of the list to a leaf of that entry; those of
-// lists inside it are left out.
-EntryTable MakeEntryTable(const server::SchemaNode& list, const std::vector<server::Value>& values);
+// The entries of the list that were read. What is inside lists of theirs makes no column.
+EntryTable MakeEntryTable(const server::SchemaNode& list, const server::DataTree& data);
+
+// What was read of an entry: for each of its values the column's place in the table, in the order
+// of reading. A leaf-list has several of one column.
+using EntryCells = std::vector<std::pair<std::size_t, const std::string*>>;
+EntryCells CellsOf(const EntryTable& table, const EntryRow& row);
 
 }  // namespace ncdm::console
 

@@ -54,10 +54,13 @@ TEST_F(CommandsTest, HelpKnowsEveryCommandAndOption) {
   EXPECT_THAT(Run("help edit"), HasSubstr("OPERATION PATH [VALUE]"));
 }
 
-TEST_F(CommandsTest, QuitEnds) {
-  EXPECT_FALSE(session_->finished());
-  Run("quit");
-  EXPECT_TRUE(session_->finished());
+TEST_F(CommandsTest, QuitAndExitEnd) {
+  for (const char* command : {"quit", "exit"}) {
+    UseJson(false);  // a new session
+    EXPECT_FALSE(session_->finished());
+    Run(command);
+    EXPECT_TRUE(session_->finished()) << command;
+  }
 }
 
 // ---- Agents ----
@@ -80,6 +83,32 @@ TEST_F(CommandsTest, AgentsAreListedWithTheirState) {
   UseJson(true);
   EXPECT_THAT(Run("agents"), HasSubstr(R"({"agent":"model","state":"ready","restarted":false,)"
                                        R"("connections":1,"paths":13,"modules":[]})"));
+}
+
+TEST_F(CommandsTest, TwoAgentsOfOneNameAreSaidToBe) {
+  const auto first = NewModelAgent();
+  EXPECT_THAT(Run("agents"), testing::Not(HasSubstr("two applications")));
+  agents_.clear();
+  const FakeAgent second(directory_.path(), "model");
+  ASSERT_TRUE(server_.RunUntil([&] { return server_.FindAgent("model")->takeovers == 1; },
+                               server::Milliseconds(20000)));
+  EXPECT_THAT(Run("agents"),
+              HasSubstr("\nagent 'model': 1 time a new connection took the place of one that was "
+                        "open; do two applications use the name?\n"));
+  UseJson(true);
+  EXPECT_THAT(Run("agents"), HasSubstr(R"("modules":[],"takeovers":1})"));
+}
+
+TEST_F(CommandsTest, ModulesOfManyAttributesAreListedByModule) {
+  const auto agent = NewModelAgent();
+  agent->Module("a", 1, "2024-01-01");
+  agent->Module("b", 0, "b");
+  agent->Module("a", 0, "a");
+  agent->Module("last", 0, "last");
+  ASSERT_TRUE(server_.RunUntil(
+      [&] { return server_.FindAgent("model")->registry.yang_attributes().size() == 4; },
+      server::Milliseconds(20000)));
+  EXPECT_THAT(Run("agents"), HasSubstr("  a@2024-01-01 b last\n"));
 }
 
 TEST_F(CommandsTest, UnregisteredAgentsAreSaidToBe) {
@@ -180,7 +209,7 @@ TEST_F(CommandsTest, ShowDebugAndCommitAreSentAndConfirmed) {
   EXPECT_EQ(Run("show"), "ok\n");
   EXPECT_EQ(Run("debug on 27"), "ok\n");
   EXPECT_EQ(Run("debug off error,timing"), "ok\n");
-  EXPECT_EQ(Run("commit"), "ok\n");
+  EXPECT_EQ(Run("commit"), "sent\n");
   ASSERT_EQ(agent->messages().size(), 4U);  // behind the answer to the registration
   EXPECT_EQ(agent->messages()[1].type, NC_DM_MSG_TYPE_SHOW);
   EXPECT_EQ(agent->messages()[2].body, I32(27) + I32(1));
@@ -215,15 +244,14 @@ TEST_F(CommandsTest, GetPrintsPathsAndValues) {
 TEST_F(CommandsTest, GetSendsNamesAndIds) {
   const auto agent = NewModelAgent();
   Run("get interfaces.interface.{i}.mtu");
-  Run("get interfaces.interface.3.address.7.ip 10.0.0.1 --datastore candidate");
+  Run("get interfaces.interface.3.address.7.ip --datastore candidate");
   Run("get interfaces.interface.3.address");
   ASSERT_EQ(agent->requests().size(), 3U);
   EXPECT_EQ(agent->requests()[0].packet_type, 10);
   EXPECT_EQ(agent->requests()[0].ds_type, 3);
   EXPECT_THAT(agent->requests()[0].elements, ElementsAre("interfaces.interface.mtu"));
   EXPECT_EQ(agent->requests()[1].ds_type, 5);
-  EXPECT_THAT(agent->requests()[1].elements,
-              ElementsAre("interfaces.interface.address.ip=10.0.0.1 [3,7]"));
+  EXPECT_THAT(agent->requests()[1].elements, ElementsAre("interfaces.interface.address.ip [3,7]"));
   EXPECT_THAT(agent->requests()[2].elements, ElementsAre("interfaces.interface.address [3]"));
 }
 
@@ -236,8 +264,10 @@ TEST_F(CommandsTest, GetRefusesWhatCannotBeSent) {
   EXPECT_EQ(Error("get system --table"), "'system' is no list, so it makes no table");
   EXPECT_EQ(Error("get system --datastore main"),
             "there is no datastore 'main': it is running, candidate, startup, sdn, config or url");
-  EXPECT_EQ(Error("get system.hostname " + std::string(3000, 'x')),
+  EXPECT_EQ(Error("find system.hostname " + std::string(3000, 'x')),
             "'system.hostname' needs 3031 bytes, more than the 2532 that one message carries");
+  EXPECT_EQ(Error("get interfaces.interface --table --tree"),
+            "--table and --tree exclude each other");
   EXPECT_THAT(agent->requests(), IsEmpty());
 }
 
@@ -263,6 +293,179 @@ TEST_F(CommandsTest, GetAsTable) {
             "\n");
 }
 
+TEST_F(CommandsTest, EachColumnOfATableHasANameOfItsOwn) {
+  FakeAgent agent(directory_.path(), "vlans");
+  agents_.push_back(&agent);
+  agent.Register("vlans.vlan.{i}.id", 1);
+  agent.Register("vlans.vlan.{i}.name");
+  agent.Complete();
+  agent.set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+    self.AnswerValues(request.sid, {{"vlans.vlan.3.id", "10"}, {"vlans.vlan.3.name", "office"}});
+    self.CloseValues(request.sid);
+  });
+  EXPECT_EQ(Run("get vlans.vlan --table"),
+            "{i}  id  name\n"
+            "3    10  office\n");
+}
+
+// 1,200 entries with a value each, all of other leaves.
+TEST_F(CommandsTest, ATableThatIsNearlyEmptyIsRefused) {
+  FakeAgent agent(directory_.path(), "wide");
+  agents_.push_back(&agent);
+  std::vector<std::pair<std::string, std::string>> values;
+  for (int i = 1; i <= 1200; ++i) {
+    const std::string leaf = "leaf" + std::to_string(i);
+    agent.Register("top.list.{i}." + leaf);
+    server_.RunOnce(server::Milliseconds(0));  // makes room on the socket
+    values.emplace_back("top.list." + std::to_string(i) + "." + leaf, "x");
+  }
+  agent.Complete();
+  agent.set_answerer([&](FakeAgent& self, const FakeAgent::Request& request) {
+    for (std::size_t i = 0; i < values.size(); i += 40) {
+      self.AnswerValues(request.sid, {values.begin() + static_cast<std::ptrdiff_t>(i),
+                                      values.begin() + static_cast<std::ptrdiff_t>(i + 40)});
+    }
+    self.CloseValues(request.sid);
+  });
+  EXPECT_EQ(Error("get top.list --table"),
+            "the table would have 1441200 cells for 1200 values: read it without --table");
+}
+
+TEST_F(CommandsTest, WithAValueOnlyWhatEqualsItIsPrinted) {
+  const auto agent = NewModelAgent();
+  agent->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+    self.AnswerValues(request.sid, {{"interfaces.interface.3.mtu", "1500"},
+                                    {"interfaces.interface.5.mtu", "9000"},
+                                    {"interfaces.interface.7.mtu", "1500"}});
+    self.CloseValues(request.sid);
+  });
+  EXPECT_EQ(Run("get interfaces.interface.mtu 1500"),
+            "interfaces.interface.3.mtu = 1500\ninterfaces.interface.7.mtu = 1500\n");
+  EXPECT_EQ(Run("get interfaces.interface.mtu 1"), "");
+  EXPECT_THAT(agent->requests().back().elements, ElementsAre("interfaces.interface.mtu"));
+}
+
+// ---- Trees ----
+
+class TreeCommandsTest : public CommandsTest {
+ protected:
+  TreeCommandsTest() : agent_(NewModelAgent()) {
+    agent_->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+      self.AnswerValues(request.sid, {{"interfaces.interface.3.name", "eth3"},
+                                      {"interfaces.interface.3.mtu", "1500"},
+                                      {"interfaces.interface.3.description", "007"},
+                                      {"interfaces.interface.3.tags.1", "true"},
+                                      {"interfaces.interface.3.tags.2", "b"},
+                                      {"interfaces.interface.3.address.1.ip", "10.0.0.1"},
+                                      {"interfaces.interface.10.name", "-5"}});
+      self.CloseValues(request.sid);
+    });
+  }
+
+  std::unique_ptr<FakeAgent> agent_;
+};
+
+TEST_F(TreeCommandsTest, WhatIsInsideStandsIndented) {
+  EXPECT_EQ(Run("get interfaces --tree"),
+            "interfaces\n"
+            "  interface.3\n"
+            "    name = eth3\n"
+            "    mtu = 1500\n"
+            "    description = 007\n"
+            "    tags.1 = true\n"
+            "    tags.2 = b\n"
+            "    address.1\n"
+            "      ip = 10.0.0.1\n"
+            "  interface.10\n"
+            "    name = -5\n");
+}
+
+TEST_F(TreeCommandsTest, JsonIsNestedByThePathsAndTyped) {
+  UseJson(true);
+  EXPECT_EQ(Run("get interfaces --tree"),
+            R"({"interfaces":{"interface":[{"@id":3,"name":"eth3","mtu":1500,)"
+            R"("description":"007","tags":[true,"b"],"address":[{"@id":1,"ip":"10.0.0.1"}]},)"
+            R"({"@id":10,"name":-5}]}})"
+            "\n");
+}
+
+TEST_F(TreeCommandsTest, OnlyWhatJsonKeepsIsANumber) {
+  agent_->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+    int id = 0;
+    for (const char* value : {"0", "999999999999999", "1000000000000000", "-0", "-", "", "1.5",
+                              "1e3", " 1", "True", "false"}) {
+      self.AnswerValues(request.sid, {{"system.dns." + std::to_string(++id), value}});
+    }
+    self.CloseValues(request.sid);
+  });
+  UseJson(true);
+  EXPECT_EQ(Run("get system --tree"),
+            R"({"system":{"dns":[0,999999999999999,"1000000000000000","-0","-","","1.5","1e3",)"
+            R"(" 1","True",false]}})"
+            "\n");
+}
+
+TEST_F(TreeCommandsTest, NothingIsAnEmptyTree) {
+  agent_->set_answerer({});
+  EXPECT_EQ(Run("get interfaces --tree"), "");
+  UseJson(true);
+  EXPECT_EQ(Run("get interfaces --tree"), "{}\n");
+}
+
+// ---- What agents send is shown, and does nothing ----
+
+TEST_F(CommandsTest, ValuesForgeNoLinesAndJsonIsExact) {
+  const auto agent = NewModelAgent();
+  agent->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+    self.AnswerValues(request.sid,
+                      {{"system.hostname", "1\nsystem.admin = x\x1b[2J"}, {"system.\x07", "y"}});
+    self.CloseValues(request.sid);
+  });
+  EXPECT_EQ(Run("get system"),
+            "system.hostname = 1\\nsystem.admin = x\\x1b[2J\n"
+            "system.\\x07 = y\n");
+  UseJson(true);
+  EXPECT_EQ(Run("get system"),
+            R"([{"path":"system.hostname","value":"1\nsystem.admin = x\u001b[2J"},)"
+            R"({"path":"system.\u0007","value":"y"}])"
+            "\n");
+}
+
+TEST_F(CommandsTest, AgentsPathsAndModulesForgeNoLines) {
+  const auto agent = std::make_unique<FakeAgent>(directory_.path(), "a\nb");
+  agents_.push_back(agent.get());
+  agent->Register("p\x1b");
+  agent->Module("m\n", 0, "v\n");
+  agent->Complete();
+  ASSERT_TRUE(server_.WaitForAgent("a\nb", server::Milliseconds(20000)));
+  EXPECT_EQ(Run("agents"),
+            "agent  state  paths  modules\n"
+            "a\\nb   ready  1      m\\n\n");
+  EXPECT_EQ(Run("paths"), "p\\x1b\n");
+  EXPECT_EQ(Run("modules"), "m\\n  module-name = v\\n\n");
+}
+
+TEST_F(CommandsTest, TraceIsSwitchedAtThePrompt) {
+  std::vector<std::string> lines;
+  session_ = std::make_unique<Session>(
+      server_, *output_,
+      Session::Options{.timeout = server::Milliseconds(20000),
+                       .wait = wait_,
+                       .trace = [&](std::string_view agent, std::string_view line) {
+                         lines.push_back(std::string(agent) + " " + std::string(line));
+                       }});
+  const auto agent = NewModelAgent();
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(Run("trace on"), "ok\n");
+  Run("get system");
+  EXPECT_THAT(lines, testing::Contains(testing::StartsWith("model > FILTER ")));
+  EXPECT_EQ(Run("trace off"), "ok\n");
+  lines.clear();
+  Run("get system");
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_EQ(Error("trace maybe"), "trace is switched on or off, not 'maybe'");
+}
+
 TEST_F(CommandsTest, GetFindsEntriesByTheirKeys) {
   const auto agent = NewModelAgent();
   agent->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
@@ -284,6 +487,10 @@ TEST_F(CommandsTest, GetFindsEntriesByTheirKeys) {
     }
   });
   Run("get routes.route[dest=10.0.0.0/8,vrf=red].metric");
+  EXPECT_THAT(agent->requests().back().elements, ElementsAre("routes.route.metric [2]"));
+  Run("get routes.route[vrf='red' and dest='10.0.0.0/8'].metric");
+  EXPECT_THAT(agent->requests().back().elements, ElementsAre("routes.route.metric [2]"));
+  Run("get routes.route[vrf='red'][dest='10.0.0.0/8'].metric");
   EXPECT_THAT(agent->requests().back().elements, ElementsAre("routes.route.metric [2]"));
   Run("get interfaces.interface[name=\"eth 7\"].address[ip=::1].prefix");
   EXPECT_THAT(agent->requests().back().elements,

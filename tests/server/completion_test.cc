@@ -67,6 +67,16 @@ TEST_F(CompletionTest, Keys) {
               ElementsAre("delete routes.route[vrf=", "delete routes.route[dest="));
   EXPECT_THAT(Lines("delete routes.route[vrf=a,d"), ElementsAre("delete routes.route[vrf=a,dest="));
   EXPECT_THAT(Lines("delete routes.route[vrf=a"), IsEmpty());
+  EXPECT_THAT(Lines("delete routes.route[vrf=a][d"),
+              ElementsAre("delete routes.route[vrf=a][dest="));
+  EXPECT_THAT(Lines("get routes.route[vrf=a][dest=b].m"),
+              ElementsAre("get routes.route[vrf=a][dest=b].metric "));
+}
+
+TEST_F(CompletionTest, WhatATerminalMightObeyIsNotOffered) {
+  schema_ = std::make_unique<Schema>(
+      std::vector<server::RegisteredPath>{{"good", 0}, {"g\x1b[2J", 0}, {"g\n", 0}});
+  EXPECT_THAT(Lines("get g"), ElementsAre("get good "));
 }
 
 TEST_F(CompletionTest, LeavesOfAnEntry) {
@@ -86,6 +96,7 @@ TEST_F(CompletionTest, OptionsAndAgents) {
   EXPECT_THAT(Lines("get --table int"), ElementsAre("get --table interfaces."));
   EXPECT_THAT(Lines("use "), ElementsAre("use model ", "use other "));
   EXPECT_THAT(Lines("debug o"), ElementsAre("debug on ", "debug off "));
+  EXPECT_THAT(Lines("trace o"), ElementsAre("trace on ", "trace off "));
   EXPECT_THAT(Lines("commit "), IsEmpty());
 }
 

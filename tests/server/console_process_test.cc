@@ -203,7 +203,7 @@ TEST_F(ConsoleProcessTest, TraceShowsEveryFrameOnStandardError) {
   const auto agent = NewModelAgent();
   EXPECT_EQ(console.Serve(agent.get()), 0);
   EXPECT_THAT(console.errors(),
-              AllOf(StartsWith("model < REG_NAME sid=-1 \"model\" attr=0\n"),
+              AllOf(testing::ContainsRegex("^[0-9:]+\\.[0-9]+ model < REG_NAME sid=-1 \"model\" "),
                     HasSubstr("model > REG_RSP sid=0 OK\n"),
                     HasSubstr("model > FILTER sid=1 ds=running segment entries=1: \"system\"\n"),
                     HasSubstr("model < FILTER_RSP sid=2 end\n")));
@@ -275,7 +275,53 @@ TEST_P(SignalTest, EndsAScriptInOrder) {
 
 INSTANTIATE_TEST_SUITE_P(All, SignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
+TEST_F(ConsoleProcessTest, SaysItsVersion) {
+  ConsoleProcess console(directory_.path(), {"--version"});
+  EXPECT_EQ(console.Serve(), 0);
+  EXPECT_THAT(console.output(), testing::MatchesRegex("ncdm-console [0-9]+\\.[0-9]+.*\n"));
+}
+
+TEST_F(ConsoleProcessTest, ErrorsForgeNoLines) {
+  ConsoleProcess console(directory_.path(), {"--wait", "20", "-e", kRead});
+  const auto agent = NewModelAgent();
+  agent->set_answerer([](FakeAgent& self, const FakeAgent::Request& request) {
+    self.AnswerFault(request.sid, 0, "a\nb\x1b");
+  });
+  EXPECT_EQ(console.Serve(agent.get()), 1);
+  EXPECT_EQ(console.errors(), "-e 1: refused, without a reason: a\\nb\\x1b\n");
+}
+
+TEST_F(ConsoleProcessTest, TraceIsSwitchedByACommand) {
+  ConsoleProcess console(directory_.path(), {"--wait", "20", "-e", kRead, "-e", "trace on", "-e",
+                                             kCreate, "-e", "trace off", "-e", kRead});
+  const auto agent = NewModelAgent();
+  EXPECT_EQ(console.Serve(agent.get()), 0) << console.errors();
+  EXPECT_THAT(
+      console.errors(),
+      testing::MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9] model > EDIT .*"));
+  EXPECT_THAT(console.errors(), testing::Not(HasSubstr("FILTER")));
+}
+
 // ---- At a terminal ----
+
+TEST_F(ConsoleProcessTest, AgentsThatComeAndGoAreNoticedAtThePrompt) {
+  ConsoleProcess console(directory_.path(), {}, Input::kTerminal);
+  ASSERT_TRUE(console.ServeUntil(nullptr, "ncdm> "));
+  console.Write("get sys");
+  ASSERT_TRUE(console.ServeUntil(nullptr, "get sys"));
+  auto agent = NewModelAgent();
+  ASSERT_TRUE(console.ServeUntil(agent.get(), "agent 'model' has connected\r\n"))
+      << console.output();
+  // What was typed stands at the new prompt and goes on.
+  ASSERT_TRUE(console.ServeUntil(agent.get(), "has connected\r\nncdm> get sys"))
+      << console.output();
+  agent.reset();
+  ASSERT_TRUE(console.ServeUntil(nullptr, "agent 'model' is gone\r\n")) << console.output();
+  console.Write(
+      "\x15"
+      "exit\r");
+  EXPECT_EQ(console.Serve(), 0);
+}
 
 TEST_F(ConsoleProcessTest, LinesAreEditedCompletedAndRemembered) {
   {

@@ -25,6 +25,28 @@ TEST(ParsePathTest, ComponentsAndKeys) {
                   PathStep{"b", {}}));
 }
 
+TEST(ParsePathTest, KeysAsInXPath) {
+  const std::vector<KeyValue> keys{{"vrf", "red"}, {"dest", "10.0.0.0/8"}};
+  for (const char* path :
+       {"r[vrf=red,dest=10.0.0.0/8]", "r[vrf=red][dest=10.0.0.0/8]",
+        "r[vrf='red'][dest=10.0.0.0/8]", "r[vrf='red' and dest=\"10.0.0.0/8\"]",
+        "r[ vrf = 'red'  and  dest = '10.0.0.0/8' ]", "r[vrf = 'red' , dest = '10.0.0.0/8']"}) {
+    EXPECT_THAT(ParsePath(path), ElementsAre(PathStep{"r", keys})) << path;
+  }
+  EXPECT_THAT(ParsePath("a[k='1'][l='2'].b[m=3]"),
+              ElementsAre(PathStep{"a", {{"k", "1"}, {"l", "2"}}}, PathStep{"b", {{"m", "3"}}}));
+}
+
+TEST(ParsePathTest, AndIsAWordAndBlanksBelongToAValueWithoutQuotes) {
+  EXPECT_THAT(ParsePath("a[k=x and l=y]"), ElementsAre(PathStep{"a", {{"k", "x and l=y"}}}));
+  EXPECT_THAT(ParsePath("a[k= x]"), ElementsAre(PathStep{"a", {{"k", " x"}}}));
+  EXPECT_THAT(ParsePath("a[and='1' and and='2']"),
+              ElementsAre(PathStep{"a", {{"and", "1"}, {"and", "2"}}}));
+  EXPECT_THROW(ParsePath("a[k='x'and l='y']"), CommandError);
+  EXPECT_THROW(ParsePath("a[k='x' andl='y']"), CommandError);
+  EXPECT_THROW(ParsePath("a[k='x' and ]"), CommandError);
+}
+
 TEST(ParsePathTest, Refusals) {
   const auto parse = [](const char* path) { return [=] { ParsePath(path); }; };
   for (const char* path : {"", ".a", "a..b", "a.", "[k=v]"}) {
