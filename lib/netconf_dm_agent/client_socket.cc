@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "netconf_dm_agent/trusted_path.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
 
@@ -46,6 +47,11 @@ struct SocketAddress {
   const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address); }
 };
 
+// What "TMPDIR" names is the administrator's word; only what stands below it is looked at.
+bool IsTrusted(const char* path, const char* suffix) {
+  return nc::IsTrustedPath(path, strlen(path) - strlen(suffix));
+}
+
 }  // namespace
 
 namespace nc {
@@ -55,7 +61,7 @@ int ConnectToServer(int fd) {
   char suffix[] = "/mng/netconf/netconf_server/.serv";
   const char* path = nc_dm_make_path(suffix);
   const SocketAddress server(path);
-  if (server.len == 0 || connect(fd, server.get(), server.len) != 0) {
+  if (server.len == 0 || !IsTrusted(path, suffix) || connect(fd, server.get(), server.len) != 0) {
     NC_DM_LOG_ERROR("Failed to connect server:%s!\n", path == nullptr ? "(null)" : path);
     return -1;
   }
@@ -95,6 +101,10 @@ int nc_dm_agent_create_socket(char* path, bool is_block) {
   const SocketAddress client(full_path);
   if (client.len == 0) {
     NC_DM_LOG_ERROR("Get invalid socket path!\n");
+    close(fd);
+    return -1;
+  }
+  if (!IsTrusted(full_path, path)) {
     close(fd);
     return -1;
   }

@@ -34,11 +34,9 @@ int Answer(int fd, nc_int32 sid, nc_int64 inst, nc_dm_fault_t* fault) {
 }
 
 int Collect(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
-  const int result = nc_dm_agent_decode_edit_list(in_msg, &g_nc_dm_edit_node_list);
-  if (result != 0) {
+  const int result = nc::CollectEdits(in_msg, fault);
+  if (result != 0 && fault->fault_code == NC_DM_FAULT_CODE_PARSE) {
     NC_DM_LOG_ERROR("Failed to decode edit list message!\n");
-    fault->fault_code = NC_DM_FAULT_CODE_PARSE;
-    nc::ReleaseEdits();
   }
   return result;
 }
@@ -87,12 +85,14 @@ int nc_dm_agent_handle_msg_edit(int fd, nc_dm_msg_t* in_msg, nc_dm_fault_t* faul
       return Collect(in_msg, fault);
     case NC_DM_PKT_TYPE_OBJECT_END:
     case NC_DM_PKT_TYPE_OBJECT_CMD_END:
+      if (nc::CheckEditsComplete(fault) != 0) return -1;
       inst = EditObject(pkt_type, fault);
       if (inst < 0) NC_DM_LOG_ERROR("Failed to edit dm tree object!\n");
       if (Finish(inst) != 0) return -1;
       fault->fault_code = NC_DM_FAULT_CODE_OK;
       break;
     case NC_DM_PKT_TYPE_END:
+      if (nc::CheckEditsComplete(fault) != 0) return -1;
       inst = EditSubtree(fault);
       if (Finish(inst) != 0) return -1;
       break;

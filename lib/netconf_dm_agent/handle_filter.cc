@@ -5,40 +5,15 @@
 #include "netconf_dm_agent/request_checks.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/malloc_ptr.h"
 
 namespace {
 
 int Collect(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
   const int result = nc::CollectFilters(in_msg, fault);
-  if (result != 0) NC_DM_LOG_ERROR("Failed to decode filter list message!\n");
-  return result;
-}
-
-// Adds the one filter of the message itself. 0, or -1 with `fault` filled.
-int AddSingleFilter(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
-  auto node = nc::NewRecord<nc_dm_stub_filter_node_t>();
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc filter_node!\n");
-    fault->fault_code = NC_DM_FAULT_CODE_MEM;
-    return -1;
-  }
-  auto filter = nc::NewRecord<nc_dm_stub_filter_t>();
-  if (filter == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc filter_node->filter!\n");
-    fault->fault_code = NC_DM_FAULT_CODE_MEM;
-    return -1;
-  }
-  const int result = nc_dm_agent_decode_filter(in_msg, filter.get());
-  if (result != 0) {
+  if (result != 0 && fault->fault_code == NC_DM_FAULT_CODE_PARSE) {
     NC_DM_LOG_ERROR("Failed to decode filter list message!\n");
-    fault->fault_code = NC_DM_FAULT_CODE_PARSE;
-    nc_dm_agent_free_filter(filter.get());
-    return result;
   }
-  node->filter = filter.release();
-  nc::PushBack(&g_nc_dm_filter_node_list.filter_head, &node.release()->lst);
-  return 0;
+  return result;
 }
 
 int FilterToAnswer(nc_dm_fault_t* fault) {
@@ -46,13 +21,15 @@ int FilterToAnswer(nc_dm_fault_t* fault) {
 }
 
 int RunCollected(nc_dm_fault_t* fault) {
+  if (nc::CheckFiltersComplete(fault) != 0) return -1;
   const int result = FilterToAnswer(fault);
   if (result != 0) NC_DM_LOG_ERROR("Failed to do filter operation!\n");
   return result;
 }
 
 int RunSingle(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
-  const int result = AddSingleFilter(in_msg, fault);
+  if (nc::CheckFiltersComplete(fault) != 0) return -1;
+  const int result = nc::CollectSingleFilter(in_msg, fault);
   return result == 0 ? FilterToAnswer(fault) : result;
 }
 

@@ -44,6 +44,7 @@ int FindCommonInstances() {
 }
 
 int RunCollected(nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
+  if (nc::CheckFiltersComplete(fault) != 0) return -1;
   nc::BeginAnswer(nc::AnswerKind::kIdArrays);
   const int result = FindCommonInstances();
   nc::ReleaseFilters();

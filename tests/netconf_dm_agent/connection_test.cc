@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "agent_fixture.h"
+#include "support/other_user.h"
 
 // Calls of the system that a test makes fail. They stand before those of libc for the whole
 // program.
@@ -496,17 +497,116 @@ TEST_F(ConnectionTest, AFileInTheSocketsPlaceIsRemoved) {
   close(fd);
 }
 
-TEST_F(ConnectionTest, ALinkInTheSocketsPlaceIsRemovedAndNotFollowed) {
+TEST_F(ConnectionTest, ALinkInTheSocketsPlaceIsLeftAlone) {
   const std::string target = dir().path() + "/target";
   std::ofstream(target) << "text";
   std::filesystem::create_symlink(target, dir().ClientSocket("one"));
   char suffix[] = "/mng/netconf/netconf_client/.one";
-  const int fd = nc_dm_agent_create_socket(suffix, true);
-  ASSERT_GE(fd, 0);
-  EXPECT_TRUE(std::filesystem::is_regular_file(target));
+  EXPECT_EQ(nc_dm_agent_create_socket(suffix, true), -1);
+  EXPECT_TRUE(log().ContainsError("'" + dir().ClientSocket("one") +
+                                  "' on the way to the socket is a symbolic link, it is not "
+                                  "followed!\n"));
   EXPECT_EQ(std::filesystem::file_size(target), 4u);
-  EXPECT_FALSE(std::filesystem::is_symlink(dir().ClientSocket("one")));
-  close(fd);
+  EXPECT_TRUE(std::filesystem::is_symlink(dir().ClientSocket("one")));
+}
+
+// Another user who came first leads the sockets elsewhere: nothing is removed there, and nobody
+// there is talked to.
+TEST_F(ConnectionTest, ALinkOnTheWayToASocketIsNotFollowed) {
+  const std::string elsewhere = dir().path() + "/elsewhere";
+  std::filesystem::rename(dir().path() + "/mng", elsewhere);
+  std::ofstream(elsewhere + "/netconf/netconf_client/.app") << "precious";
+  std::filesystem::create_symlink(elsewhere, dir().path() + "/mng");
+  const Server server(dir());
+  EXPECT_EQ(Init(), 0);
+  EXPECT_TRUE(log().ContainsError("'" + dir().path() +
+                                  "/mng' on the way to the socket is a symbolic link, it is not "
+                                  "followed!\n"));
+  EXPECT_TRUE(log().ContainsError("Failed to create dm client!\n"));
+  EXPECT_EQ(std::filesystem::file_size(elsewhere + "/netconf/netconf_client/.app"), 8u);
+  EXPECT_FALSE(server.HasConnection());
+  EXPECT_NE(tasks().tt_reconnect, nullptr);
+}
+
+TEST_F(ConnectionTest, AServerBehindALinkIsNotTalkedTo) {
+  const Server server(dir());
+  const std::string real = dir().path() + "/real";
+  std::filesystem::rename(dir().ServerSocket(), real);
+  std::filesystem::create_symlink(real, dir().ServerSocket());
+  EXPECT_EQ(Init(), 0);
+  EXPECT_TRUE(log().ContainsError("Failed to connect server:" + dir().ServerSocket() + "!\n"));
+  EXPECT_FALSE(server.HasConnection());
+}
+
+TEST_F(ConnectionTest, TmpdirItselfMayBeALink) {
+  const std::string link = dir().path() + "L";
+  std::filesystem::create_symlink(dir().path(), link);
+  const ScopedEnv tmpdir("TMPDIR", link);
+  const Server server(dir());
+  EXPECT_EQ(Init(), 0);
+  EXPECT_TRUE(server.HasConnection());
+  std::filesystem::remove(link);
+}
+
+class ForeignDirectoryTest : public ConnectionTest {
+ protected:
+  void SetUp() override {
+    if (!CanActAsOtherUser()) GTEST_SKIP() << "only root can give a directory away";
+  }
+  void GiveAway(const std::string& path) const {
+    ASSERT_EQ(chown((dir().path() + path).c_str(), kOtherUser, kOtherUser), 0);
+  }
+  void SetMode(const std::string& path, mode_t mode) const {
+    ASSERT_EQ(chmod((dir().path() + path).c_str(), mode), 0);
+  }
+  bool Connects() {
+    const Server server(dir());
+    EXPECT_EQ(Init(), 0);
+    const bool connects = server.HasConnection();
+    if (info().agent_fd >= 0) close(info().agent_fd);
+    info().agent_fd = -1;
+    return connects;
+  }
+  void ExpectRefusal(const std::string& path) {
+    EXPECT_TRUE(log().ContainsError("'" + dir().path() + path +
+                                    "' on the way to the socket belongs to another user!\n"));
+  }
+};
+
+TEST_F(ForeignDirectoryTest, WhereEverybodyMayWriteIsNotTrusted) {
+  SetMode("", 01777);
+  GiveAway("/mng");
+  EXPECT_FALSE(Connects());
+  ExpectRefusal("/mng");
+}
+
+TEST_F(ForeignDirectoryTest, WhereAGroupMayWriteIsNotTrusted) {
+  SetMode("/mng", 0770);
+  GiveAway("/mng/netconf");
+  EXPECT_FALSE(Connects());
+  ExpectRefusal("/mng/netconf");
+}
+
+TEST_F(ForeignDirectoryTest, WhereNobodyElseMayWriteIsTheAdministratorsWord) {
+  SetMode("/mng/netconf", 0755);
+  GiveAway("/mng/netconf/netconf_server");
+  EXPECT_TRUE(Connects());
+}
+
+TEST_F(ForeignDirectoryTest, OurOwnAndRootsAreTrustedWhereEverybodyMayWrite) {
+  for (const char* path : {"", "/mng", "/mng/netconf", "/mng/netconf/netconf_client"}) {
+    SetMode(path, 01777);
+  }
+  EXPECT_TRUE(Connects());
+}
+
+TEST_F(ForeignDirectoryTest, AForeignServersSocketIsNotTrusted) {
+  SetMode("/mng/netconf/netconf_server", 01777);
+  const Server server(dir());
+  GiveAway("/mng/netconf/netconf_server/.serv");
+  EXPECT_EQ(Init(), 0);
+  EXPECT_FALSE(server.HasConnection());
+  ExpectRefusal("/mng/netconf/netconf_server/.serv");
 }
 
 TEST_F(ConnectionTest, TheClientsSocketIsForItsOwnerAloneWhateverTheMask) {
