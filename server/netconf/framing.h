@@ -17,7 +17,7 @@
 
 namespace ncdm::netconf {
 
-inline constexpr std::size_t kMaxMessageBytes = 16 * 1024 * 1024;
+inline constexpr std::size_t kMaxMessageBytes = std::size_t{16} * 1024 * 1024;
 
 enum class Framing { kEndOfMessage, kChunked };
 

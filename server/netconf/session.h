@@ -37,7 +37,7 @@ struct Peer {
 
 class Session {
  public:
-  static constexpr std::size_t kMaxWaiting = 1024 * 1024;
+  static constexpr std::size_t kMaxWaiting = std::size_t{1024} * 1024;
 
   enum class Cause {
     kClosed,    // by <close-session>

@@ -10,8 +10,8 @@ namespace {
 constexpr char kSubsystem[] = "netconf";
 
 // What one step moves at most in each direction, so that a busy client leaves time for the others.
-constexpr std::size_t kStepBytes = 256 * 1024;
-constexpr std::size_t kReadBytes = 32 * 1024;
+constexpr std::size_t kStepBytes = std::size_t{256} * 1024;
+constexpr std::size_t kReadBytes = std::size_t{32} * 1024;
 
 // libssh's receive window is smaller. It logs, but takes, what a client sends beyond it.
 constexpr std::uint32_t kMaxBuffered = 4 * 1024 * 1024;

@@ -140,9 +140,10 @@ void SshConnection::HandlePackets() {
 
 bool SshConnection::StepChannels() {
   bool has_more = false;
-  // By index: reading one channel may open another.
-  for (std::size_t i = 0; i < channels_.size(); ++i) {
-    SshChannel& channel = *channels_[i];
+  // Not by iterators: reading one channel may open another.
+  std::size_t stepped = 0;
+  while (stepped < channels_.size()) {
+    SshChannel& channel = *channels_[stepped++];
     has_more = channel.Step() || has_more;
     is_closed_ = is_closed_ || channel.was_flooded();
   }

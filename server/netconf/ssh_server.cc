@@ -47,7 +47,7 @@ SshBind LoadHostKeys(const std::vector<std::string>& files) {
       throw std::runtime_error("cannot use the host key '" + file +
                                "': " + ssh_get_error(bind.get()));
     }
-    key.release();  // it belongs to `bind` now
+    static_cast<void>(key.release());  // it belongs to `bind` now
   }
   return bind;
 }

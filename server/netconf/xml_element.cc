@@ -44,8 +44,8 @@ class Collector {
   }
 
   // An element begins. True if it is one to keep: Keep() follows.
-  bool Start(std::size_t attributes) {
-    Count(1 + 2 * attributes);
+  bool Start(int attributes) {
+    Count(1 + 2 * static_cast<std::size_t>(attributes));
     if (++depth_ > kMaxDepth) {
       Refuse("deeper than " + std::to_string(kMaxDepth) + " levels");
     }
@@ -123,7 +123,7 @@ void OnStart(void* data, const xmlChar* name, const xmlChar* prefix, const xmlCh
              int namespace_count, const xmlChar** namespaces, int attribute_count,
              int /*defaulted*/, const xmlChar** attributes) {
   Collector& collector = ToCollector(data);
-  if (collector.Start(static_cast<std::size_t>(namespace_count + attribute_count))) {
+  if (collector.Start(namespace_count + attribute_count)) {
     collector.Keep({ToString(prefix), ToString(name), ToString(uri),
                     ToNamespaces(namespace_count, namespaces),
                     ToAttributes(attribute_count, attributes)});
