@@ -122,7 +122,7 @@ void Unlink(list_head* link) {
 }
 
 // The public fields end where the library's own begin.
-constexpr std::size_t kNodeBytes = offsetof(nc_dm_agent_node, shortcut);
+constexpr std::size_t kNodeBytes = offsetof(nc_dm_agent_node, next_same);
 
 class BareList {
  public:

@@ -12,7 +12,7 @@ namespace bench {
 namespace {
 
 // The public fields end where the library's own begin.
-constexpr std::int64_t kNodeBytes = offsetof(nc_dm_agent_node, shortcut);
+constexpr std::int64_t kNodeBytes = offsetof(nc_dm_agent_node, next_same);
 constexpr std::int64_t kHashBuckets = std::int64_t{1} << 18;
 
 std::int64_t NameBytes(const std::string& name) {

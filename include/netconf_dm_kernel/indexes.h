@@ -26,6 +26,10 @@ struct nc_dm_bin_tree_node {
   nc_int32 left_cnt;                  /* entries on the left */
   nc_int32 right_cnt;
   void* data; /* the instance, nc_dm_agent_node_t, not owned */
+
+  /* Internal; not part of the documented record: the pool's slab that holds it, null for an entry
+   * of malloc memory. */
+  void* slab;
 };
 
 /* The instance tree of one multi-instance child name of a node. */
@@ -35,15 +39,17 @@ typedef struct nc_dm_bin_tree {
   char* name; /* the child name, owned */
   void* data; /* the mode node of that name, nc_dm_agent_node_t, not owned */
 
-  /* Behind the record proper: the instances of that name, in order of creation. */
-  nc_dm_agent_node_t* first_inst;
-  nc_dm_agent_node_t* last_inst;
+  /* Internal; not part of the documented record. An instance of the name is in no index: its id was
+   * taken, or memory was short. Who must not miss one walks. */
+  bool is_incomplete;
 } nc_dm_bin_tree_t;
 
 /* Entry of a bucket's chain. */
 typedef struct nc_dm_hash_tab_entry_node {
   struct nc_dm_hash_tab_entry_node* next;
   nc_dm_agent_node_t* data_ptr; /* the instance, not owned */
+
+  void* slab; /* internal, as in nc_dm_bin_tree_node */
 } nc_dm_hash_tab_entry_node_t;
 
 /* A bucket. */

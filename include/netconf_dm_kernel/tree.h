@@ -34,10 +34,28 @@ typedef enum nc_dm_node_type {
   NC_DM_NODE_TYPE_MAX = 7
 } nc_dm_node_type_t;
 
+/* How a node came to be. */
+typedef enum nc_dm_node_origin {
+  NC_DM_NODE_ORIGIN_APPLICATION = 0, /* the application allocated and linked it */
+  NC_DM_NODE_ORIGIN_REGISTERED = 1,  /* a component of a registered path */
+  NC_DM_NODE_ORIGIN_COPIED = 2       /* an instance, or a copy of a schema node in one */
+} nc_dm_node_origin_t;
+
 typedef struct nc_dm_agent_node nc_dm_agent_node_t;
 typedef struct nc_dm_bin_tree_node nc_dm_bin_tree_node_t; /* see indexes.h */
 typedef struct nc_dm_hash_tab nc_dm_hash_tab_t;
 
+/*
+ * A node.
+ *
+ * Memory. A registered node and its name are malloc'd singly: the name may be freed and replaced by
+ * an equal text. An instance and the copies of the schema below it share one block, their names
+ * included: nothing of them is freed singly.
+ *
+ * By hand. Under the tree's lock an application may link a node of its own at the end of a list:
+ * one that it allocated and cleared by `sizeof`, with malloc memory for its name. It may also
+ * rename, unlink and free such a node. Nodes that the library made change by its calls alone.
+ */
 struct nc_dm_agent_node {
   list_head lst;                  /* in the parent's sub_lst, or in dm_root */
   list_head key_lst;              /* in the parent's sub_key_lst; key leaves alone */
@@ -47,7 +65,7 @@ struct nc_dm_agent_node {
   int index;                      /* slot in the data block, 0 for none */
   nc_dm_agent_data_block_t* padb; /* during one callback only */
   char* dm_path;                  /* set in a registration's template, null in the tree */
-  char* node_name;                /* owned */
+  char* node_name;                /* see above */
   nc_dm_node_type_t node_type;
   nc_dm_val_type_t val_type;
   nc_dm_node_src_t src;
@@ -64,19 +82,17 @@ struct nc_dm_agent_node {
   list_head sub_key_lst; /* key leaves among them */
 
   /*
-   * Behind the record proper: shortcuts that keep the cost of a request independent of the siblings
-   * that it does not touch. Both may be null, and then the lists above are walked.
+   * Internal; not part of the documented record. All zero in a node that an application made, which
+   * makes it an equal: the list that holds one is walked.
    */
-  union {
-    struct { /* an instance: its neighbours among the instances of its list, in order of creation */
-      nc_dm_agent_node_t* next_inst;
-      nc_dm_agent_node_t* prev_inst;
-    } same_list;
-    struct { /* a schema node: its schema children by name, once they are many */
-      struct nc_dm_child_index* index;
-      size_t child_cnt; /* children of every kind */
-    } children;
-  } shortcut;
+  nc_dm_agent_node_t* next_same; /* neighbours of the same name among the siblings, in list order */
+  nc_dm_agent_node_t* prev_same;
+  struct nc_dm_name_index* name_index; /* its children by name, once they are many; or null */
+  uint32_t block_offset; /* bytes from the start of its entry's block; 0: memory of its own */
+  uint8_t origin;        /* nc_dm_node_origin_t */
+  uint8_t is_chained;    /* stands in the chain of its name, and in the parent's index if any */
+  uint8_t is_walked;     /* its children: an application's node was met among them */
+  uint8_t is_hashed;     /* was entered in a hash table */
 };
 
 /* The tree. */

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/instances/instance_hash.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"
@@ -42,13 +43,6 @@ struct FreeTable {
 };
 using TablePtr = std::unique_ptr<nc_dm_hash_tab_t, FreeTable>;
 
-bool MakeBuckets(nc_dm_hash_tab_t* table) {
-  if (table->table != nullptr) return true;
-  table->table = static_cast<nc_dm_hash_tab_entry_t*>(
-      calloc(size_t{1} << table->size_bits_num, sizeof(nc_dm_hash_tab_entry_t)));
-  return table->table != nullptr;
-}
-
 // Enters the instances that exist. Lookups of a list with a table ask the table alone, so that an
 // instance that is not in it would be lost.
 bool EnterInstances(nc_dm_hash_tab_t* table, const nc_dm_agent_node_t& mode) {
@@ -56,7 +50,7 @@ bool EnterInstances(nc_dm_hash_tab_t* table, const nc_dm_agent_node_t& mode) {
       mode.parent != nullptr ? &mode.parent->sub_lst : &g_nc_agent_dm.dm_root;
   for (auto& node : nc::SameNamed(siblings, mode.node_name)) {
     if (!nc::IsInstance(node)) continue;
-    if (!MakeBuckets(table)) return false;
+    if (!nc::EnsureBuckets(table)) return false;
     if (nc_dm_agent_insert_mode_node_inst_to_hash_tab(table, &node) != 0) return false;
   }
   return true;

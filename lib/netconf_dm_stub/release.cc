@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_stub/value_node.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/refuse.h"
 
@@ -13,12 +12,6 @@ template <typename Record>
 void Release(Record** owned) {
   free(*owned);
   *owned = nullptr;
-}
-
-// Of a value node, whose own memory goes with the node.
-void ReleaseText(char** text) {
-  if (!nc::IsInElement(*text)) free(*text);
-  *text = nullptr;
 }
 
 int RefuseInput() { return nc::Refuse("Invaild input parameter!\n"); }
@@ -52,8 +45,8 @@ void nc_dm_agent_free_val_node(nc_dm_val_node_t* val_node) {
     RefuseInput();
     return;
   }
-  ReleaseText(&val_node->val_entry.dm_name);
-  ReleaseText(&val_node->val_entry.dm_val);
+  Release(&val_node->val_entry.dm_name);
+  Release(&val_node->val_entry.dm_val);
 }
 
 void nc_dm_agent_free_reg_node(nc_dm_reg_node_t* reg_node) {

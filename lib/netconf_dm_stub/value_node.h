@@ -1,9 +1,7 @@
-// The elements of a filter's answer, each one piece of memory: the record, and behind it its name
-// and its value. An answer may have millions of them, and most of what it costs is memory.
+// The elements of a filter's answer.
 #ifndef NETCONF_DM_STUB_VALUE_NODE_H_
 #define NETCONF_DM_STUB_VALUE_NODE_H_
 
-#include <cstdint>
 #include <string_view>
 
 #include "netconf_dm_kernel.h"
@@ -11,12 +9,14 @@
 
 namespace nc {
 
-// An element that is linked nowhere, or null. A value whose data() is null is none.
-MallocPtr<nc_dm_val_node_t> NewValueNode(std::string_view name, std::string_view value);
+struct FreeValueNode {
+  void operator()(nc_dm_val_node_t* node) const;
+};
+using ValueNodePtr = std::unique_ptr<nc_dm_val_node_t, FreeValueNode>;
 
-// Does a text belong to its element's memory. Such texts stand at odd addresses, which no
-// allocation has: an element that somebody else built may own each of its texts.
-inline bool IsInElement(const char* text) { return (reinterpret_cast<uintptr_t>(text) & 1) != 0; }
+// An element that is linked nowhere, with copies of the texts; or null. A value whose data() is
+// null is none.
+ValueNodePtr NewValueNode(std::string_view name, std::string_view value);
 
 }  // namespace nc
 

@@ -3,7 +3,8 @@
 // malloc its records are strewn over all of the list's gigabyte, and each step of a search waits
 // for another page.
 //
-// A record may also come from malloc and is told apart by its address.
+// A record has a field `slab` that says which slab of the pool it belongs to. It is null in a
+// record that somebody allocated and cleared himself; such a record is released to malloc.
 #ifndef NETCONF_DM_UTIL_RECORD_POOL_H_
 #define NETCONF_DM_UTIL_RECORD_POOL_H_
 
@@ -13,7 +14,7 @@
 #include <type_traits>
 
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/sanitizers.h"
+#include "netconf_dm_util/poison.h"
 
 namespace nc {
 
@@ -27,30 +28,29 @@ class RecordPool {
 
   // A zeroed record, or null.
   Record* Make() {
-    if constexpr (!kIsUsed) return static_cast<Record*>(calloc(1, sizeof(Record)));
     Slab* slab = SlabWithRoom();
     if (slab == nullptr) return nullptr;
     Slot* slot = slab->free;
-    if (slot != nullptr) {
-      slab->free = slot->next_free;
-    } else {
-      slot = slab->At(slab->made++);
-    }
-    slot->slab = slab;
+    if (slot == nullptr) slot = slab->At(slab->made++);
+    Unpoison(slot, sizeof(*slot));
+    if (slab->free != nullptr) slab->free = slot->next_free;
     slot->record = {};
+    slot->record.slab = slab;
     if (++slab->used == kSlots) Unlink(&slab->lst);
     return &slot->record;
   }
 
   void Release(Record* record) {
-    if (!IsPooled(record)) return free(record);
-    Slot* slot = reinterpret_cast<Slot*>(reinterpret_cast<char*>(record) - kRecordOffset);
-    Slab* slab = slot->slab;
+    if (record == nullptr || record->slab == nullptr) return free(record);
+    auto* slab = static_cast<Slab*>(record->slab);
+    auto* slot = reinterpret_cast<Slot*>(record);
     slot->next_free = slab->free;
     slab->free = slot;
+    Poison(slot, sizeof(*slot));
     if (slab->used-- == kSlots) PushBack(&with_room_, &slab->lst);
     if (slab->used > 0) return;
     Unlink(&slab->lst);
+    Unpoison(slab, kSlabBytes);
     free(slab);
   }
 
@@ -59,21 +59,12 @@ class RecordPool {
 
   struct Slab;
 
-  struct Slot {
-    union {
-      Slab* slab;
-      Slot* next_free;
-    };
+  union Slot {
     Record record;
+    Slot* next_free;
   };
 
-  // What malloc gives is aligned to this; a record of a slot never is.
-  static constexpr size_t kAlignment = alignof(std::max_align_t);
-  static constexpr size_t kRecordOffset = offsetof(Slot, record);
-  static_assert(kRecordOffset % kAlignment != 0);
-
-  static constexpr size_t kStride = (sizeof(Slot) + kAlignment - 1) / kAlignment * kAlignment;
-  static constexpr size_t kSlabBytes = 65536 - 2 * kAlignment;
+  static constexpr size_t kSlabBytes = 65536 - 2 * alignof(std::max_align_t);
 
   struct Slab {
     list_head lst;  // among those with room
@@ -84,17 +75,12 @@ class RecordPool {
     // Slots of the size of a cache line are one.
     Slot* At(uint32_t index) {
       const auto behind = reinterpret_cast<uintptr_t>(this + 1);
-      return reinterpret_cast<Slot*>((behind + kStride - 1) / kStride * kStride + index * kStride);
+      const uintptr_t first = (behind + sizeof(Slot) - 1) / sizeof(Slot) * sizeof(Slot);
+      return reinterpret_cast<Slot*>(first) + index;
     }
   };
-  static constexpr uint32_t kSlots = (kSlabBytes - sizeof(Slab) - kStride) / kStride;
-
-  // The sanitizer watches single allocations.
-  static constexpr bool kIsUsed = NCDM_ADDRESS_SANITIZER == 0;
-
-  static bool IsPooled(const Record* record) {
-    return reinterpret_cast<uintptr_t>(record) % kAlignment != 0;
-  }
+  static_assert(kSlabBytes > sizeof(Slab) + 2 * sizeof(Slot));
+  static constexpr uint32_t kSlots = (kSlabBytes - sizeof(Slab) - sizeof(Slot)) / sizeof(Slot);
 
   Slab* SlabWithRoom() {
     if (with_room_.next == nullptr) InitList(&with_room_);
@@ -102,6 +88,7 @@ class RecordPool {
     auto* slab = static_cast<Slab*>(malloc(kSlabBytes));
     if (slab == nullptr) return nullptr;
     *slab = {};
+    Poison(slab + 1, kSlabBytes - sizeof(Slab));
     PushBack(&with_room_, &slab->lst);
     return slab;
   }

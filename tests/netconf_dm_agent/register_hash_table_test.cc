@@ -131,6 +131,46 @@ TEST_F(HashRegistrationTest, TakesInTheInstancesThatCameBefore) {
   EXPECT_EQ(Find("a.b.4"), NodeAt("a.b.4"));
 }
 
+// Such an entry's list has no instance tree that would lead to the mode node.
+TEST_F(HashRegistrationTest, AnEntryRegisteredByItsNumberLeavesTheTableWhenItGoes) {
+  PathReg("ports.{i}.name");
+  PathReg("ports.1.name");
+  ASSERT_EQ(HashReg("ports.{i}.", 10000), 0);
+  EXPECT_NE(Find("ports.1.name"), nullptr);
+  EXPECT_EQ(ApplyRemoval("ports.1."), 0);
+  EXPECT_EQ(Find("ports.1.name"), nullptr);
+  EXPECT_EQ(NodeAt("ports")->hash_tab->table[nc_dm_hash_32(1, 12)].first, nullptr);
+}
+
+TEST_F(HashRegistrationTest, AnEntryRegisteredByItsNumberLaterIsFoundToo) {
+  PathReg("ports.{i}.name");
+  PathReg("a.b.{i}.c");
+  ASSERT_EQ(HashReg("ports.{i}.", 10000), 0);
+  ASSERT_EQ(HashReg("a.b", 10000), 0);
+  PathReg("ports.1.name");
+  PathReg("a.b.2.c");
+  EXPECT_NE(Find("ports.1.name"), nullptr);
+  EXPECT_NE(Find("a.b.2.c"), nullptr);
+  EXPECT_EQ(ApplyRemoval("ports.1."), 0);
+  EXPECT_EQ(ApplyRemoval("a.b.2."), 0);
+  EXPECT_EQ(Find("ports.1.name"), nullptr);
+  EXPECT_EQ(Find("a.b.2.c"), nullptr);
+}
+
+// Only the first of two instances of one id is in the table.
+TEST_F(HashRegistrationTest, ARepeatedIdDoesNotTakeTheFirstOutOfTheTable) {
+  PathReg("a.b.{i}.c");
+  ASSERT_EQ(HashReg("a.b", 10000), 0);
+  nc_dm_agent_node_t* a = NodeAt("a");
+  const auto create = [&] {
+    return nc_dm_agent_create_node(a, NodeAt("a.b"), 5, NC_DM_NODE_TYPE_MULT_OBJECT,
+                                   NC_DM_NODE_SRC_NONE);
+  };
+  nc_dm_agent_node_t* first = create();
+  nc_dm_agent_unreg_nodes(create());
+  EXPECT_EQ(Find("a.b.5"), first);
+}
+
 TEST_F(HashRegistrationTest, KeepsTheTableWhenMemoryIsShort) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   PathReg("a.b.{i}.c");

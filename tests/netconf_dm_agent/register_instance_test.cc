@@ -158,6 +158,32 @@ TEST_F(InstanceRegistrationTest, CreatesAnEntryOnce) {
   EXPECT_EQ(g_nc_agent_dm.total_node, total);
 }
 
+// Part of its list, whichever of them came first.
+TEST_F(InstanceRegistrationTest, AnEntryRegisteredByItsNumberIsFoundBesideCreatedOnes) {
+  const auto find = [](const char* path) {
+    nc_dm_path_nodes_t nodes = {};
+    std::string name = path;
+    EXPECT_EQ(nc_dm_parse(name.data(), &nodes, true), 0);
+    nc_dm_agent_node_t* node = nullptr;
+    nc_dm_agent_match(&g_nc_agent_dm.dm_root, &nodes, &node, 0);
+    return nodes.match_cnt == nodes.total_node ? node : nullptr;
+  };
+  PathReg("c.t.{i}.k");
+  PathReg("c.t.1.k");
+  EXPECT_NE(find("c.t.1.k"), nullptr);
+  EXPECT_EQ(Apply("c.t.2."), 0);
+  PathReg("c.t.3.k");
+  for (const char* path : {"c.t.1.k", "c.t.2.k", "c.t.3.k"}) EXPECT_NE(find(path), nullptr) << path;
+
+  PathReg("d.t.1.k");
+  PathReg("d.t.{i}.k");
+  EXPECT_EQ(Apply("d.t.2."), 0);
+  for (const char* path : {"d.t.1.k", "d.t.2.k"}) EXPECT_NE(find(path), nullptr) << path;
+  EXPECT_EQ(ApplyRemoval("d.t.1."), 0);
+  EXPECT_EQ(find("d.t.1.k"), nullptr);
+  EXPECT_NE(find("d.t.2.k"), nullptr);
+}
+
 TEST_F(InstanceRegistrationTest, TracesTheNodesOnTheWay) {
   PathReg("a.b.{i}.o.c");
   log().Clear();

@@ -98,6 +98,18 @@ class RandomTreeTest : public TreeTest, public testing::WithParamInterface<unsig
     AddHandMade(Chance(5) ? nullptr : parent, AnyName().c_str(), kind, is_instance ? 1 + Up(6) : 0);
   }
 
+  // What an application may do under the lock with a node that it made: rename, move, free.
+  void ChangeAnyHandMade() {
+    Node* node = AnyNode([](const Node* at) { return at->origin == 0 && Children(at).empty(); });
+    if (node == nullptr) return;
+    if (Chance(30)) return Rename(node, AnyName().c_str());
+    const bool is_indexed = node->instid_btree_node != nullptr || node->is_hashed != 0;
+    if (Chance(50) && !is_indexed) return FreeHandMade(node);
+    UnlinkByHand(&node->lst);
+    node->parent = Chance(10) ? nullptr : AnyNode([node](const Node* at) { return at != node; });
+    Append(node->parent != nullptr ? &node->parent->sub_lst : &g_nc_agent_dm.dm_root, &node->lst);
+  }
+
   void ChangeSomething() {
     const bool is_full = AllNodes().size() > kMaxNodes;
     const int what = Up(100);
@@ -105,6 +117,7 @@ class RandomTreeTest : public TreeTest, public testing::WithParamInterface<unsig
     if (what < 65 && !is_full) return CreateAny();
     if (what < 69) return HashAny();
     if (what < 72 && hand_made_) return AddAnyHandMade();
+    if (what < 75 && hand_made_) return ChangeAnyHandMade();
     if (what < 85) return RemoveAnyEmpty();
     return RemoveAny();
   }

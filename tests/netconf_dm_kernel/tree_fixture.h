@@ -247,6 +247,19 @@ inline Node* HandMade(Node* parent, const char* name, nc_dm_node_type_t kind, nc
   return node;
 }
 
+// What an application may do with a node of its own under the lock.
+inline void Rename(Node* node, const char* name) {
+  free(node->node_name);
+  node->node_name = strdup(name);
+}
+
+inline void UnlinkByHand(list_head* link) {
+  link->prev->next = link->next;
+  link->next->prev = link->prev;
+  link->next = link;
+  link->prev = link;
+}
+
 // An empty tree, which is emptied again behind the test.
 class TreeTest : public testing::Test {
  protected:
@@ -296,29 +309,43 @@ class TreeTest : public testing::Test {
     Node* node = HandMade(parent, name, kind, instid);
     Append(parent != nullptr ? &parent->sub_lst : &g_nc_agent_dm.dm_root, &node->lst);
     ++g_nc_agent_dm.total_node;
+    if (uint32_t* counter = CounterOf(kind)) ++*counter;
+    return node;
+  }
+
+  // Unlinks and frees such a node without a word to the library. It has no children.
+  static void FreeHandMade(Node* node) {
+    UnlinkByHand(&node->lst);
+    --g_nc_agent_dm.total_node;
+    if (uint32_t* counter = CounterOf(node->node_type)) --*counter;
+    nc_dm_agent_free_bin_tree_list(&node->btree_lst);
+    if (node->hash_tab != nullptr) {
+      nc_dm_agent_delete_mode_node_hash_tab_all_entries(node->hash_tab);
+      free(node->hash_tab);
+    }
+    free(node->node_name);
+    free(node);
+  }
+
+ private:
+  static uint32_t* CounterOf(nc_dm_node_type_t kind) {
+    nc_dm_t& dm = g_nc_agent_dm;
     switch (kind) {
       case NC_DM_NODE_TYPE_LEAF:
-        ++g_nc_agent_dm.total_leaf;
-        break;
+        return &dm.total_leaf;
       case NC_DM_NODE_TYPE_MULT_LEAF:
-        ++g_nc_agent_dm.total_mleaf;
-        break;
+        return &dm.total_mleaf;
       case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
-        ++g_nc_agent_dm.total_mlfmode;
-        break;
+        return &dm.total_mlfmode;
       case NC_DM_NODE_TYPE_SINGLE_OBJECT:
-        ++g_nc_agent_dm.total_sobject;
-        break;
+        return &dm.total_sobject;
       case NC_DM_NODE_TYPE_MULT_OBJECT:
-        ++g_nc_agent_dm.total_mobject;
-        break;
+        return &dm.total_mobject;
       case NC_DM_NODE_TYPE_MULT_MODE:
-        ++g_nc_agent_dm.total_mmode;
-        break;
+        return &dm.total_mmode;
       default:
-        break;
+        return nullptr;
     }
-    return node;
   }
 };
 

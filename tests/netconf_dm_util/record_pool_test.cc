@@ -16,12 +16,13 @@ namespace ncdm_test {
 namespace {
 
 struct Small {
-  void* link;
-  int64_t number;
+  int64_t numbers[1];
+  void* slab;
 };
 
 struct Large {
   int64_t numbers[6];
+  void* slab;
 };
 
 template <typename Record>
@@ -29,7 +30,7 @@ class RecordPoolTest : public testing::Test {
  protected:
   static bool IsClear(const Record& record) {
     static const Record clear = {};
-    return memcmp(&record, &clear, sizeof(record)) == 0;
+    return memcmp(&record.numbers, &clear.numbers, sizeof(record.numbers)) == 0;
   }
 
   nc::RecordPool<Record> pool;
@@ -46,12 +47,13 @@ TYPED_TEST(RecordPoolTest, GivesEachRecordMemoryOfItsOwnCleared) {
     ASSERT_NE(record, nullptr);
     ASSERT_TRUE(this->IsClear(*record));
     ASSERT_EQ(reinterpret_cast<uintptr_t>(record) % alignof(TypeParam), 0u);
-    memset(record, i, sizeof(*record));
+    memset(&record->numbers, i, sizeof(record->numbers));
     records.push_back(record);
   }
   for (int i = 0; i < kCount; ++i) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(records[static_cast<size_t>(i)]);
-    for (size_t at = 0; at < sizeof(TypeParam); ++at) {
+    const auto& numbers = records[static_cast<size_t>(i)]->numbers;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(numbers);
+    for (size_t at = 0; at < sizeof(numbers); ++at) {
       ASSERT_EQ(bytes[at], static_cast<unsigned char>(i)) << i;
     }
   }
@@ -66,7 +68,7 @@ TYPED_TEST(RecordPoolTest, UsesWhatCameBackInAnyOrder) {
       TypeParam* record = this->pool.Make();
       ASSERT_NE(record, nullptr);
       ASSERT_TRUE(this->IsClear(*record));
-      memset(record, 0xff, sizeof(*record));
+      memset(&record->numbers, 0xff, sizeof(record->numbers));
       records.push_back(record);
     }
     ASSERT_EQ(std::set<TypeParam*>(records.begin(), records.end()).size(), records.size());

@@ -73,6 +73,7 @@ class TreeCheck {
 
   void CheckSiblings(const list_head* siblings, Node* parent, const std::string& prefix) {
     if (!CheckLinks(siblings, prefix, "links of the children")) return;
+    CheckChains(siblings, parent, prefix);
     for (Node& node : nc::Records<Node>(siblings)) {
       if (!trouble_.empty()) return;
       if (!Expect(node.node_name != nullptr && *node.node_name != '\0', prefix, "name")) return;
@@ -151,12 +152,10 @@ class TreeCheck {
       all_entries.insert(entries_.begin(), entries_.end());
     }
     std::set<const Node*> children;
-    std::map<std::string, const Node*> last_of_name;
     for (Node& child : nc::Records<Node>(&node->sub_lst)) {
       children.insert(&child);
       if (IsInstance(child)) {
         CheckInstance(node, &child, &all_entries, path);
-        last_of_name[child.node_name] = &child;
       } else {
         CheckSchema(node, &child, path);
       }
@@ -169,7 +168,6 @@ class TreeCheck {
     for (const auto& [name, tree] : trees) {
       const auto* mode = static_cast<const Node*>(tree->data);
       Expect(mode == nullptr || children.contains(mode), path, "mode node of an instance tree");
-      CheckChain(*tree, node, path + "." + name);
     }
   }
 
@@ -186,18 +184,24 @@ class TreeCheck {
     }
   }
 
-  // The chain, unless it was given up, is the instances of the name in list order.
-  void CheckChain(const nc_dm_bin_tree_t& tree, const Node* parent, const std::string& path) {
-    if (tree.first_inst == nullptr) return;
-    const Node* at = tree.first_inst;
-    for (const Node& child : nc::Records<Node>(&parent->sub_lst)) {
-      if (!IsInstance(child) || strcmp(child.node_name, tree.name) != 0) continue;
-      if (!Expect(at == &child, path, "chain of the instances")) return;
-      if (at == tree.last_inst)
-        Expect(at->shortcut.same_list.next_inst == nullptr, path, "end of the chain");
-      at = at->shortcut.same_list.next_inst;
+  // A chained node's neighbours are those of its name in the list, as long as the library alone has
+  // linked nodes there.
+  void CheckChains(const list_head* siblings, const Node* parent, const std::string& path) {
+    if (parent != nullptr && parent->is_walked != 0) return;
+    std::map<std::string, const Node*> last;
+    for (const Node& node : nc::Records<Node>(siblings)) {
+      if (node.is_chained == 0) return;
     }
-    Expect(at == nullptr, path, "chain of the instances goes on");
+    for (const Node& node : nc::Records<Node>(siblings)) {
+      const Node*& before = last[node.node_name];
+      Expect(node.prev_same == before, path + node.node_name, "chain of the name");
+      Expect(before == nullptr || before->next_same == &node, path + node.node_name,
+             "chain of the name, forwards");
+      before = &node;
+    }
+    for (const auto& [name, node] : last) {
+      Expect(node->next_same == nullptr, path + name, "end of the chain");
+    }
   }
 
   void CheckSchema(Node* parent, Node* child, const std::string& path) {

@@ -76,13 +76,6 @@ bool HoldsValueOf(const Block& block, const nc_dm_agent_node_t& leaf) {
   return IsIntegerType(leaf.val_type) && HasBit(block.ulong_var_flag, leaf.index);
 }
 
-// Are all other children of a mode node's name copies of it. A list without instances is as good as
-// walked; what is no copy, such as a leaf registered with a number, breaks the chain.
-bool HasCopiesAlone(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& mode) {
-  const nc_dm_bin_tree_t* tree = nc::FindInstanceTree(parent, mode.node_name);
-  return tree != nullptr && tree->data == &mode && tree->first_inst != nullptr;
-}
-
 bool KeepsSource(const nc_dm_agent_node_t& node) {
   return node.src == NC_DM_NODE_SRC_SDN ||
          (node.src == NC_DM_NODE_SRC_CLI_ALW && node.node_type != NC_DM_NODE_TYPE_LEAF);
@@ -174,7 +167,7 @@ void nc_dm_agent_padb_update_src(nc_dm_agent_node_t* node, nc_dm_node_src_t src)
   // Instances have the value type and the slot of their mode node. So the entries of a list, which
   // has neither, need not be looked at.
   for (nc::NameWalk walk(&node->sub_lst); const nc_dm_agent_node_t* first = walk.Next();) {
-    if (nc::IsMode(*first) && !HoldsValueOf(*node->padb, *first) && HasCopiesAlone(node, *first)) {
+    if (nc::IsMode(*first) && !HoldsValueOf(*node->padb, *first) && nc::HasCopiesAlone(*first)) {
       continue;
     }
     for (nc_dm_agent_node_t& child : nc::SameNamed(&node->sub_lst, first->node_name)) {

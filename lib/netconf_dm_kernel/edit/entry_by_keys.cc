@@ -6,6 +6,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -110,8 +111,9 @@ nc_int64 FindInTree(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t* mode_n
 }
 
 // An instance by its id, from the index of its list.
-nc_dm_agent_node_t* FindIndexed(const nc_dm_bin_tree_t* instances, nc_int64 instid) {
-  const auto* mode_node = static_cast<const nc_dm_agent_node_t*>(instances->data);
+nc_dm_agent_node_t* FindIndexed(const nc_dm_agent_node_t* parent, const nc_dm_bin_tree_t* instances,
+                                nc_int64 instid) {
+  const nc_dm_agent_node_t* mode_node = nc::ModeNodeOf(instances, parent);
   if (mode_node != nullptr && mode_node->hash_tab != nullptr) {
     return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode_node->hash_tab, instid);
   }
@@ -396,7 +398,7 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
                  grandfather->node_name, grandfather->node_type, nc::LongLong(grandfather->instid));
 
   const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(grandfather, key_parent);
-  if (instances != nullptr) return static_cast<nc_dm_agent_node_t*>(instances->data);
+  if (instances != nullptr) return nc::ModeNodeOf(instances, grandfather);
 
   NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
                   grandfather->node_name, key_parent);
@@ -423,7 +425,7 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, c
                  parent->node_name, parent->node_type, nc::LongLong(parent->instid));
 
   const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(parent, node_name);
-  if (instances != nullptr) return FindIndexed(instances, instid);
+  if (instances != nullptr) return FindIndexed(parent, instances, instid);
 
   NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
                   parent->node_name, node_name);

@@ -1,9 +1,10 @@
 // Hash tables of instances, for the lists that are expected to hold many.
 
+#include "netconf_dm_kernel/instances/instance_hash.h"
+
 #include <cstdint>
 #include <cstdlib>
 
-#include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/record_pool.h"
 
@@ -64,6 +65,21 @@ void FreeChain(Bucket* bucket) {
 
 }  // namespace
 
+bool nc::EnsureBuckets(nc_dm_hash_tab_t* hash_tab) {
+  if (hash_tab->table != nullptr) return true;
+  if (hash_tab->size_bits_num >= kHashBits) return false;
+  hash_tab->table =
+      static_cast<Bucket*>(calloc(size_t{1} << hash_tab->size_bits_num, sizeof(Bucket)));
+  return hash_tab->table != nullptr;
+}
+
+nc_dm_agent_node_t* nc::FindInHashTable(const nc_dm_hash_tab_t* hash_tab, nc_int64 instid) {
+  if (hash_tab == nullptr || hash_tab->table == nullptr) return nullptr;
+  Bucket* bucket = BucketOf(hash_tab, instid);
+  const Entry* entry = bucket != nullptr ? *LinkOf(bucket, instid) : nullptr;
+  return entry != nullptr ? entry->data_ptr : nullptr;
+}
+
 uint32_t nc_dm_hash_32(uint32_t val, unsigned bits) {
   const unsigned shift = kHashBits - bits;
   return shift < kHashBits ? (val * kGoldenRatio) >> shift : 0;
@@ -103,6 +119,7 @@ int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,
   entry->data_ptr = dm_node;
   entry->next = bucket->first;
   bucket->first = entry;
+  dm_node->is_hashed = 1;
   return 0;
 }
 
@@ -115,6 +132,7 @@ void nc_dm_agent_delete_mode_node_inst_from_hash_tab(nc_dm_hash_tab_t* hash_tab,
   if (entry == nullptr) return;
   NC_DM_LOG_INFO("Found dm_node instid:%lld from hash table.\n", nc::LongLong(instid));
   *link = entry->next;
+  entry->data_ptr->is_hashed = 0;
   entries.Release(entry);
 }
 

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

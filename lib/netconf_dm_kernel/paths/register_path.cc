@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -77,8 +78,9 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
   }
   const char* name = path_nodes->nodes[path_nodes->match_cnt - 1];
   NC_DM_LOG_INFO("Register node:%s\n", name);
-  Node* node = nc::NewNode(name);
+  Node* node = nc::NewNode(name, "(*dm_node)");
   if (node == nullptr) return -1;
+  node->origin = NC_DM_NODE_ORIGIN_REGISTERED;
   node->parent = parent;
   if (!TakeObjectKind(path_nodes, node)) TakeLeafAttributes(*dm_reg, node);
   if (!nc::CountNode(*node)) {
@@ -89,7 +91,11 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
   if (parent != nullptr && nc::IsKeyLeaf(*node)) {
     nc::PushBack(&parent->sub_key_lst, &node->key_lst);
   }
-  if (parent != nullptr && node->node_type == NC_DM_NODE_TYPE_MULT_MODE) nc::SetModeNode(node);
+  if (parent != nullptr && node->node_type == NC_DM_NODE_TYPE_MULT_MODE) nc::IndexMode(node);
+  if (nc::IsInstance(*node) && !nc::IndexNumbered(node)) {
+    nc_dm_agent_unreg_node(node);
+    return -1;
+  }
   *dm_node = node;
   return 0;
 }

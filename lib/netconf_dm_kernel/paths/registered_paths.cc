@@ -98,8 +98,9 @@ class SeenTexts {
   size_t cnt_ = 0;
 };
 
-// Is the instance a copy of a mode node beside it.
+// True if the instance is a copy of a mode node beside it.
 bool IsCopy(const nc_dm_agent_node_t& instance) {
+  if (!nc::IsCopiedInstance(instance)) return false;
   const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(instance.parent, instance.node_name);
   return instances != nullptr && instances->data != nullptr;
 }

@@ -13,6 +13,7 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/call_timer.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
+#include "netconf_dm_kernel/shortcuts/prefetch.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_stub/value_node.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -38,7 +39,7 @@ TextPtr CopyText(std::string_view text) {
 
 // Appends an entry. 0, or -1, which is logged.
 int Append(nc_dm_list_t* list, std::string_view name, std::string_view value, nc_int32 src) {
-  nc::MallocPtr<nc_dm_val_node_t> entry = nc::NewValueNode(name, value);
+  nc::ValueNodePtr entry = nc::NewValueNode(name, value);
   if (entry == nullptr) return nc::Refuse("Failed to malloc for val_node!\n");
   entry->val_entry.src = src;
   ++list->cnt;

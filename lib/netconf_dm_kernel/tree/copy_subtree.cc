@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/instances/instance_balance.h"
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -14,7 +14,6 @@
 namespace {
 
 using Node = nc_dm_agent_node_t;
-using Tree = nc_dm_bin_tree_t;
 
 bool AreArguments(const Node* parent_node, const Node* src_node, nc_int64 instid,
                   nc_dm_node_type_t node_type) {
@@ -30,9 +29,7 @@ bool AreArguments(const Node* parent_node, const Node* src_node, nc_int64 instid
     NC_DM_LOG_ERROR("The instance id input is invalid!\n");
     return false;
   }
-  const bool is_instance =
-      node_type == NC_DM_NODE_TYPE_MULT_OBJECT || node_type == NC_DM_NODE_TYPE_MULT_LEAF;
-  if (instid == 0 && is_instance) {
+  if (instid == 0 && nc::IsInstance(node_type)) {
     NC_DM_LOG_ERROR("The mult-object or mult-leaf instance id input is 0!\n");
     return false;
   }
@@ -55,83 +52,29 @@ bool GiveHashTable(Node* mode, const Node& src_node) {
   return true;
 }
 
-// The buckets come with the first instance, so that the copies of a list that stay empty cost
-// little.
-bool EnsureBuckets(nc_dm_hash_tab_t* hash_tab) {
-  constexpr uint32_t kHashBits = 32;
-  if (hash_tab->table != nullptr) return true;
-  if (hash_tab->size_bits_num >= kHashBits) return false;
-  hash_tab->table = static_cast<nc_dm_hash_tab_entry_t*>(
-      calloc(size_t{1} << hash_tab->size_bits_num, sizeof(nc_dm_hash_tab_entry_t)));
-  return hash_tab->table != nullptr;
-}
-
-bool EnterInHashTable(Node* node, const Node& mode) {
-  if (mode.hash_tab == nullptr) {
-    NC_DM_LOG_ERROR("The mode node '%s' hash_tab is null!\n", mode.node_name);
-    return false;
-  }
-  if (!EnsureBuckets(mode.hash_tab)) {
-    NC_DM_LOG_ERROR("Failed to malloc mode node '%s' hash_tab->table!\n", mode.node_name);
-    return false;
-  }
-  if (nc_dm_agent_insert_mode_node_inst_to_hash_tab(mode.hash_tab, node) != 0) {
-    NC_DM_LOG_ERROR("Failed to insert the new node '%s' hash_tab->table!\n", node->node_name);
-    return false;
-  }
-  return true;
-}
-
-bool EnterInTree(Node* node, Tree* tree) {
-  node->instid_btree_node = nc_dm_agent_create_bin_tree_node(node, node->instid);
-  if (node->instid_btree_node == nullptr) {
-    NC_DM_LOG_ERROR("Failed to create the instid_btree_node of node '%s' instid %lld!\n",
-                    node->node_name, nc::LongLong(node->instid));
-    return false;
-  }
-  const bool is_new = nc::InsertInstance(tree, node->instid_btree_node);
-  if (!is_new) nc::BreakChain(tree);
-  return true;
-}
-
-// Enters a linked instance in the index of its list. False, and the instance is gone, when that
-// fails.
-bool IndexInstance(Node* node, Tree* tree) {
-  if (tree == nullptr) {
-    NC_DM_LOG_ERROR("Failed to create the binary tree!\n");
-    return true;
-  }
-  const auto* mode = static_cast<const Node*>(tree->data);
-  if (mode != nullptr && (mode->flag & NC_DM_FLAG_HASH_TAB) != 0) {
-    if (EnterInHashTable(node, *mode)) return true;
-    nc_dm_agent_unreg_nodes(node);
-    return false;
-  }
-  if (EnterInTree(node, tree)) return true;
-  NC_DM_LOG_ERROR("Delete the node '%s' instid %lld!\n", node->node_name,
-                  nc::LongLong(node->instid));
-  nc::UnlinkChild(node);
-  nc::FreeNode(node);
-  return false;
-}
-
 // A mode node is what its instances-to-be are looked up through. False, and the node is gone, when
 // it cannot have the hash table that it needs.
-bool IndexMode(Node* mode, const Node& src_node) {
-  nc::SetModeNode(mode);
+bool IndexModeCopy(Node* mode, const Node& src_node) {
+  nc::IndexMode(mode);
   if ((mode->flag & NC_DM_FLAG_HASH_TAB) == 0 || GiveHashTable(mode, src_node)) return true;
   nc_dm_agent_unreg_nodes(mode);
   return false;
 }
 
-bool LinkAndIndex(Node* node, Node* src_node) {
-  if (nc::IsInstance(*node)) return IndexInstance(node, nc::LinkInstance(node, src_node));
-  nc::LinkChild(&node->parent->sub_lst, node);
+// Links a node behind its siblings and enters it where it belongs. `is_fresh`: its parent was made
+// just before, for copies alone.
+bool LinkAndIndex(Node* node, Node* src_node, bool is_fresh) {
+  if (is_fresh) {
+    nc::LinkCopy(node, *src_node);
+  } else {
+    nc::LinkChild(&node->parent->sub_lst, node);
+  }
+  if (nc::IsInstance(*node)) return nc::IndexCopy(node, src_node);
   if (nc::IsKeyLeaf(*node)) {
     nc::PushBack(&node->parent->sub_key_lst, &node->key_lst);
     nc::TakeEntryCallbacks(node->parent, *src_node);
   }
-  return !nc::IsMode(*node) || IndexMode(node, *src_node);
+  return !nc::IsMode(*node) || IndexModeCopy(node, *src_node);
 }
 
 // What the copies of a schema subtree take.
@@ -152,16 +95,16 @@ struct Copy {
   nc_dm_node_src_t src;
 };
 
-Node* Create(const Copy& copy, nc::NodeRoom* room);
+// `room`: where the node is made; null for a node on its own.
+Node* Create(const Copy& copy, nc::NodeRoom* room, bool is_fresh);
 
 // Copies the schema below the source; its instances are no part of that. False, and the node is
 // gone, when a copy fails.
 bool CopySchemaChildren(Node* node, const Node& source, nc::NodeRoom* room) {
-  nc::CopyTwins(source, node);
   for (Node& child : nc::Records<Node>(&source.sub_lst)) {
     if (!nc::IsSchema(child)) continue;
     NC_DM_LOG_INFO("Create an new object node '%s'.\n", child.node_name);
-    if (Create({node, &child, 0, child.node_type, node->src}, room) != nullptr) continue;
+    if (Create({node, &child, 0, child.node_type, node->src}, room, true) != nullptr) continue;
     NC_DM_LOG_ERROR("Failed to create node '%s'!\n", child.node_name);
     nc_dm_agent_unreg_nodes(node);
     return false;
@@ -169,9 +112,11 @@ bool CopySchemaChildren(Node* node, const Node& source, nc::NodeRoom* room) {
   return true;
 }
 
-Node* Create(const Copy& copy, nc::NodeRoom* room) {
-  Node* node = room->Make(copy.source->node_name);
+Node* Create(const Copy& copy, nc::NodeRoom* room, bool is_fresh) {
+  const char* name = copy.source->node_name;
+  Node* node = room != nullptr ? room->Make(name) : nc::NewNode(name, "new_node");
   if (node == nullptr) return nullptr;
+  node->origin = NC_DM_NODE_ORIGIN_COPIED;
   node->parent = copy.parent;
   node->instid = copy.instid;
   node->node_type = copy.node_type;
@@ -184,7 +129,7 @@ Node* Create(const Copy& copy, nc::NodeRoom* room) {
     nc::FreeNode(node);
     return nullptr;
   }
-  if (!LinkAndIndex(node, copy.source)) return nullptr;
+  if (!LinkAndIndex(node, copy.source, is_fresh)) return nullptr;
   return CopySchemaChildren(node, *copy.source, room) ? node : nullptr;
 }
 
@@ -195,7 +140,8 @@ nc_dm_agent_node_t* nc_dm_agent_create_node(nc_dm_agent_node_t* parent_node,
                                             nc_dm_node_type_t node_type, nc_dm_node_src_t src) {
   if (!AreArguments(parent_node, src_node, instid, node_type)) return nullptr;
   NC_DM_LOG_INFO("Create an new object node '%s'.\n", src_node->node_name);
+  const Copy copy{parent_node, src_node, instid, node_type, src};
+  if (!nc::IsInstance(node_type)) return Create(copy, nullptr, false);
   nc::NodeRoom room(SizeOfCopies(*src_node));
-  if (!room) return nullptr;
-  return Create({parent_node, src_node, instid, node_type, src}, &room);
+  return room ? Create(copy, &room, false) : nullptr;
 }

@@ -7,72 +7,32 @@
 
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
-#include "netconf_dm_util/sanitizers.h"
-
-#if NCDM_ADDRESS_SANITIZER
-#include <sanitizer/asan_interface.h>
-#endif
+#include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/poison.h"
 
 namespace nc {
 
-namespace {
-
-// In front of each node, behind what is there before it: how far its block is, in units of a node's
-// alignment.
-using Distance = uint16_t;
-
-constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
-constexpr size_t kMaxDistance = std::numeric_limits<Distance>::max() * kAlignment;
-
-}  // namespace
-
 struct NodeBlock {
-  uint32_t nodes;  // that still live
-  uint16_t may_have_twins;
-  Distance first_node;
+  size_t nodes;  // that still live
 };
 
 namespace {
 
-static_assert(sizeof(NodeBlock) == kAlignment);
+constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
 
-const NodeBlock* BlockOf(const nc_dm_agent_node_t& node) {
-  const Distance distance = reinterpret_cast<const Distance*>(&node)[-1];
-  return reinterpret_cast<const NodeBlock*>(reinterpret_cast<const char*>(&node) -
-                                            distance * kAlignment);
-}
+// What a node's `block_offset` can reach.
+constexpr size_t kMaxSize = std::numeric_limits<uint32_t>::max();
 
 NodeBlock* BlockOf(nc_dm_agent_node_t* node) {
-  return const_cast<NodeBlock*>(BlockOf(static_cast<const nc_dm_agent_node_t&>(*node)));
+  return reinterpret_cast<NodeBlock*>(reinterpret_cast<char*>(node) - node->block_offset);
 }
 
-// Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
-NodeBlock* NewBlock(size_t size) {
-  auto* block = static_cast<NodeBlock*>(calloc(1, sizeof(NodeBlock) + size));
-  if (block == nullptr) NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
-  return block;
-}
-
-nc_dm_agent_node_t* MakeAt(char* place, NodeBlock* block, std::string_view name) {
-  auto* node = reinterpret_cast<nc_dm_agent_node_t*>(place);
-  const auto distance = static_cast<size_t>(place - reinterpret_cast<char*>(block));
-  reinterpret_cast<Distance*>(node)[-1] = static_cast<Distance>(distance / kAlignment);
-  node->node_name = reinterpret_cast<char*>(node + 1);
-  memcpy(node->node_name, name.data(), name.size());
+void InitLists(nc_dm_agent_node_t* node) {
   InitList(&node->lst);
   InitList(&node->key_lst);
   InitList(&node->btree_lst);
   InitList(&node->sub_lst);
   InitList(&node->sub_key_lst);
-  ++block->nodes;
-  return node;
-}
-
-// The memory of a node that is gone belongs to its block, but nobody may touch it.
-void Seal([[maybe_unused]] nc_dm_agent_node_t* node) {
-#if NCDM_ADDRESS_SANITIZER
-  ASAN_POISON_MEMORY_REGION(node, sizeof(*node));
-#endif
 }
 
 // By kind of node.
@@ -97,52 +57,53 @@ uint32_t* CounterOf(const nc_dm_agent_node_t& node) {
 // ---- Memory ----
 
 size_t NodeRoom::SizeFor(std::string_view name) {
-  // The distance is that of the next node.
-  const size_t size = sizeof(nc_dm_agent_node_t) + name.size() + 1 + sizeof(Distance);
+  const size_t size = sizeof(nc_dm_agent_node_t) + name.size() + 1;
   return (size + kAlignment - 1) / kAlignment * kAlignment;
 }
 
-NodeRoom::NodeRoom(size_t size) : is_divided_(size > kMaxDistance) {
-  if (is_divided_) return;
-  block_ = NewBlock(size);
-  next_ = reinterpret_cast<char*>(block_ + 1);
+// Cleared in one go: a few bytes at a time take longer than all the rest of making a node.
+NodeRoom::NodeRoom(size_t size)
+    : block_(size < kMaxSize ? static_cast<NodeBlock*>(calloc(1, sizeof(NodeBlock) + size))
+                             : nullptr),
+      next_(reinterpret_cast<char*>(block_ + 1)) {
+  if (block_ == nullptr) NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
 }
 
 nc_dm_agent_node_t* NodeRoom::Make(std::string_view name) {
-  if (is_divided_) return NewNode(name);
-  nc_dm_agent_node_t* node = MakeAt(next_, block_, name);
+  auto* node = reinterpret_cast<nc_dm_agent_node_t*>(next_);
+  node->block_offset = static_cast<uint32_t>(next_ - reinterpret_cast<char*>(block_));
+  node->node_name = reinterpret_cast<char*>(node + 1);
+  memcpy(node->node_name, name.data(), name.size());
+  InitLists(node);
+  ++block_->nodes;
   next_ += SizeFor(name);
   return node;
 }
 
-nc_dm_agent_node_t* NewNode(std::string_view name) {
-  NodeBlock* block = NewBlock(NodeRoom::SizeFor(name));
-  return block != nullptr ? MakeAt(reinterpret_cast<char*>(block + 1), block, name) : nullptr;
+nc_dm_agent_node_t* NewNode(const char* name, const char* name_owner) {
+  auto node = NewRecord<nc_dm_agent_node_t>();
+  if (node == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
+    return nullptr;
+  }
+  node->node_name = strdup(name);
+  if (node->node_name == nullptr) {
+    NC_DM_LOG_ERROR("Failed to malloc for %s->node_name!\n", name_owner);
+    return nullptr;
+  }
+  InitLists(node.get());
+  return node.release();
 }
 
 void FreeNode(nc_dm_agent_node_t* node) {
-  if (!IsOwn(*node)) {
+  if (node->block_offset == 0) {
     free(node->node_name);
     free(node);
     return;
   }
   NodeBlock* block = BlockOf(node);
-  Seal(node);
+  Poison(node, sizeof(*node));
   if (--block->nodes == 0) free(block);
-}
-
-bool AreOfOneBlock(const nc_dm_agent_node_t& one, const nc_dm_agent_node_t& other) {
-  return IsOwn(one) && IsOwn(other) && BlockOf(one) == BlockOf(other);
-}
-
-// ---- Names ----
-
-void MarkTwins(nc_dm_agent_node_t* parent) {
-  if (IsOwn(*parent)) BlockOf(parent)->may_have_twins = 1;
-}
-
-bool MayHaveTwins(const nc_dm_agent_node_t& parent) {
-  return !IsOwn(parent) || BlockOf(parent)->may_have_twins != 0;
 }
 
 // ---- Counters ----

@@ -1,11 +1,9 @@
-// The node record itself: its memory and its place in the tree's counters.
+// The node record itself: its memory, its place in the tree's counters, its attributes.
 //
-// A node and its name are one piece of memory, the name right behind the record, and the nodes that
-// are made together, an instance and the copies of the schema below it, are one block. So an entry
-// of a list costs one allocation, however many leaves it has, and lies together. The block goes
-// with its last node.
-//
-// A node that somebody else built has its name elsewhere, which tells it apart.
+// A registered node and its name are two pieces of malloc memory. The nodes that are made together,
+// an instance and the copies of the schema below it, are one block, each name behind its record. So
+// an entry of a list costs one allocation, however many leaves it has, and lies together. The block
+// goes with its last node.
 #ifndef NETCONF_DM_KERNEL_TREE_NODE_RECORD_H_
 #define NETCONF_DM_KERNEL_TREE_NODE_RECORD_H_
 
@@ -13,7 +11,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree.h"
 
 namespace nc {
 
@@ -21,7 +19,7 @@ namespace nc {
 
 struct NodeBlock;
 
-// Room for nodes that are made together.
+// Room for an instance and the copies below it.
 class NodeRoom {
  public:
   // What a node of that name takes.
@@ -33,39 +31,22 @@ class NodeRoom {
   NodeRoom(const NodeRoom&) = delete;
   NodeRoom& operator=(const NodeRoom&) = delete;
 
-  explicit operator bool() const { return block_ != nullptr || is_divided_; }
+  explicit operator bool() const { return block_ != nullptr; }
 
-  // A zeroed node with that name and empty lists. Null, which is logged, when the room is so large
-  // that each node is on its own and memory is short for this one.
+  // A zeroed node with that name and empty lists.
   nc_dm_agent_node_t* Make(std::string_view name);
 
  private:
-  const bool is_divided_;
-  NodeBlock* block_ = nullptr;
-  char* next_ = nullptr;
+  NodeBlock* block_;
+  char* next_;
 };
 
-// A node on its own, or null.
-nc_dm_agent_node_t* NewNode(std::string_view name);
+// A node and a name of its own, with empty lists; or null, which is logged. `name_owner`: how the
+// log calls the record that the name is for.
+nc_dm_agent_node_t* NewNode(const char* name, const char* name_owner);
 
 // Frees the record and its name; not its children and what is in its indexes.
 void FreeNode(nc_dm_agent_node_t* node);
-
-// Were two nodes made together.
-bool AreOfOneBlock(const nc_dm_agent_node_t& one, const nc_dm_agent_node_t& other);
-
-// Was the node made here.
-inline bool IsOwn(const nc_dm_agent_node_t& node) {
-  return node.node_name == reinterpret_cast<const char*>(&node + 1);
-}
-
-// ---- Names ----
-
-// A schema gives each of a node's children a name of its own, so that who searches an entry for a
-// leaf is done with the first. Others may link children of equal names. For nodes that were made
-// here; those that were made together are marked together.
-void MarkTwins(nc_dm_agent_node_t* parent);
-bool MayHaveTwins(const nc_dm_agent_node_t& parent);
 
 // ---- Counters ----
 
@@ -85,12 +66,6 @@ void OfferExeCmd(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& leaf);
 
 // A list's entries are created, deleted and found through the callbacks of a key leaf.
 void TakeEntryCallbacks(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t& key_leaf);
-
-// Does it identify the entries of its list.
-inline bool IsKeyLeaf(const nc_dm_agent_node_t& node) {
-  return node.node_type == NC_DM_NODE_TYPE_LEAF &&
-         (node.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0;
-}
 
 }  // namespace nc
 

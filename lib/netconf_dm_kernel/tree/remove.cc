@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/instances/instance_balance.h"
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -14,33 +14,15 @@ namespace {
 using Node = nc_dm_agent_node_t;
 using Tree = nc_dm_bin_tree_t;
 
-// The tree that was found among the parent's, or the complaint of a search without a parent.
-Tree* TreeOf(const Node& node, Tree* found) {
-  return node.parent != nullptr ? found : nc_dm_agent_get_bin_tree(nullptr, node.node_name);
-}
-
-void LeaveHashTable(const Node& node, Tree* found) {
-  const Tree* tree = TreeOf(node, found);
-  if (tree == nullptr || tree->data == nullptr) return;
-  const auto* mode = static_cast<const Node*>(tree->data);
-  nc_dm_agent_delete_mode_node_inst_from_hash_tab(mode->hash_tab, node.instid);
-}
-
-void LeaveTree(const Node& node, Tree* found) {
-  nc::RemoveInstance(TreeOf(node, found), node.instid_btree_node);
-  nc_dm_agent_free_bin_tree_node(node.instid_btree_node);
-}
-
 // Frees a node that stands in no list any more, or only in those of a parent that goes as well.
 // `tree`: its parent's instance tree of its name, or null.
-void Discard(Node* node, Tree* tree) {
+void Discard(Node* node, Tree* tree, bool siblings_go) {
   nc::UncountNode(*node);
-  if (nc::IsInstance(*node)) LeaveHashTable(*node, tree);
+  nc::LeaveIndex(node, tree, siblings_go);
   nc_dm_agent_delete_mode_node_hash_tab_all_entries(node->hash_tab);
   free(node->hash_tab);
-  if (node->instid_btree_node != nullptr) LeaveTree(*node, tree);
   if (!nc::IsEmpty(&node->btree_lst)) nc_dm_agent_free_bin_tree_list(&node->btree_lst);
-  nc::ReleaseShortcuts(node);
+  free(node->name_index);
   nc::FreeNode(node);
 }
 
@@ -54,12 +36,9 @@ void RemoveBelow(Node* node) {
   const bool has_lists = !nc::IsEmpty(&node->btree_lst);
   for (Node& child : nc::RecordsSafely<Node>(&node->sub_lst)) {
     RemoveBelow(&child);
-    if (has_lists || child.parent != node) {
-      nc_dm_agent_unreg_node(&child);
-    } else {
-      TraceRemoval(child);
-      Discard(&child, nullptr);
-    }
+    TraceRemoval(child);
+    const bool must_unlink = has_lists || child.parent != node;
+    Discard(&child, must_unlink ? nc::UnlinkChild(&child) : nullptr, true);
   }
 }
 
@@ -71,7 +50,7 @@ void nc_dm_agent_unreg_node(nc_dm_agent_node_t* dm_node) {
     return;
   }
   TraceRemoval(*dm_node);
-  Discard(dm_node, nc::UnlinkChild(dm_node));
+  Discard(dm_node, nc::UnlinkChild(dm_node), false);
 }
 
 void nc_dm_agent_unreg_nodes(nc_dm_agent_node_t* curr_node) {

@@ -3,7 +3,7 @@
 #include <pthread.h>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_kernel/tree/sibling_list.h"
 #include "netconf_dm_util/intrusive_list.h"
 
 // Empty lists also before the start, so that a search then finds nothing.
@@ -25,7 +25,7 @@ bool MakeRecursiveMutex(pthread_mutex_t* mutex, pthread_mutexattr_t* attributes)
 }  // namespace
 
 int nc_dm_agent_init_tree(void) {
-  nc::ReleaseRootIndex();
+  nc::ResetRootList();
   g_nc_agent_dm = {};
   nc::InitList(&g_nc_agent_dm.dm_root);
   nc::InitList(&g_nc_agent_dm.yang_attr_lst);

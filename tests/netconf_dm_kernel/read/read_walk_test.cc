@@ -281,6 +281,24 @@ TEST_F(ValueAccessTest, ReadsNoLeafAsTextOnFailure) {
 }
 
 // The texts of an element are part of its memory or are owned, each for itself.
+void Exchange(char** text, const char* other) {
+  free(*text);
+  *text = other != nullptr ? nc_dm_copy_str(other) : nullptr;
+}
+
+TEST_F(ValueAccessTest, TheTextsOfAnElementMayBeFreedSingly) {
+  nc_dm_path_nodes_t nodes = PathOf("a.b");
+  char value[] = "v";
+  ASSERT_EQ(nc_dm_agent_add_path_reslist(values.get(), value, &nodes), 0);
+  for (auto& node : nc::Records<nc_dm_val_node_t>(&values.get()->head)) {
+    free(node.val_entry.dm_val);
+    node.val_entry.dm_val = nullptr;
+    free(node.val_entry.dm_name);
+    node.val_entry.dm_name = nc_dm_copy_str("another");
+  }
+  EXPECT_EQ(nc_dm_agent_free_val_list(values.get()), 0);
+}
+
 TEST_F(ValueAccessTest, ReleasesElementsWhoseTextsWereExchanged) {
   for (const char* path : {"a", "ab", "abc", "abcd"}) {
     for (const char* given : {"", "1", "12", "123"}) {
@@ -292,10 +310,10 @@ TEST_F(ValueAccessTest, ReleasesElementsWhoseTextsWereExchanged) {
   int number = 0;
   for (auto& node : nc::Records<nc_dm_val_node_t>(&values.get()->head)) {
     EXPECT_STREQ(node.val_entry.dm_val, std::string("123", number % 4).c_str());
-    if ((number & 1) != 0) node.val_entry.dm_name = nc_dm_copy_str("another");
-    if ((number & 2) != 0) node.val_entry.dm_val = nc_dm_copy_str("other");
-    if (number == 12) node.val_entry.dm_name = nullptr;
-    if (number == 13) node.val_entry.dm_val = nullptr;
+    if ((number & 1) != 0) Exchange(&node.val_entry.dm_name, "another");
+    if ((number & 2) != 0) Exchange(&node.val_entry.dm_val, "other");
+    if (number == 12) Exchange(&node.val_entry.dm_name, nullptr);
+    if (number == 13) Exchange(&node.val_entry.dm_val, nullptr);
     ++number;
   }
   EXPECT_EQ(number, 16);
@@ -711,7 +729,7 @@ TEST_F(ShortMemoryTest, LosesOneLeafAndLeaksNothing) {
     if (list.cnt != (FailingAlloc::HasFailed() ? 2 : 3)) abort();
     nc_dm_agent_free_val_list(&list);
   });
-  EXPECT_EQ(allocations, 3);
+  EXPECT_EQ(allocations, 3 * 3);  // an element, its path, its value
 }
 
 // ---- Writing ----

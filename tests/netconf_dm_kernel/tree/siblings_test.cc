@@ -5,9 +5,12 @@
 
 #include <set>
 
+#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/paths/reference_match.h"
 #include "netconf_dm_kernel/random_tree.h"
+#include "netconf_dm_kernel/shortcuts/name_index.h"
 #include "netconf_dm_kernel/tree_fixture.h"
+#include "netconf_dm_util/intrusive_list.h"
 #include "support/failing_alloc.h"
 
 namespace ncdm_test {
@@ -85,7 +88,7 @@ void ExpectAllLikeWalk() {
 
 class ChildrenTest : public TreeTest {
  protected:
-  static bool HasIndex(const Node* node) { return node->shortcut.children.index != nullptr; }
+  static bool HasIndex(const Node* node) { return node->name_index != nullptr; }
 
   // Has every instance of `name` answer to another name while the test looks for that one. A walk
   // that passes them gives itself away. The ends of the list keep their name.
@@ -173,7 +176,7 @@ TEST_F(ChildrenTest, ModeNodeAndItsInstancesInOrderOfCreation) {
 
 TEST_F(ChildrenTest, SchemaOfAListIsFoundWithoutItsEntries) {
   Register("a.b.{i}.k");
-  for (nc_int64 id = 1; id <= 3; ++id) Create(At("a"), "b", id);
+  for (nc_int64 id = 1; id <= 20; ++id) Create(At("a"), "b", id);
   std::vector<Node*> visited;
   for (Node& node : nc::SchemaOf(&At("a")->sub_lst, "b")) visited.push_back(&node);
   EXPECT_THAT(Describe(visited), ElementsAre("a.b:list"));
@@ -264,7 +267,7 @@ TEST_F(ChildrenTest, IndexComesWithTheSeventeenthChild) {
   Register("a.x16");
   ExpectAllLikeWalk();
   EXPECT_TRUE(HasIndex(At("a")));
-  EXPECT_EQ(At("a")->shortcut.children.child_cnt, 17U);
+  EXPECT_EQ(At("a")->name_index->children, 17U);
 }
 
 TEST_F(ChildrenTest, IndexOfManyNames) {
@@ -302,7 +305,7 @@ TEST_F(ChildrenTest, IndexFollowsInstancesAndTheirTrees) {
   for (nc_int64 id = 1; id <= 5; ++id) {
     nc_dm_agent_unreg_nodes(At("a.b." + std::to_string(id)));
     EXPECT_TRUE(HasIndex(At("a")));
-    EXPECT_EQ(At("a")->shortcut.children.child_cnt, Children(At("a")).size());
+    EXPECT_EQ(At("a")->name_index->children, Children(At("a")).size());
     ExpectAllLikeWalk();
   }
 }
@@ -461,8 +464,7 @@ TEST_F(ChildrenTest, ListRemovedWithAllAndRegisteredAnewIsWholeAgain) {
   Register("a.b.{i}.k");
   for (nc_int64 id = 1; id <= 3; ++id) Create(At("a"), "b", id);
   ExpectAllLikeWalk();
-  EXPECT_EQ(TreeOf(At("a"), "b")->first_inst, At("a.b.1"));
-  EXPECT_EQ(TreeOf(At("a"), "b")->last_inst, At("a.b.3"));
+  EXPECT_EQ(At("a.b")->next_same, At("a.b.1"));
 }
 
 TEST_F(ChildrenTest, TwoLeafListsOfOneName) {
@@ -581,30 +583,117 @@ TEST_F(ChildrenTest, LeafListRegisteredWithANumberOfItsOwn) {
   ExpectAllLikeWalk();
 }
 
+// ---- Nodes of the application ----
+
+// Whatever is done to them by hand, they neither stay to be found nor hide what is there.
+TEST_F(ChildrenTest, AnApplicationsNodeInTheMiddleIsUnlinkedRenamedMovedAndFreed) {
+  for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
+  Register("a.b.{i}.k");
+  Register("z.q");
+  Create(At("a"), "b", 1);
+  Node* own = AddHandMade(At("a"), "own", NC_DM_NODE_TYPE_LEAF);
+  Node* entry = AddHandMade(At("a"), "b", NC_DM_NODE_TYPE_MULT_OBJECT, 2);
+  ExpectAllLikeWalk();
+  Create(At("a"), "b", 3);
+  Register("a.y");
+  ExpectAllLikeWalk();
+
+  Rename(own, "x3");
+  ExpectAllLikeWalk();
+  EXPECT_EQ(nc::FindChild(&At("a")->sub_lst, "own"), nullptr);
+  Rename(own, "own");
+  nc::Unlink(&own->lst);
+  own->parent = At("z");
+  Append(&At("z")->sub_lst, &own->lst);
+  ExpectAllLikeWalk();
+  EXPECT_EQ(nc::FindChild(&At("a")->sub_lst, "own"), nullptr);
+  EXPECT_EQ(nc::FindChild(&At("z")->sub_lst, "own"), own);
+
+  FreeHandMade(own);
+  FreeHandMade(entry);
+  ExpectAllLikeWalk();
+  EXPECT_EQ(nc::FindInstance(&At("a")->sub_lst, "b", 2), nullptr);
+  EXPECT_EQ(nc_dm_agent_check_width(At("a")), 0);
+  Create(At("a"), "b", 2);
+  ExpectAllLikeWalk();
+}
+
+TEST_F(ChildrenTest, AnApplicationsModeNodeMayGoBeforeItsInstances) {
+  Register("a.x");
+  Node* mode = AddHandMade(At("a"), "b", NC_DM_NODE_TYPE_MULT_MODE);
+  Create(At("a"), "b", 1);
+  FreeHandMade(mode);
+  ExpectAllLikeWalk();
+  char name[] = "b";
+  EXPECT_EQ(nc_dm_agent_get_mode_node_inst(At("a"), name, 1), At("a.b.1"));
+  nc_dm_agent_unreg_nodes(At("a.b.1"));
+  ExpectAllLikeWalk();
+}
+
+// A record of the application's may have its name anywhere, also right behind it.
+TEST_F(ChildrenTest, ANodeOnTheStackWithItsNameBehindItIsTheApplications) {
+  struct {
+    Node node;
+    char name[NC_DM_MAX_NAME_LEN + 1];
+  } own{};
+  memcpy(own.name, "own", 4);
+  own.node.node_name = own.name;
+  own.node.node_type = NC_DM_NODE_TYPE_SINGLE_OBJECT;
+  for (list_head* list : {&own.node.lst, &own.node.key_lst, &own.node.btree_lst, &own.node.sub_lst,
+                          &own.node.sub_key_lst}) {
+    nc::InitList(list);
+  }
+  Register("a.b.{i}.k");
+  own.node.parent = At("a");
+  Append(&At("a")->sub_lst, &own.node.lst);
+  Create(At("a"), "b", 1);
+  for (int i = 0; i < 3; ++i) {
+    nc_dm_agent_create_node(&own.node, At("a.b"), 1 + i, NC_DM_NODE_TYPE_MULT_OBJECT,
+                            NC_DM_NODE_SRC_NONE);
+  }
+  ExpectAllLikeWalk();
+  for (Node* child : Children(&own.node)) nc_dm_agent_unreg_nodes(child);
+  nc_dm_agent_free_bin_tree_list(&own.node.btree_lst);
+  nc::Unlink(&own.node.lst);
+  ExpectAllLikeWalk();
+}
+
+TEST_F(ChildrenTest, AListIsChainedAgainOnceItWasEmptied) {
+  Register("a.x");
+  Node* own = AddHandMade(At("a"), "own", NC_DM_NODE_TYPE_LEAF);
+  Register("a.y");
+  FreeHandMade(own);
+  nc_dm_agent_unreg_nodes(At("a.x"));
+  EXPECT_EQ(At("a")->is_walked, 1);
+  nc_dm_agent_unreg_nodes(At("a.y"));
+  nc_dm_path_nodes_t path = Parsed("a.z");
+  path.match_cnt = 1;
+  Node leaf = Template();
+  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, At("a"), &leaf), 0);
+  EXPECT_EQ(At("a")->is_walked, 0);
+  EXPECT_EQ(At("a.z")->is_chained, 1);
+}
+
 // ---- Short memory ----
 
 TEST_F(ChildrenTest, NoMemoryForTheIndex) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  for (int i = 0; i < 17; ++i)
-    AddHandMade(nullptr, ("r" + std::to_string(i)).c_str(), NC_DM_NODE_TYPE_LEAF);
-  Node* a = AddHandMade(nullptr, "a", NC_DM_NODE_TYPE_SINGLE_OBJECT);
-  for (int i = 0; i < 40; ++i) {
-    AddHandMade(a, ("x" + std::to_string(i)).c_str(), NC_DM_NODE_TYPE_LEAF);
-  }
-  Node* last = Children(a).back();
+  for (int i = 0; i < 40; ++i) Register("a.b.{i}.x" + std::to_string(i));
+  for (int i = 0; i < 40; ++i) Register("a.b.{i}.o.x" + std::to_string(i));
+  Node* o = NodesOf(&Create(At("a"), "b", 1)->sub_lst).back();
+  Node* last = Children(o).back();
   Node* found = nullptr;
   // The index, and then its growth.
-  for (const int successes : {0, 1, 3}) {
+  for (const int successes : {0, 1, 2}) {
     {
       const FailingAlloc failing(successes);
-      found = nc::FindChild(&a->sub_lst, "x39");
+      found = nc::FindChild(&o->sub_lst, "x39");
     }
     EXPECT_EQ(found, last);
-    EXPECT_FALSE(HasIndex(a));
-    EXPECT_EQ(a->shortcut.children.child_cnt, 0U);
+    EXPECT_FALSE(HasIndex(o));
   }
-  EXPECT_EQ(nc::FindChild(&a->sub_lst, "x39"), last);
-  EXPECT_TRUE(HasIndex(a));
+  EXPECT_EQ(nc::FindChild(&o->sub_lst, "x39"), last);
+  EXPECT_TRUE(HasIndex(o));
   ExpectAllLikeWalk();
 }
 
@@ -619,7 +708,7 @@ TEST_F(ChildrenTest, NoMemoryForAnotherName) {
   Node leaf = Template();
   int result = -1;
   {
-    const FailingAlloc failing(1);  // the node, and then the index
+    const FailingAlloc failing(2);  // the node, its name, and then the index
     result = nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, a, &leaf);
   }
   EXPECT_EQ(result, 0);
