@@ -23,8 +23,10 @@ void FreeValueNode::operator()(nc_dm_val_node_t* node) const {
 }
 
 ValueNodePtr NewValueNode(std::string_view name, std::string_view value) {
-  ValueNodePtr node(NewRecord<nc_dm_val_node_t>().release());
+  // Not calloc, which goes past the allocator's cache of free pieces.
+  ValueNodePtr node(static_cast<nc_dm_val_node_t*>(malloc(sizeof(nc_dm_val_node_t))));
   if (node == nullptr) return nullptr;
+  *node = {};
   node->val_entry.dm_name = CopyText(name);
   if (node->val_entry.dm_name == nullptr) return nullptr;
   if (value.data() == nullptr) return node;

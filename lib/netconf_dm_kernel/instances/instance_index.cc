@@ -79,10 +79,10 @@ const list_head* SiblingsOf(const Node& node) {
 }
 
 // Two instances may have one id; the table holds the first.
-void LeaveHashTable(const Node& node, const Node* mode) {
-  const Node* held = FindInHashTable(mode->hash_tab, node.instid);
+void LeaveTableOf(const Node& mode, const Node& node) {
+  const Node* held = FindInHashTable(mode.hash_tab, node.instid);
   if (held != nullptr && held != &node) return;
-  nc_dm_agent_delete_mode_node_inst_from_hash_tab(mode->hash_tab, node.instid);
+  nc_dm_agent_delete_mode_node_inst_from_hash_tab(mode.hash_tab, node.instid);
 }
 
 // The tree that was found among the parent's, or the complaint of a search without a parent.
@@ -125,20 +125,22 @@ void IndexMode(Node* mode) {
   AdoptNumbered(mode->parent, tree);
 }
 
-void LeaveIndex(Node* node, Tree* tree, bool siblings_go) {
-  if (IsInstance(*node)) {
-    const Tree* own = TreeOf(*node, tree);
-    if (own != nullptr && own->data != nullptr) {
-      const Node* mode = ModeNodeOf(own, node->parent);
-      if (mode != nullptr) LeaveHashTable(*node, mode);
-    } else if (node->is_hashed != 0 && !siblings_go) {
-      const Node* mode = ModeNodeAmong(SiblingsOf(*node), node->node_name);
-      if (mode != nullptr && mode->hash_tab != nullptr) LeaveHashTable(*node, mode);
-    }
+void LeaveHashTable(const Node& node, Tree* tree, bool siblings_go) {
+  if (!IsInstance(node)) return;
+  const Tree* own = TreeOf(node, tree);
+  const Node* mode = nullptr;
+  if (own != nullptr && own->data != nullptr) {
+    mode = ModeNodeOf(own, node.parent);
+  } else if (node.is_hashed != 0 && !siblings_go) {
+    mode = ModeNodeAmong(SiblingsOf(node), node.node_name);
   }
-  if (node->instid_btree_node == nullptr) return;
-  RemoveInstance(TreeOf(*node, tree), node->instid_btree_node);
-  nc_dm_agent_free_bin_tree_node(node->instid_btree_node);
+  if (mode != nullptr) LeaveTableOf(*mode, node);
+}
+
+void LeaveInstanceTree(const Node& node, Tree* tree) {
+  if (node.instid_btree_node == nullptr) return;
+  RemoveInstance(TreeOf(node, tree), node.instid_btree_node);
+  nc_dm_agent_free_bin_tree_node(node.instid_btree_node);
 }
 
 Node* FindInstance(const list_head* siblings, const char* name, nc_int64 instid) {

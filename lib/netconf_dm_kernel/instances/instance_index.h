@@ -22,9 +22,10 @@ bool IndexNumbered(nc_dm_agent_node_t* node);
 // the instances that were registered before it.
 void IndexMode(nc_dm_agent_node_t* mode);
 
-// Takes an unlinked instance out of its index. `tree`: the parent's instance tree of its name, or
+// Take an unlinked instance out of its index. `tree`: the parent's instance tree of its name, or
 // null. `siblings_go`: its siblings are being removed as well, and with them their hash tables.
-void LeaveIndex(nc_dm_agent_node_t* node, nc_dm_bin_tree_t* tree, bool siblings_go);
+void LeaveHashTable(const nc_dm_agent_node_t& node, nc_dm_bin_tree_t* tree, bool siblings_go);
+void LeaveInstanceTree(const nc_dm_agent_node_t& node, nc_dm_bin_tree_t* tree);
 
 // The first child of a name with that instance id; or null. Schema nodes have id 0.
 nc_dm_agent_node_t* FindInstance(const list_head* siblings, const char* name, nc_int64 instid);

@@ -18,9 +18,10 @@ using Tree = nc_dm_bin_tree_t;
 // `tree`: its parent's instance tree of its name, or null.
 void Discard(Node* node, Tree* tree, bool siblings_go) {
   nc::UncountNode(*node);
-  nc::LeaveIndex(node, tree, siblings_go);
+  nc::LeaveHashTable(*node, tree, siblings_go);
   nc_dm_agent_delete_mode_node_hash_tab_all_entries(node->hash_tab);
   free(node->hash_tab);
+  nc::LeaveInstanceTree(*node, tree);
   if (!nc::IsEmpty(&node->btree_lst)) nc_dm_agent_free_bin_tree_list(&node->btree_lst);
   free(node->name_index);
   nc::FreeNode(node);

@@ -622,17 +622,20 @@ TEST_F(KeyLookupTest, ModeNodeWithoutAnIndexIsFoundAmongTheChildren) {
 }
 
 TEST_F(KeyLookupTest, ModeNodeIsNoOtherChildOfItsName) {
-  app.Register({.path = "net.line.{i}.id", .flag = 1});
   app.Register({.path = "net.line.5"});  // a leaf
   nc_dm_agent_node_t* net = NodeAt("net");
-  nc_dm_agent_node_t* list = NodeAt("net.line");
-  nc_dm_agent_node_t* leaf = NodeAt("net.line.5");
-  ASSERT_EQ(leaf->node_type, NC_DM_NODE_TYPE_LEAF);
+  ASSERT_EQ(NodeAt("net.line.5")->node_type, NC_DM_NODE_TYPE_LEAF);
+  nc_dm_agent_node_t key = {};
+  key.node_type = NC_DM_NODE_TYPE_LEAF;
+  key.flag = NC_DM_FLAG_KEY;
+  nc_dm_path_nodes_t path = {};
+  char name[] = "net.line.{i}.id";
+  ASSERT_EQ(nc_dm_parse(name, &path, false), 0);
+  path.match_cnt = 1;
+  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, net, &key), 0);
   nc_dm_agent_free_bin_tree_list(&net->btree_lst);
-  nc::Unlink(&leaf->lst);
-  nc::LinkBefore(&list->lst, &leaf->lst);
   ModelEdits edits{{.name = "net.line.id"}};
-  EXPECT_EQ(nc_dm_agent_get_mode_node(edits.at(0), net), list);
+  EXPECT_EQ(nc_dm_agent_get_mode_node(edits.at(0), net), NodeAt("net.line"));
 }
 
 TEST_F(KeyLookupTest, IndexThatHasNoModeNodeGivesNone) {
