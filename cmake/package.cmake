@@ -23,22 +23,29 @@ install(DIRECTORY examples/minimal examples/epoll examples/port
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_dev}/examples COMPONENT dev EXCLUDE_FROM_ALL)
 
 # The symbols and the maintainer's scripts go into the packages' control part.
-get_target_property(library_links netconf_dm_agent LINK_LIBRARIES)
+set(packaged_libraries netconf_dm_agent zu-thread zu-platform)
+if(TARGET ncdm-yang)
+  list(APPEND packaged_libraries ncdm-model ncdm-model-pattern)
+endif()
+set(library_files ${packaged_libraries})
+list(TRANSFORM library_files PREPEND "$<TARGET_FILE:")
+list(TRANSFORM library_files APPEND ">")
 add_custom_command(OUTPUT ${packaged}/symbols
   COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DPACKAGE=${package_library} -DVERSION=${PROJECT_VERSION}
-    "-DLIBRARIES=$<TARGET_FILE:netconf_dm_agent>;$<TARGET_FILE:zu-thread>;$<TARGET_FILE:zu-platform>"
+    "-DLIBRARIES=${library_files}"
     -DOUTPUT=${packaged}/symbols -P ${packaging}/write_symbols.cmake
-  DEPENDS netconf_dm_agent zu-thread zu-platform ${packaging}/write_symbols.cmake
+  DEPENDS ${packaged_libraries} ${packaging}/write_symbols.cmake
   VERBATIM)
 add_custom_target(package-symbols DEPENDS ${packaged}/symbols)
-file(WRITE ${packaged}/triggers "activate-noawait ldconfig\n")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME netconf-dm-agent)
 set(CPACK_PACKAGE_VENDOR "the authors of netconf_dm_agent")
-set(CPACK_PACKAGE_CONTACT "The authors of netconf_dm_agent <netconf-dm-agent@localhost>")
+# There is no public address yet: this one stands in for it.
+set(CPACK_PACKAGE_CONTACT "The authors of netconf_dm_agent <netconf-dm-agent@example.org>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${packaging}/compress_manual.cmake)
 set(CPACK_COMPONENTS_ALL library dev tools)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -46,25 +53,27 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${package_library})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${packaged}/symbols ${packaged}/triggers)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${packaged}/symbols)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "NETCONF data-model agent for device applications
- A process on a network device links this library to expose its configuration
- and state to the device's NETCONF server. It registers its data model with
- callbacks; the library serves the server's edits, filters and look-ups.
- .
- This package has the shared library and the Linux port of its platform.")
+A process on a network device links this library to expose its configuration
+and state to the device's NETCONF server. It registers its data model with
+callbacks; the library serves the server's edits, filters and look-ups.
+
+This package has the shared library and the Linux port of its platform.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${package_dev})
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${package_library} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEV_DESCRIPTION "NETCONF data-model agent: development files
- Headers, pkg-config file, CMake package, manual pages and examples for
- applications that expose their configuration and state over NETCONF.")
+Headers, pkg-config file, CMake package, manual pages and examples for
+applications that expose their configuration and state over NETCONF.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${package_tools})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
@@ -72,6 +81,6 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS adduser)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
   ${packaging}/postinst ${packaging}/prerm ${packaging}/postrm)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "NETCONF data-model agent: programs
- The console that talks to agents, and, where they were built, the NETCONF
- server over them with its unit file and the generator from YANG modules.")
+The console that talks to agents, and, where they were built, the NETCONF
+server over them with its unit file and the generator from YANG modules.")
 include(CPack)

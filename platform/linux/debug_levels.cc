@@ -60,7 +60,7 @@ __attribute__((constructor)) void OpenLevels() {
   std::string_view rest = levels;
   while (!rest.empty()) {
     const size_t end = std::min(rest.find(','), rest.size());
-    if (end > 0) OpenLevel(rest.substr(0, end));
+    if (end > 0) OpenLevel({rest.data(), end});
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   errno = saved_errno;

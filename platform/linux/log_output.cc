@@ -20,8 +20,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <mutex>
-
 #include "file_descriptor.h"
 
 namespace zu {
@@ -85,9 +83,11 @@ bool WriteToSocket(int fd, std::string_view text) {
 // Where the second opening fails (no /proc, no descriptor left, another user's pipe) the descriptor
 // is asked first. Threads take turns, so that none fills what another was promised.
 bool AskAndWrite(int fd, std::string_view text) {
-  static std::mutex turn;
-  const std::scoped_lock lock(turn);
-  return IsWritableNow(fd) && WritePlainly(fd, text);
+  static pthread_mutex_t turn = PTHREAD_MUTEX_INITIALIZER;
+  pthread_mutex_lock(&turn);
+  const bool is_written = IsWritableNow(fd) && WritePlainly(fd, text);
+  pthread_mutex_unlock(&turn);
+  return is_written;
 }
 
 bool WriteToReader(int fd, std::string_view text) {

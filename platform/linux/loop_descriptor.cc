@@ -5,7 +5,6 @@
 #include <sys/timerfd.h>
 
 #include <algorithm>
-#include <new>
 
 namespace zu {
 namespace {
@@ -42,7 +41,7 @@ bool LoopDescriptor::IsComplete() const {
 }
 
 std::unique_ptr<LoopDescriptor> LoopDescriptor::Create() {
-  std::unique_ptr<LoopDescriptor> result(new (std::nothrow) LoopDescriptor);
+  std::unique_ptr<LoopDescriptor> result(new (FromMalloc{}) LoopDescriptor);
   if (!result || !result->IsComplete()) return nullptr;
   return result;
 }

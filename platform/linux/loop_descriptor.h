@@ -18,12 +18,13 @@
 #include <span>
 
 #include "file_descriptor.h"
+#include "task.h"
 
 namespace zu {
 
-class LoopDescriptor {
+class LoopDescriptor : public InMalloc {
  public:
-  using Time = std::chrono::steady_clock::time_point;
+  using Time = Clock::time_point;
   enum class Watched { kYes, kAlwaysReady, kNo };
 
   // Null when the kernel grants no more.

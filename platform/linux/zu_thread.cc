@@ -22,48 +22,32 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <list>
 #include <memory>
-#include <new>
 #include <optional>
 #include <span>
 
 #include "file_descriptor.h"
 #include "loop_descriptor.h"
+#include "task.h"
 #include "task_event.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::seconds;
+using zu::Clock;
 using zu::EventBasePtr;
 using zu::EventPtr;
 using zu::FileDescriptor;
 using zu::LoopDescriptor;
-using zu::TaskEvent;
+using zu::Task;
+using zu::TaskList;
 
 // Longer delays are cut to this one, some 68 years, which no sum overflows.
 constexpr int64_t kLongestDelaySeconds = INT32_MAX;
 
 struct EventConfigFree {
   void operator()(event_config* config) const { event_config_free(config); }
-};
-
-struct Task;
-using TaskList = std::list<Task>;
-
-struct Task : zu_thread {
-  TaskList* home = nullptr;  // the list that holds the task; null once it runs
-  TaskList::iterator self;
-  TaskEvent ev;
-  short events = 0;  // that a descriptor task waits for: EV_READ or EV_WRITE
-  Clock::time_point due;
-  uint64_t number = 0;  // of scheduling
-
-  bool RunsBefore(const Task& other) const {
-    return due != other.due ? due < other.due : number < other.number;
-  }
 };
 
 // The poll method: it takes any descriptor, regular files included, and keeps nothing in the kernel
@@ -96,7 +80,7 @@ microseconds ToDelay(int64_t sec, int64_t usec) {
 
 }  // namespace
 
-struct zu_thread_master {
+struct zu_thread_master : zu::InMalloc {
  public:
   static zu_thread_master* Create();
   static zu_thread_master* CreateOn(event_base* base);
@@ -132,8 +116,7 @@ struct zu_thread_master {
   std::optional<Clock::time_point> FirstTimer() const;
   void Rejoin(std::span<const int> reported);
   Task* NewTask(zu_thread_func func, void* arg, int value, const char* name);
-  void Discard(Task& task) { Retire(*task.home, task.self); }
-  void Retire(TaskList& list, TaskList::iterator task);
+  void Retire(Task& task);
   void MakeReady(Task& task, Clock::time_point due);
   Clock::time_point ThisTurn();
   bool Wait(std::optional<microseconds> timeout);
@@ -150,9 +133,10 @@ struct zu_thread_master {
   std::unique_ptr<LoopDescriptor> joined_;
   bool file_waits_ = false;  // a task waits for what is always ready, such as a disk file
   TaskList spare_;           // records of tasks that are done, for those to come
-  TaskList waiting_;         // for libevent, or for ever
-  TaskList ready_;           // sorted, waiting for the next turn
-  TaskList turn_;            // sorted, the rest of the turn that runs
+  int spare_count_ = 0;
+  TaskList waiting_;  // for libevent, or for ever
+  TaskList ready_;    // sorted, waiting for the next turn
+  TaskList turn_;     // sorted, the rest of the turn that runs
   std::optional<Clock::time_point> this_turn_;
   uint64_t last_number_ = 0;
   bool running_ = false;
@@ -163,14 +147,15 @@ struct zu_thread_master {
 zu_thread_master* zu_thread_master::Create() {
   EventBasePtr base = NewEventBase();
   if (!base) return nullptr;
-  std::unique_ptr<zu_thread_master> master(new (std::nothrow) zu_thread_master(std::move(base)));
+  std::unique_ptr<zu_thread_master> master(new (zu::FromMalloc{})
+                                               zu_thread_master(std::move(base)));
   if (!master || !master->WatchStop()) return nullptr;
   return master.release();
 }
 
 zu_thread_master* zu_thread_master::CreateOn(event_base* base) {
   if (!base) return nullptr;
-  std::unique_ptr<zu_thread_master> master(new (std::nothrow) zu_thread_master(base));
+  std::unique_ptr<zu_thread_master> master(new (zu::FromMalloc{}) zu_thread_master(base));
   if (!master) return nullptr;
   master->turn_event_.reset(event_new(base, -1, 0, &OnTurn, master.get()));
   return master->turn_event_ ? master.release() : nullptr;
@@ -185,43 +170,40 @@ bool zu_thread_master::WatchStop() {
 
 Task* zu_thread_master::NewTask(zu_thread_func func, void* arg, int value, const char* name) {
   if (!func) return nullptr;
+  Task* task = nullptr;
   if (spare_.empty()) {
-    try {
-      spare_.emplace_back();
-    } catch (const std::bad_alloc&) {
-      return nullptr;
-    }
+    task = new (zu::FromMalloc{}) Task;
+    if (!task) return nullptr;
+  } else {
+    task = &spare_.front();
+    TaskList::Remove(*task);
+    --spare_count_;
   }
-  waiting_.splice(waiting_.end(), spare_, spare_.begin());
-  Task& task = waiting_.back();
-  static_cast<zu_thread&>(task) = {this, func, arg, value, name};
-  task.home = &waiting_;
-  task.self = std::prev(waiting_.end());
-  task.events = 0;
-  task.number = ++last_number_;
-  return &task;
+  waiting_.PushBack(*task);
+  static_cast<zu_thread&>(*task) = {this, func, arg, value, name};
+  task->events = 0;
+  task->number = ++last_number_;
+  return task;
 }
 
 // An agent schedules a task for each step of a request, so that the same few records serve it again
 // and again.
-void zu_thread_master::Retire(TaskList& list, TaskList::iterator task) {
-  constexpr size_t kSpare = 8;
-  task->ev.Withdraw();
-  task->home = nullptr;
-  if (spare_.size() < kSpare) {
-    spare_.splice(spare_.begin(), list, task);
+void zu_thread_master::Retire(Task& task) {
+  constexpr int kSpare = 8;
+  task.ev.Withdraw();
+  if (task.IsInList()) TaskList::Remove(task);
+  if (spare_count_ < kSpare) {
+    spare_.PushFront(task);
+    ++spare_count_;
   } else {
-    list.erase(task);
+    delete &task;
   }
 }
 
-// Almost every task belongs at the end, so the search starts there.
 void zu_thread_master::MakeReady(Task& task, Clock::time_point due) {
   task.due = due;
-  auto place = ready_.end();
-  while (place != ready_.begin() && task.RunsBefore(*std::prev(place))) --place;
-  ready_.splice(place, *task.home, task.self);
-  task.home = &ready_;
+  TaskList::Remove(task);
+  ready_.InsertInOrder(task);
   WantTurn();
 }
 
@@ -251,7 +233,7 @@ zu_thread* zu_thread_master::ScheduleTimer(zu_thread_func func, void* arg, micro
   task->due = Clock::now() + delay;
   const timeval timeout = ToTimeval(delay);
   if (!task->ev.Watch(base_, -1, 0, &OnTaskEvent, task, &timeout)) {
-    Discard(*task);
+    Retire(*task);
     return nullptr;
   }
   if (joined_) joined_->WakeBy(task->due);
@@ -264,7 +246,7 @@ zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, 
   if (!task || fd < 0) return task;
   task->events = events;
   if (!task->ev.Watch(base_, fd, events, &OnTaskEvent, task, nullptr) || !Join(*task)) {
-    Discard(*task);
+    Retire(*task);
     return nullptr;
   }
   return task;
@@ -272,7 +254,7 @@ zu_thread* zu_thread_master::ScheduleDescriptor(zu_thread_func func, void* arg, 
 
 void zu_thread_master::Cancel(Task& task) {
   // A task that runs is past cancelling; its record goes when its function returns.
-  if (task.home) task.master->Discard(task);
+  if (task.IsInList()) task.master->Retire(task);
 }
 
 void zu_thread_master::OnTaskEvent(evutil_socket_t, short events, void* arg) {
@@ -311,21 +293,17 @@ bool zu_thread_master::Wait(std::optional<microseconds> timeout) {
 
 // Runs what is ready now, and leaves the rest for a later turn when a task stops the loop.
 int zu_thread_master::RunReady() {
-  for (Task& task : ready_) task.home = &turn_;
-  turn_.swap(ready_);
+  turn_.TakeBefore(ready_);
   int count = 0;
   while (!turn_.empty() && !stop_.load(std::memory_order_acquire)) {
-    TaskList current;
-    current.splice(current.begin(), turn_, turn_.begin());
-    Task& task = current.front();
-    task.home = nullptr;
+    Task& task = turn_.front();
+    TaskList::Remove(task);
     task.func(&task);
-    Retire(current, task.self);
+    Retire(task);
     ++count;
   }
   // What became ready meanwhile is due after all of these.
-  for (Task& task : turn_) task.home = &ready_;
-  ready_.splice(ready_.begin(), turn_);
+  ready_.TakeBefore(turn_);
   return count;
 }
 

@@ -50,6 +50,10 @@ def loaded(library):
     return set(re.findall(r"\(NEEDED\).*\[(.*)\]", output("readelf", "-dW", library)))
 
 
+def everything_loaded(library):
+    return set(re.findall(r"^\s*(\S+)", output("ldd", library), re.MULTILINE))
+
+
 def stripped_size(library):
     with tempfile.NamedTemporaryFile() as copy:
         subprocess.run(["strip", "-o", copy.name, library], check=True)
@@ -67,6 +71,8 @@ def main():
     if len(sys.argv) > 4:
         others = {name for name in loaded(library) - PLATFORM if not LIBC.fullmatch(name)}
         findings += [f"loads {name} besides libc and the platform" for name in sorted(others)]
+        if any("stdc++" in name for name in everything_loaded(library)):
+            findings.append("loads libstdc++ by way of the platform")
         size, limit = stripped_size(library), int(sys.argv[4])
         print(f"{len(in_library)} names, {size} bytes stripped, at most {limit}")
         if size > limit:
