@@ -15,6 +15,7 @@
 #ifndef NCDM_SERVER_NETCONF_SESSION_H_
 #define NCDM_SERVER_NETCONF_SESSION_H_
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -58,6 +59,8 @@ class Session {
   const SessionInfo& info() const { return info_; }
   // True once the client's <hello> was accepted, until the end.
   bool is_open() const { return state_ == State::kOpen; }
+  // And once it has ended.
+  bool was_open() const { return info_.login_time != std::chrono::system_clock::time_point{}; }
 
   bool wants_input() const;
   void Receive(std::string_view bytes);

@@ -113,7 +113,9 @@ bool SshChannel::WriteOutput() {
       return false;  // the connection notices
     }
     written += static_cast<std::size_t>(count);
-    last_progress_ = Clock::now();
+    if (session_->was_open()) {
+      last_progress_ = Clock::now();
+    }
     session_->Written(static_cast<std::size_t>(count));
   }
   return written >= kStepBytes;
@@ -145,7 +147,7 @@ std::optional<SshChannel::Clock::time_point> SshChannel::waiting_since() const {
   if (has_open_session() || server_closed_) {
     return std::nullopt;
   }
-  return last_progress_;
+  return last_progress_.value_or(opened_);
 }
 
 bool SshChannel::is_closed() const {

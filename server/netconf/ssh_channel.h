@@ -43,10 +43,10 @@ class SshChannel {
   bool can_write() const;
   // True if the client has sent more than its window allowed.
   bool was_flooded() const { return was_flooded_; }
-  // Since when a <hello> is waited for, or for the client to take its last answers.
+  // Since when a <hello> is waited for, or for the client to take more of its last answers.
   std::optional<Clock::time_point> waiting_since() const;
-  // When the client last took something.
-  Clock::time_point last_progress() const { return last_progress_; }
+  // When the client of an open session, or one that had been open, last took something.
+  std::optional<Clock::time_point> last_progress() const { return last_progress_; }
 
  private:
   static int OnSubsystem(ssh_session session, ssh_channel channel, const char* name, void* data);
@@ -62,7 +62,8 @@ class SshChannel {
   ssh_channel_callbacks_struct callbacks_{};
   OpenSession open_session_;
   std::unique_ptr<Session> session_;
-  Clock::time_point last_progress_ = Clock::now();
+  const Clock::time_point opened_ = Clock::now();
+  std::optional<Clock::time_point> last_progress_;
   bool wants_session_ = false;
   bool input_ended_ = false;
   bool client_closed_ = false;

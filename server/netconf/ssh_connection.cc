@@ -154,7 +154,7 @@ bool SshConnection::StepChannels() {
 
 void SshConnection::NoteProgress() {
   for (const auto& channel : channels_) {
-    idle_since_ = std::max(idle_since_, channel->last_progress());
+    idle_since_ = std::max(idle_since_, channel->last_progress().value_or(idle_since_));
   }
   const bool had_open_session = std::exchange(has_open_session_, HasOpenSession());
   if (had_open_session && !has_open_session_) {

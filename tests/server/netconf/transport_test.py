@@ -247,6 +247,26 @@ class HelloTest(ServerTest):
         self.assertIn(b'>b<', self.session(versions=(BASE_1_0, BASE_1_1)).call(fake('echo', 'b')))
 
 
+class PatienceTest(ServerTest):
+
+    def test_clients_without_a_hello_are_ended_after_thirty_seconds(self):
+        begin = time.monotonic()
+        silent = socket.create_connection(('127.0.0.1', self.server.port))
+        self.addCleanup(silent.close)
+        silent.settimeout(WAIT)
+        idle = self.server.transport()
+        self.addCleanup(idle.close)
+        session = self.session(versions=())
+        witness = self.session()
+        self.assertIsNone(session.receive())
+        self.assertGreater(time.monotonic() - begin, 29)
+        while silent.recv(4096):
+            pass  # the server's name
+        self.assertTrue(wait_until(lambda: not idle.is_active()))
+        self.assertLess(time.monotonic() - begin, 40)
+        self.assertIn(b'>on<', witness.call(fake('echo', 'on')))
+
+
 class EndTest(ServerTest):
 
     def test_signals_end_the_server_with_success_whoever_is_connected(self):
