@@ -10,6 +10,16 @@ namespace {
 
 using Kind = Change::Kind;
 
+// True for a leaf that need not be deleted: it has its default, as it would then; or an empty text,
+// which is how applications show what they have not got.
+bool SaysNothing(const lyd_node* node) {
+  return node->schema->nodetype == LYS_LEAF &&
+         (lyd_is_default(node) != 0 ||
+          (reinterpret_cast<const lyd_node_term*>(node)->value.realtype->basetype ==
+               LY_TYPE_STRING &&
+           *lyd_get_value(node) == '\0'));
+}
+
 class Comparison {
  public:
   explicit Comparison(const Compares& compares) : compares_(compares) {}
@@ -46,8 +56,7 @@ class Comparison {
         return;
       }
       if (IsTerm(node->schema)) {
-        // A leaf that goes has its default, as it has now.
-        if (!IsKey(node->schema) && lyd_is_default(node) == 0) {
+        if (!IsKey(node->schema) && !SaysNothing(node)) {
           leaves.push_back(node);
         }
       } else if (node->schema->nodetype == LYS_LIST) {

@@ -1,0 +1,125 @@
+// A device's half with agents that the test plays, all in one thread.
+#ifndef TESTS_SERVER_NETCONF_DEVICE_DEVICE_FIXTURE_H_
+#define TESTS_SERVER_NETCONF_DEVICE_DEVICE_FIXTURE_H_
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "server/netconf/device/device.h"
+#include "support/temp_dir.h"
+#include "tests/server/fake_agent.h"
+
+namespace ncdm::netconf {
+
+inline constexpr char kShopModule[] = R"(module shop {
+  yang-version 1.1; namespace "urn:shop"; prefix s;
+  container shelf {
+    list item {
+      key "name";
+      leaf name { type string; }
+      leaf price { type uint32; }
+      leaf colour { type string; default "red"; }
+      leaf-list tag { type string; }
+      leaf sold { config false; type uint32; }
+    }
+  }
+  container pairs {
+    list pair {
+      key "left right";
+      leaf left { type string; }
+      leaf right { type uint8; }
+      leaf value { type string; }
+    }
+  }
+  container till { leaf owner { type string; } leaf open { type boolean; } }
+})";
+
+class NoSessions : public Sessions {
+ public:
+  std::vector<SessionInfo> List() const override { return {}; }
+  Statistics Counters() const override { return {}; }
+};
+
+class DeviceTest : public testing::Test {
+ protected:
+  using FakeAgent = ncdm_test::FakeAgent;
+
+  DeviceTest() {
+    std::ofstream(yang_.path() + "/shop.yang") << kShopModule;
+    device_ = std::make_unique<Device>(DeviceOptions{root_.path(), yang_.path()}, sessions_);
+  }
+
+  // Registers the shop's paths and names the module.
+  std::unique_ptr<FakeAgent> NewShop(const std::string& name = "shop",
+                                     const std::string& module = "shop") {
+    auto agent = NewAgent(name);
+    for (const char* path : {"shelf.item.{i}.price", "shelf.item.{i}.colour", "shelf.item.{i}.sold",
+                             "pairs.pair.{i}.value", "till.owner", "till.open"}) {
+      agent->Register(path);
+    }
+    agent->Register("shelf.item.{i}.name", NC_DM_FLAG_KEY);
+    agent->Register("shelf.item.{i}.tag", NC_DM_FLAG_LEAF_LIST);
+    agent->Register("pairs.pair.{i}.left", NC_DM_FLAG_KEY);
+    agent->Register("pairs.pair.{i}.right", NC_DM_FLAG_KEY);
+    agent->Complete();
+    agent->Module(module, NC_DM_YANG_ATTR_MODULE_NAME, module);
+    Settle();
+    return agent;
+  }
+
+  std::unique_ptr<FakeAgent> NewAgent(const std::string& name) {
+    auto agent = std::make_unique<FakeAgent>(root_.path(), name);
+    playing_.push_back(agent.get());
+    return agent;
+  }
+
+  // Until nothing has happened for a while.
+  void Settle() {
+    for (int i = 0; i < 20; ++i) {
+      Turn();
+    }
+  }
+
+  void Turn() {
+    device_->Run();
+    for (FakeAgent* agent : playing_) {
+      agent->Step();
+    }
+  }
+
+  // Carries out one operation; the agents answer meanwhile.
+  Reply Call(const std::string& operation, std::uint32_t session = 1) {
+    std::optional<Reply> reply;
+    device_->Start({session, "user"},
+                   "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"1\">" +
+                       operation + "</rpc>",
+                   [&](Reply done) { reply = std::move(done); });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!reply && std::chrono::steady_clock::now() < end) {
+      Turn();
+    }
+    EXPECT_TRUE(reply.has_value());
+    return reply.value_or(Reply{});
+  }
+
+  std::string Get(const std::string& filter) {
+    const Reply reply = Call("<get><filter>" + filter + "</filter></get>");
+    EXPECT_TRUE(reply.errors.empty()) << reply.errors.front().message;
+    return reply.content;
+  }
+
+  ncdm_test::TempDir root_;
+  ncdm_test::TempDir yang_;
+  NoSessions sessions_;
+  std::unique_ptr<Device> device_;
+  std::vector<FakeAgent*> playing_;
+};
+
+}  // namespace ncdm::netconf
+
+#endif  // TESTS_SERVER_NETCONF_DEVICE_DEVICE_FIXTURE_H_
