@@ -12,7 +12,10 @@
 namespace {
 
 zu_thread_master* g_loop = nullptr;
+const ncdm_model_t* g_model = nullptr;
 void (*g_each_second)() = nullptr;
+
+int RegisterModel() { return ncdm_model_register(g_model, g_loop); }
 
 void Stop(int) { zu_thread_master_stop(g_loop); }
 
@@ -47,13 +50,13 @@ int RunApplication(const Application& application) {
   }
   g_loop = zu_thread_master_create();
   if (g_loop == nullptr) return Complain(application, "no event loop");
+  g_model = application.model;
   signal(SIGINT, Stop);
   signal(SIGTERM, Stop);
 
   // From here on the library connects, registers and serves by itself, whether or not a server is
   // there yet.
-  if (nc_dm_agent_init(application.name.c_str(), g_loop, application.register_model, nullptr) !=
-      0) {
+  if (nc_dm_agent_init(application.name.c_str(), g_loop, RegisterModel, nullptr) != 0) {
     return Complain(application, "the data model could not be registered");
   }
   if (!AnnounceModule(application.yang_file.c_str())) {

@@ -1,4 +1,4 @@
-// The list instances that the demo has announced, and their ids.
+// The list entries that come and go by themselves: interfaces, their addresses, the name servers.
 //
 // The library addresses an entry by a positive number that the application chooses and that stays
 // the same for the entry's life. An interface brings one along, the kernel's index; addresses and
@@ -6,23 +6,10 @@
 #ifndef EXAMPLES_INTERFACES_INSTANCES_H_
 #define EXAMPLES_INTERFACES_INSTANCES_H_
 
-#include <cstdint>
-#include <optional>
-#include <string>
-
-#include "interfaces/machine.h"
-
 namespace instances {
 
-// Compares the machine with what is announced; registers what has come and unregisters what has
-// gone.
+// Compares the machine with what the model holds; puts in what has come and drops what has gone.
 void Refresh();
-
-// An announced address, or null.
-const machine::Address* Address(int64_t interface, int64_t id);
-
-// An announced name server.
-std::optional<std::string> DnsServer(int64_t id);
 
 }  // namespace instances
 

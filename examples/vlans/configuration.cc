@@ -4,55 +4,114 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <vector>
+
+#include "demo-vlans.h"
 
 namespace vlans {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json ToJson(const Configuration& configuration) {
-  Json vlan_list = Json::array();
-  for (const auto& [id, vlan] : configuration.vlans) {
-    Json ports = Json::array();
-    for (const auto& [element, port] : vlan.tagged_ports) ports.push_back(port);
-    vlan_list.push_back({{"id", id},
-                         {"name", vlan.name},
-                         {"mtu", vlan.mtu},
-                         {"enabled", vlan.enabled},
-                         {"tagged-port", ports}});
-  }
-  Json route_list = Json::array();
-  for (const auto& [id, route] : configuration.routes) {
-    route_list.push_back(
-        {{"prefix", route.prefix}, {"next-hop", route.next_hop}, {"metric", route.metric}});
-  }
-  return {{"vlans", vlan_list},
-          {"routes", route_list},
-          {"contact", configuration.contact},
-          {"location", configuration.location},
-          {"ntp-enabled", configuration.ntp_enabled}};
+// The ids of a list's entries, one by one: `next` gives the one that follows the last of `ids`.
+template <typename Next, typename Use>
+void ForEach(std::vector<nc_int64> ids, Next next, Use use) {
+  while ((ids.back() = next(ids.data())) != 0) use(ids.data());
 }
 
-Configuration FromJson(const Json& json) {
-  Configuration configuration;
-  for (const Json& item : json.at("vlans")) {
-    Vlan vlan{item.at("name"), item.at("mtu"), item.at("enabled"), {}};
-    for (const Json& port : item.at("tagged-port")) {
-      vlan.tagged_ports.emplace(NextId(vlan.tagged_ports), port.get<std::string>());
-    }
-    configuration.vlans.emplace(item.at("id").get<int64_t>(), std::move(vlan));
+Json PortsToJson(nc_int64 vlan) {
+  Json ports = Json::array();
+  ForEach({vlan, 0}, demo_vlans_vlans_vlan_tagged_port_next, [&](const nc_int64* ids) {
+    demo_vlans_vlans_vlan_tagged_port_t port;
+    if (demo_vlans_vlans_vlan_tagged_port_get(ids, &port) == 0) ports.push_back(port.value);
+  });
+  return ports;
+}
+
+Json VlansToJson() {
+  Json vlans = Json::array();
+  ForEach({0}, demo_vlans_vlans_vlan_next, [&](const nc_int64* ids) {
+    demo_vlans_vlans_vlan_t vlan;
+    if (demo_vlans_vlans_vlan_get(ids, &vlan) != 0) return;
+    vlans.push_back({{"id", vlan.id},
+                     {"name", vlan.name},
+                     {"mtu", vlan.mtu},
+                     {"enabled", vlan.enabled},
+                     {"tagged-port", PortsToJson(ids[0])}});
+  });
+  return vlans;
+}
+
+Json RoutesToJson() {
+  Json routes = Json::array();
+  ForEach({0}, demo_vlans_routes_route_next, [&](const nc_int64* ids) {
+    demo_vlans_routes_route_t route;
+    if (demo_vlans_routes_route_get(ids, &route) != 0) return;
+    routes.push_back(
+        {{"prefix", route.prefix}, {"next-hop", route.next_hop}, {"metric", route.metric}});
+  });
+  return routes;
+}
+
+Json ToJson() {
+  demo_vlans_system_t system;
+  demo_vlans_system_init(&system);
+  demo_vlans_system_get(nullptr, &system);
+  return {{"vlans", VlansToJson()},
+          {"routes", RoutesToJson()},
+          {"contact", system.contact},
+          {"location", system.location},
+          {"ntp-enabled", system.ntp_enabled}};
+}
+
+template <size_t kSize>
+bool CopyText(const Json& json, char (&member)[kSize]) {
+  snprintf(member, kSize, "%s", json.get<std::string>().c_str());
+  return true;
+}
+
+void TakeVlan(const Json& json) {
+  demo_vlans_vlans_vlan_t vlan;
+  demo_vlans_vlans_vlan_init(&vlan);
+  vlan.has.name = CopyText(json.at("name"), vlan.name);
+  vlan.mtu = json.at("mtu");
+  vlan.enabled = json.at("enabled");
+  const Json& ports = json.at("tagged-port");
+  vlan.id = json.at("id");
+  const nc_int64 none[] = {0};
+  const nc_int64 id = demo_vlans_vlans_vlan_put(none, &vlan);
+  for (const Json& value : ports) {
+    demo_vlans_vlans_vlan_tagged_port_t port;
+    demo_vlans_vlans_vlan_tagged_port_init(&port);
+    CopyText(value, port.value);
+    const nc_int64 in_vlan[] = {id, 0};
+    demo_vlans_vlans_vlan_tagged_port_put(in_vlan, &port);
   }
-  for (const Json& item : json.at("routes")) {
-    configuration.routes.emplace(NextId(configuration.routes),
-                                 Route{item.at("prefix"), item.at("next-hop"), item.at("metric")});
-  }
-  configuration.contact = json.at("contact");
-  configuration.location = json.at("location");
-  configuration.ntp_enabled = json.at("ntp-enabled");
-  return configuration;
+}
+
+void TakeRoute(const Json& json) {
+  demo_vlans_routes_route_t route;
+  demo_vlans_routes_route_init(&route);
+  CopyText(json.at("prefix"), route.prefix);
+  route.has.next_hop = CopyText(json.at("next-hop"), route.next_hop);
+  route.metric = json.at("metric");
+  const nc_int64 none[] = {0};
+  demo_vlans_routes_route_put(none, &route);
+}
+
+void TakeAll(const Json& json) {
+  for (const Json& item : json.at("vlans")) TakeVlan(item);
+  for (const Json& item : json.at("routes")) TakeRoute(item);
+  demo_vlans_system_t system;
+  demo_vlans_system_init(&system);
+  system.has.contact = CopyText(json.at("contact"), system.contact);
+  system.has.location = CopyText(json.at("location"), system.location);
+  system.ntp_enabled = json.at("ntp-enabled");
+  demo_vlans_system_put(nullptr, &system);
 }
 
 // Data and name are on the disk when this returns true.
@@ -72,7 +131,7 @@ bool WriteAndSync(const std::string& file, const std::string& text) {
 
 }  // namespace
 
-bool Load(const std::string& file, Configuration& configuration, std::string& error) {
+bool Load(const std::string& file, std::string& error) {
   std::ifstream stream(file);
   if (!stream) {
     if (errno == ENOENT) return true;
@@ -80,7 +139,7 @@ bool Load(const std::string& file, Configuration& configuration, std::string& er
     return false;
   }
   try {
-    configuration = FromJson(Json::parse(stream));
+    TakeAll(Json::parse(stream));
   } catch (const Json::exception& problem) {
     error = file + ": " + problem.what();
     return false;
@@ -88,10 +147,9 @@ bool Load(const std::string& file, Configuration& configuration, std::string& er
   return true;
 }
 
-bool Save(const std::string& file, const Configuration& configuration, std::string& error) {
+bool Save(const std::string& file, std::string& error) {
   const std::string draft = file + ".new";
-  if (!WriteAndSync(draft, ToJson(configuration).dump(2) + "\n") ||
-      rename(draft.c_str(), file.c_str()) != 0) {
+  if (!WriteAndSync(draft, ToJson().dump(2) + "\n") || rename(draft.c_str(), file.c_str()) != 0) {
     error = file + ": " + strerror(errno);
     unlink(draft.c_str());
     return false;

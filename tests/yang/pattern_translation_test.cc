@@ -13,7 +13,9 @@ bool Accepts(const std::string& pattern, const std::string& text) {
   EXPECT_TRUE(translated) << pattern;
   if (!translated) return false;
   ncdm_pattern_t compiled = {translated->c_str(), false, nullptr};
-  return ncdm_pattern_matches(&compiled, text.c_str());
+  const bool accepts = ncdm_pattern_matches(&compiled, text.c_str());
+  ncdm_pattern_release(&compiled);
+  return accepts;
 }
 
 TEST(PatternTest, MatchesTheWholeText) {

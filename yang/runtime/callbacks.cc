@@ -104,10 +104,13 @@ int64_t RemoveEntry(const ncdm_node_t& node, const Ids& ids) {
   return result != 0 ? result : ids.back();
 }
 
-// By its id when the request goes through all that a container holds, by its key otherwise.
+// By its id when the request goes through all that a container holds, which brings no value; by its
+// key otherwise.
 int64_t Remove(const ncdm_node_t& node, const nc_dm_id_array_t& array, const char* value) {
   if (!node.config) return kRefused;
-  if (const auto ids = EntryIds(node, array)) return RemoveEntry(node, *ids);
+  const bool has_text = !IsNumber(*KeyLeaf(node).type) && *value != '\0';
+  const auto ids = EntryIds(node, array);
+  if (ids && !has_text) return RemoveEntry(node, *ids);
   const auto outer = OuterIds(node, array);
   const auto record = KeyRecord(node, value);
   if (!outer || !record) return kRefused;

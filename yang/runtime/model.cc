@@ -16,6 +16,7 @@ namespace ncdm::model {
 namespace {
 
 const ncdm_model_t* g_model = nullptr;
+zu_thread_master* g_master = nullptr;
 std::string g_data_file;
 
 Store& Kept() { return Application::Instance().store(); }
@@ -68,12 +69,12 @@ int Commit(char*) {
   });
 }
 
-int Register() {
-  return Guarded(-1, [] {
-    const bool done = RegisterPaths(*g_model) && RegisterEntries(*g_model) &&
-                      nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Commit) == 0;
-    return done ? 0 : -1;
-  });
+int Register(const ncdm_model_t& model, zu_thread_master* master) {
+  g_model = &model;
+  Application::Instance().Start(master);
+  const bool done = RegisterPaths(model) && RegisterEntries(model) &&
+                    nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Commit) == 0;
+  return done ? 0 : -1;
 }
 
 // The one sign that schema and instances are complete, and so the last.
@@ -92,10 +93,10 @@ int Start(const ncdm_model_t& model, const char* name, zu_thread_master* master,
     fprintf(stderr, "%s: %s\n", name, error.c_str());
     return -1;
   }
-  const int result = nc_dm_agent_init(name, master, Register, nullptr);
-  if (result != 0) return result;
-  Application::Instance().Start(master);
-  return Announce(model);
+  g_master = master;
+  const auto register_model = [] { return ncdm_model_register(g_model, g_master); };
+  const int result = nc_dm_agent_init(name, master, register_model, nullptr);
+  return result != 0 ? result : Announce(model);
 }
 
 // ---- Records ----
@@ -231,6 +232,10 @@ int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error, si
     std::string problem;
     return Reported(ncdm::model::WriteDataFile(*model, file, problem), problem, error, size);
   });
+}
+
+int ncdm_model_register(const ncdm_model_t* model, zu_thread_master* master) {
+  return Guarded(-1, [&] { return ncdm::model::Register(*model, master); });
 }
 
 int ncdm_model_start(const ncdm_model_t* model, const char* name, zu_thread_master* master,

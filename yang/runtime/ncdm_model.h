@@ -109,6 +109,9 @@ typedef struct ncdm_type {
  * library of its own: only an application whose module has patterns links it. */
 NC_DM_API bool ncdm_pattern_matches(ncdm_pattern_t* pattern, const char* text);
 
+/* Frees what the pattern was compiled to; the next match compiles it again. */
+NC_DM_API void ncdm_pattern_release(ncdm_pattern_t* pattern);
+
 /* ---- Leaves, and the records that they stand in ---- */
 
 #define NCDM_LEAF_KEY 1       /* a key of its list, or the value of a leaf-list */
@@ -246,6 +249,11 @@ NC_DM_API int ncdm_data_read(const ncdm_model_t* model, const char* file, char* 
 /* Writes what the application holds, so that a crash leaves the old content or the new. */
 NC_DM_API int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error,
                               size_t size);
+
+/* What an application that calls nc_dm_agent_init itself calls in its registration function: the
+ * paths, hash tables, kept entries and commit hook. It announces the module when nc_dm_agent_init
+ * is done. `master` is the loop of that call. 0, or -1. */
+NC_DM_API int ncdm_model_register(const ncdm_model_t* model, zu_thread_master* master);
 
 /* Starts the agent with the model: reads `data_file` (may be null; one that does not exist is
  * empty, and is written at a commit), calls nc_dm_agent_init, and announces the module behind

@@ -30,3 +30,8 @@ bool ncdm_pattern_matches(ncdm_pattern_t* pattern, const char* text) {
   pcre2_match_data_free(match);
   return pattern->inverted ? result == PCRE2_ERROR_NOMATCH : result >= 0;
 }
+
+void ncdm_pattern_release(ncdm_pattern_t* pattern) {
+  pcre2_code_free((pcre2_code*)pattern->code);
+  pattern->code = NULL;
+}
