@@ -56,14 +56,14 @@ NC_DM_API nc_dm_agent_match_status_t nc_dm_agent_reg_match(list_head* dm_root,
                                                            nc_dm_path_nodes_t* path_nodes,
                                                            nc_dm_agent_node_t** last_node);
 
-/* Is there room for one more child. 0, or -3 with a warning. */
+/* Checks that there is room for one more child. 0, or -3 with a warning. */
 NC_DM_API int nc_dm_agent_check_width(const nc_dm_agent_node_t* last_node);
 
 /* The schema child of a name, or null. */
 NC_DM_API nc_dm_agent_node_t* nc_dm_agent_search_mode_node(nc_dm_agent_node_t* parent,
                                                            char* node_name);
 
-/* Has `parent` an instance of that name and id. */
+/* True if `parent` has an instance of that name and id. */
 NC_DM_API bool nc_dm_agent_has_inst_node(nc_dm_agent_node_t* parent, char* node_name,
                                          nc_int64 instid);
 

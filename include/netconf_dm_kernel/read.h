@@ -63,7 +63,7 @@ NC_DM_API nc_dm_agent_node_t* nc_dm_agent_child_cont_match(nc_dm_id_array_t* id_
 NC_DM_API int nc_dm_agent_child_nodes_match(nc_dm_agent_node_t* node,
                                             nc_dm_path_nodes_t* path_nodes, nc_dm_list_t* list,
                                             nc_dm_stub_filter_node_t* match_node, int index);
-/* Has any node below `ancestor` the name of `node`. */
+/* True if any node below `ancestor` has the name of `node`. */
 NC_DM_API bool nc_dm_agent_is_descendant(nc_dm_agent_node_t* ancestor, nc_dm_agent_node_t* node);
 
 #ifdef __cplusplus

@@ -47,7 +47,7 @@ NC_DM_API int nc_dm_agent_path_reg(char* dm_name, nc_dm_val_type_t val_type, int
                                    int (*reserved)(void), nc_dm_exe_cmd_fn exe_cmd);
 NC_DM_API int nc_dm_agent_reg_in(nc_dm_agent_node_t* dm_reg, nc_dm_path_nodes_t* p_path_nodes);
 
-/* Is the component a range "{a-b}"; its bounds. */
+/* True if the component is a range "{a-b}"; then with its bounds. */
 NC_DM_API bool nc_dm_agent_found_insts(char* node, nc_int64 insts[2]);
 
 /* Queues the instance paths of ranges `i` to `total` - 1; `path` is a work buffer. 0, or -1. */

@@ -7,16 +7,13 @@
 #include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/registration_queue.h"
+#include "netconf_dm_kernel/tree/node_kind.h"
+#include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"
 
 namespace {
-
-// A node keeps the source that edits and the command line must not overwrite.
-void TakeSource(nc_dm_agent_node_t* node, nc_dm_node_src_t src) {
-  if (node->src != NC_DM_NODE_SRC_SDN && node->src != NC_DM_NODE_SRC_CLI_ALW) node->src = src;
-}
 
 nc::PendingPtr NewInstance(char* path, nc_dm_node_src_t src) {
   nc::PendingPtr record(nc_dm_agent_crt_reg_path(path, NC_DM_MSG_TYPE_REG_OBJ, src));
@@ -31,10 +28,8 @@ bool HasNegativeId(const nc_dm_path_nodes_t& path) {
 
 nc_dm_agent_node_t* CreateInstance(nc_dm_agent_node_t* parent, nc_dm_agent_node_t* mode,
                                    nc_int64 instid, nc_dm_node_src_t src) {
-  const nc_dm_node_type_t type = mode->node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE
-                                     ? NC_DM_NODE_TYPE_MULT_LEAF
-                                     : NC_DM_NODE_TYPE_MULT_OBJECT;
-  nc_dm_agent_node_t* instance = nc_dm_agent_create_node(parent, mode, instid, type, src);
+  nc_dm_agent_node_t* instance =
+      nc_dm_agent_create_node(parent, mode, instid, nc::InstanceTypeOf(*mode), src);
   if (instance == nullptr) {
     NC_DM_LOG_ERROR("Failed to create node: %s, id: %lld!\n", mode->node_name,
                     nc::LongLong(instid));
@@ -61,7 +56,7 @@ nc_dm_agent_node_t* Descend(nc_dm_agent_node_t* node, char* name, nc_int64 insti
     default:
       return CreateInstance(node, schema, instid, src);
   }
-  TakeSource(schema, src);
+  nc::StampSource(schema, src, nc::Stamper::kEntry);
   return schema;
 }
 
@@ -75,7 +70,7 @@ int CreateAlong(nc_dm_path_nodes_t* path, nc_dm_node_src_t src) {
     NC_DM_LOG_ERROR("The dm'tree don't have this instance path!\n");
     return -1;
   }
-  TakeSource(node, src);
+  nc::StampSource(node, src, nc::Stamper::kEntry);
   for (nc_int32 i = path->match_cnt; i < path->total_node; ++i) {
     node = Descend(node, path->nodes[i], path->instances[i], src);
     if (node == nullptr) return -1;

@@ -77,10 +77,7 @@ void FreePending::operator()(nc_dm_stub_reg_t* record) const {
 
 PendingPtr NewPending(nc_dm_msg_type_t type) {
   PendingPtr record(NewRecord<nc_dm_stub_reg_t>().release());
-  if (record == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for reg_node!\n");
-    return nullptr;
-  }
+  if (record == nullptr) return nc::Refuse(nullptr, "Failed to malloc for reg_node!\n");
   record->type = type;
   return record;
 }
@@ -89,22 +86,13 @@ PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name) {
   PendingPtr record = NewPending(type);
   if (record == nullptr) return nullptr;
   record->name = nc_dm_copy_str(name);
-  if (record->name == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for reg_node->name!\n");
-    return nullptr;
-  }
+  if (record->name == nullptr) return nc::Refuse(nullptr, "Failed to malloc for reg_node->name!\n");
   return record;
 }
 
 PendingPtr NewPendingPath(const nc_dm_stub_reg_t* para) {
-  if (para == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter para is invalid!\n");
-    return nullptr;
-  }
-  if (para->name == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter name is invalid!\n");
-    return nullptr;
-  }
+  if (para == nullptr) return nc::Refuse(nullptr, "Input parameter para is invalid!\n");
+  if (para->name == nullptr) return nc::Refuse(nullptr, "Input parameter name is invalid!\n");
   NC_DM_LOG_INFO("Register path[%s]to server.\n", para->name);
   if (!IsClientInitialized()) return nullptr;
   PendingPtr record = NewNamedPending(para->type, para->name);
@@ -114,10 +102,7 @@ PendingPtr NewPendingPath(const nc_dm_stub_reg_t* para) {
 
 PendingPtr NewPendingYangAttr(const nc_dm_yang_attr_t& yang) {
   PendingPtr record(NewRecord<nc_dm_stub_reg_t>().release());
-  if (record == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc reg_yang!\n");
-    return nullptr;
-  }
+  if (record == nullptr) return nc::Refuse(nullptr, "Failed to malloc reg_yang!\n");
   record->type = NC_DM_MSG_TYPE_REG_YANG_ATTR;
   auto* copy = NewRecord<nc_dm_yang_attr_t>().release();
   record->other = copy;
@@ -126,10 +111,8 @@ PendingPtr NewPendingYangAttr(const nc_dm_yang_attr_t& yang) {
     copy->module_name = nc_dm_copy_str(yang.module_name);
     copy->attr = nc_dm_copy_str(yang.attr);
   }
-  if (copy == nullptr || copy->module_name == nullptr || copy->attr == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc yang_attr!\n");
-    return nullptr;
-  }
+  if (copy == nullptr || copy->module_name == nullptr || copy->attr == nullptr)
+    return nc::Refuse(nullptr, "Failed to malloc yang_attr!\n");
   NC_DM_LOG_INFO("Add yang module[%s] to register list.\n", yang.module_name);
   return record;
 }

@@ -12,6 +12,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -117,14 +118,9 @@ class RegisteredPaths {
 
 int nc_dm_agent_re_reg_server(void) {
   RegisteredPaths paths;
-  if (const int result = paths.Read(); result != 0) {
-    NC_DM_LOG_ERROR("Failed to get register paths list.\n");
-    return result;
-  }
-  if (paths.IsEmpty()) {
-    NC_DM_LOG_ERROR("The register paths list got is empty.\n");
-    return -1;
-  }
+  if (const int result = paths.Read(); result != 0)
+    return nc::Refuse(result, "Failed to get register paths list.\n");
+  if (paths.IsEmpty()) return nc::Refuse("The register paths list got is empty.\n");
   Repetition repetition(NC_DM_MSG_TYPE_REG);
   for (const auto& path : paths.Entries()) {
     Record para = {};

@@ -29,7 +29,7 @@ class BodyReader {
   // Have the fields read filled the body; otherwise logged.
   bool AtEnd() const { return position_ == message_->head.len || Misfit(); }
 
-  // Can the body hold the entries that the head counts; no body holds fewer than none.
+  // True if the body can hold the entries that the head counts; no body holds fewer than none.
   bool HasEntryCount() const { return message_->head.entry_cnt >= 0 || Misfit(); }
   nc_int32 entry_count() const { return message_->head.entry_cnt; }
 

@@ -24,8 +24,8 @@ void LogMisfit(int64_t end, nc_int32 msg_len) {
                   static_cast<int>(std::min(end, kMax)));
 }
 
-// Is there a field of `bytes` bytes at `position`. Lengths come from the peer, so the end is
-// reckoned in 64 bits, and a negative length fits nowhere.
+// True if there is a field of `bytes` bytes at `position`. Lengths come from the peer, so the end
+// is reckoned in 64 bits, and a negative length fits nowhere.
 bool Fits(nc_int32 position, nc_int32 bytes, nc_int32 msg_len) {
   const int64_t end = int64_t{position} + bytes;
   if (position >= 0 && bytes >= 0 && end <= msg_len) return true;

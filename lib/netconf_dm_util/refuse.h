@@ -6,10 +6,13 @@
 
 namespace nc {
 
-inline int Refuse(const char* message) {
+template <typename Result>
+Result Refuse(Result result, const char* message) {
   NC_DM_LOG_ERROR("%s", message);
-  return -1;
+  return result;
 }
+
+inline int Refuse(const char* message) { return Refuse(-1, message); }
 
 }  // namespace nc
 

@@ -6,9 +6,11 @@
 #include <cstring>
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -26,10 +28,7 @@ void SetBit(nc_int64* flags, int index) {
 
 // The block of an accessor's arguments, or null.
 Block* CheckedBlock(void* padb, int index) {
-  if (padb == nullptr) {
-    NC_DM_LOG_ERROR("The padb input is null!\n");
-    return nullptr;
-  }
+  if (padb == nullptr) return nc::Refuse(nullptr, "The padb input is null!\n");
   if (!IsSlot(index)) {
     NC_DM_LOG_ERROR("The index %d input is invalid!\n", index);
     return nullptr;
@@ -70,29 +69,18 @@ bool IsIntegerType(int val_type) {
   return val_type >= NC_DM_VAL_TYPE_BOOL && val_type <= NC_DM_VAL_TYPE_ULONGLONG;
 }
 
-// Does the block hold a value of this leaf.
+// True if the block holds a value of this leaf.
 bool HoldsValueOf(const Block& block, const nc_dm_agent_node_t& leaf) {
   if (leaf.val_type == NC_DM_VAL_TYPE_STRING) return HasBit(block.string_var_flag, leaf.index);
   return IsIntegerType(leaf.val_type) && HasBit(block.ulong_var_flag, leaf.index);
 }
 
-bool KeepsSource(const nc_dm_agent_node_t& node) {
-  return node.src == NC_DM_NODE_SRC_SDN ||
-         (node.src == NC_DM_NODE_SRC_CLI_ALW && node.node_type != NC_DM_NODE_TYPE_LEAF);
-}
-
 }  // namespace
 
 int nc_dm_agent_create_padb(nc_dm_agent_node_t* node, int op_flag) {
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("The node input is null!\n");
-    return -1;
-  }
+  if (node == nullptr) return nc::Refuse("The node input is null!\n");
   auto block = nc::NewRecord<Block>();
-  if (block == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc parent padb!\n");
-    return -1;
-  }
+  if (block == nullptr) return nc::Refuse("Failed to malloc parent padb!\n");
   block->has_int_var = nc_dm_agent_padb_has_int_set;
   block->has_str_var = nc_dm_agent_padb_has_str_set;
   block->get_int_var = nc_dm_agent_padb_get_int_var;
@@ -103,22 +91,14 @@ int nc_dm_agent_create_padb(nc_dm_agent_node_t* node, int op_flag) {
 }
 
 int nc_dm_agent_padb_set_var(nc_dm_agent_data_block_t* padb, int index, int val_type, char* value) {
-  if (value == nullptr) {
-    NC_DM_LOG_ERROR("The value input for padb is null!\n");
-    return -1;
-  }
-  if (val_type != NC_DM_VAL_TYPE_STRING && !IsIntegerType(val_type)) {
-    NC_DM_LOG_ERROR("padb set unknown value type!\n");
-    return -1;
-  }
+  if (value == nullptr) return nc::Refuse("The value input for padb is null!\n");
+  if (val_type != NC_DM_VAL_TYPE_STRING && !IsIntegerType(val_type))
+    return nc::Refuse("padb set unknown value type!\n");
   if (!IsSlot(index)) {
     NC_DM_LOG_INFO("The index '%d' is invalid.\n", index);
     return -1;
   }
-  if (padb == nullptr) {
-    NC_DM_LOG_ERROR("The padb input is null!\n");
-    return -1;
-  }
+  if (padb == nullptr) return nc::Refuse("The padb input is null!\n");
   if (val_type == NC_DM_VAL_TYPE_STRING) {
     StoreText(value, padb->string_var[index]);
     SetBit(&padb->string_var_flag, index);
@@ -171,7 +151,9 @@ void nc_dm_agent_padb_update_src(nc_dm_agent_node_t* node, nc_dm_node_src_t src)
       continue;
     }
     for (nc_dm_agent_node_t& child : nc::SameNamed(&node->sub_lst, first->node_name)) {
-      if (HoldsValueOf(*node->padb, child) && !KeepsSource(child)) child.src = src;
+      if (HoldsValueOf(*node->padb, child)) {
+        nc::StampSource(&child, src, nc::Stamper::kLeafGroup);
+      }
     }
   }
 }

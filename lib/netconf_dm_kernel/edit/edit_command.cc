@@ -7,6 +7,7 @@
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -103,10 +104,7 @@ class CommandRun {
 // ---- The whole entry ----
 
 bool CommandRun::Begin(const nc_dm_stub_edit_t& first) {
-  if (!padb_) {
-    NC_DM_LOG_ERROR("Failed to malloc parent padb!\n");
-    return false;
-  }
+  if (!padb_) return nc::Refuse(false, "Failed to malloc parent padb!\n");
   op_ = first.op;
   padb_->id_array.src = src_;
   nc_dm_id_array_cpy(&padb_->id_array, first.id_array);
@@ -179,10 +177,7 @@ nc_int64 CommandRun::End() const {
 // ---- One element ----
 
 Outcome CommandRun::Apply(const nc_dm_stub_edit_node_t& node) {
-  if (node.edit == nullptr) {
-    NC_DM_LOG_ERROR("The edit_node->edit is null!\n");
-    return Outcome::kDone;
-  }
+  if (node.edit == nullptr) return nc::Refuse(Outcome::kDone, "The edit_node->edit is null!\n");
   nc_dm_stub_edit_t& edit = *node.edit;
   nc_dm_agent_node_t* child = FindAddressed(entry_, node.tmpname);
   if (child == nullptr) {
@@ -287,7 +282,7 @@ Outcome CommandRun::SetLeaf(const Element& element) {
     NC_DM_LOG_ERROR("Failed to set the tmp node '%s' value!\n", leaf->node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
   }
-  nc::StampSource(leaf, src_);
+  nc::StampSource(leaf, src_, nc::Stamper::kLeafEdit);
   result_ = 0;
   return Outcome::kDone;
 }
@@ -306,7 +301,7 @@ Outcome CommandRun::DeleteLeaf(const Element& element) {
     NC_DM_LOG_ERROR("Failed to delete the tmp node '%s' value!\n", leaf->node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
   }
-  nc::StampSource(leaf, src_);
+  nc::StampSource(leaf, src_, nc::Stamper::kLeafEdit);
   result_ = deleted;
   return Outcome::kDone;
 }
@@ -351,7 +346,7 @@ Outcome CommandRun::MirrorValue(const Element& element, nc_int64 instid) {
   if (value != nullptr) {
     NC_DM_LOG_INFO("The multi-leaf node '%s' instid %lld already exists.\n", list->node_name,
                    nc::LongLong(instid));
-    nc::StampSource(value, src_);
+    nc::StampSource(value, src_, nc::Stamper::kLeafEdit);
   } else {
     NC_DM_LOG_INFO("Can't find the multi-leaf node '%s' instid %lld, create a new one.\n",
                    list->node_name, nc::LongLong(instid));
@@ -390,30 +385,15 @@ Outcome CommandRun::DeleteValue(const Element& element) {
 
 nc_int64 nc_dm_agent_edit_execmd(nc_dm_agent_node_t* parent, nc_dm_stub_edit_node_list_t* edit_list,
                                  int cmd_op, nc_dm_fault_t* fault, nc_dm_node_src_t tmpsrc) {
-  if (parent == nullptr) {
-    NC_DM_LOG_ERROR("The parent input is null!\n");
-    return -1;
-  }
-  if (edit_list == nullptr) {
-    NC_DM_LOG_ERROR("The edit list input is null!\n");
-    return -1;
-  }
-  if (nc::IsEmpty(&edit_list->edit_head)) {
-    NC_DM_LOG_ERROR("The edit list input is empty!\n");
-    return -1;
-  }
-  if (fault == nullptr) {
-    NC_DM_LOG_ERROR("The fault input is null!\n");
-    return -1;
-  }
+  if (parent == nullptr) return nc::Refuse("The parent input is null!\n");
+  if (edit_list == nullptr) return nc::Refuse("The edit list input is null!\n");
+  if (nc::IsEmpty(&edit_list->edit_head)) return nc::Refuse("The edit list input is empty!\n");
+  if (fault == nullptr) return nc::Refuse("The fault input is null!\n");
   fault->new_fault = false;
 
   const nc_dm_stub_edit_t* first =
       nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head).begin()->edit;
-  if (first == nullptr) {
-    NC_DM_LOG_ERROR("The first edit_node->edit of list is null!\n");
-    return -1;
-  }
+  if (first == nullptr) return nc::Refuse("The first edit_node->edit of list is null!\n");
   CommandRun run(parent, cmd_op, fault, tmpsrc);
   return run.Begin(*first) ? run.Run(*edit_list) : -1;
 }

@@ -4,6 +4,7 @@
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -20,22 +21,12 @@ struct EntryEdit {
 };
 
 bool CheckArguments(const nc_dm_stub_edit_node_list_t* edit_list, const nc_dm_fault_t* fault) {
-  if (edit_list == nullptr) {
-    NC_DM_LOG_ERROR("The edit list input is null!\n");
-    return false;
-  }
-  if (nc::IsEmpty(&edit_list->edit_head)) {
-    NC_DM_LOG_ERROR("The edit list input is empty!\n");
-    return false;
-  }
-  if (nc::IsEmpty(&edit_list->key_head)) {
-    NC_DM_LOG_ERROR("The key list of edit list input is empty!\n");
-    return false;
-  }
-  if (fault == nullptr) {
-    NC_DM_LOG_ERROR("The fault pointer input is null!\n");
-    return false;
-  }
+  if (edit_list == nullptr) return nc::Refuse(false, "The edit list input is null!\n");
+  if (nc::IsEmpty(&edit_list->edit_head))
+    return nc::Refuse(false, "The edit list input is empty!\n");
+  if (nc::IsEmpty(&edit_list->key_head))
+    return nc::Refuse(false, "The key list of edit list input is empty!\n");
+  if (fault == nullptr) return nc::Refuse(false, "The fault pointer input is null!\n");
   return true;
 }
 
@@ -89,9 +80,8 @@ nc_int64 DeleteEntry(const EntryEdit& edit) {
 
 // ---- Creation ----
 
-// What is the command line's for good, and what the SDN datastore created, keeps its source.
 void StampEntry(const EntryEdit& edit, nc_dm_agent_node_t* entry) {
-  if (entry->src != NC_DM_NODE_SRC_CLI_ALW) nc::StampSource(entry, edit.src);
+  nc::StampSource(entry, edit.src, nc::Stamper::kEntry);
   nc_dm_agent_keys_update_src(entry, edit.list, edit.src);
 }
 

@@ -6,6 +6,7 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -16,10 +17,7 @@ bool IsWritable(const nc_dm_agent_node_t* leaf) {
 // 0 also when the application refuses the value: its result is not asked for.
 int WriteLeaf(nc_dm_agent_node_t* leaf, char* value) {
   nc_dm_id_array_t ids = {};
-  if (nc_dm_get_ids(&ids, leaf) != 0) {
-    NC_DM_LOG_ERROR("Failed to get id array!\n");
-    return -1;
-  }
+  if (nc_dm_get_ids(&ids, leaf) != 0) return nc::Refuse("Failed to get id array!\n");
   nc_dm_agent_set_node_val(leaf, &ids, value);
   return 0;
 }
@@ -36,24 +34,17 @@ int CommonNames(const nc_dm_path_nodes_t& a, const nc_dm_path_nodes_t& b) {
 
 int nc_dm_agent_edit_update_leaf_val(nc_dm_agent_node_t* node, nc_dm_path_nodes_t* path_nodes,
                                      int offset, char* value) {
-  if (node == nullptr || path_nodes == nullptr || offset < 0) {
-    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
-    return -1;
-  }
-  if (offset >= path_nodes->total_node) {
-    NC_DM_LOG_ERROR("The offset input is great than or equal to total number of path nodes.\n");
-    return -1;
-  }
-  // Every instance of a list on the way is visited, and the walk then ends as one that found no
-  // leaf.
+  if (node == nullptr || path_nodes == nullptr || offset < 0)
+    return nc::Refuse("Invalid arguments inputs.\n");
+  if (offset >= path_nodes->total_node)
+    return nc::Refuse("The offset input is great than or equal to total number of path nodes.\n");
+  // All instances on the way are visited; then -1, as if no leaf had been found.
   for (nc_dm_agent_node_t& child : nc::SameNamed(&node->sub_lst, path_nodes->nodes[offset])) {
     if (offset == path_nodes->total_node - 1) {
       if (IsWritable(&child)) return WriteLeaf(&child, value);
       NC_DM_LOG_ERROR("The current node is key node or set value function is null!\n");
-    } else if (nc_dm_agent_edit_update_leaf_val(&child, path_nodes, offset + 1, value) != 0) {
-      NC_DM_LOG_ERROR("Failed to update leaf value of current node!\n");
-      return -1;
-    }
+    } else if (nc_dm_agent_edit_update_leaf_val(&child, path_nodes, offset + 1, value) != 0)
+      return nc::Refuse("Failed to update leaf value of current node!\n");
   }
   return -1;
 }
@@ -63,14 +54,10 @@ int nc_dm_agent_edit_update(nc_dm_agent_node_t* parent, nc_dm_path_nodes_t* key_
   nc_dm_path_nodes_t leaf_path = {};
   if (nc_dm_parse(path, &leaf_path, false) != 0) return -1;
   const int offset = nc_dm_agent_the_same_ancestors(key_path, &leaf_path);
-  if (offset == 0) {
-    NC_DM_LOG_ERROR("Not all ancestors of key node are current node's ancestors.\n");
-    return -1;
-  }
-  if (nc_dm_agent_edit_update_leaf_val(parent, &leaf_path, offset, value) != 0) {
-    NC_DM_LOG_ERROR("Failed to update leaf value of node.\n");
-    return -1;
-  }
+  if (offset == 0)
+    return nc::Refuse("Not all ancestors of key node are current node's ancestors.\n");
+  if (nc_dm_agent_edit_update_leaf_val(parent, &leaf_path, offset, value) != 0)
+    return nc::Refuse("Failed to update leaf value of node.\n");
   return 0;
 }
 

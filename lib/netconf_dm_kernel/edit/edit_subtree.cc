@@ -7,6 +7,7 @@
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -232,14 +233,8 @@ bool Pass::EmptyContainer(nc_dm_agent_node_t* container, nc_int64* result) {
 // The tree has one root list, so the one that is handed in is not asked for.
 nc_int64 nc_dm_agent_edit_subtree(list_head* /*dm_root*/, nc_dm_stub_edit_node_list_t* edit_list,
                                   nc_dm_fault_t* fault) {
-  if (edit_list == nullptr) {
-    NC_DM_LOG_ERROR("The edit list input is null!\n");
-    return -1;
-  }
-  if (fault == nullptr) {
-    NC_DM_LOG_ERROR("The fault pointer input is null!\n");
-    return -1;
-  }
+  if (edit_list == nullptr) return nc::Refuse("The edit list input is null!\n");
+  if (fault == nullptr) return nc::Refuse("The fault pointer input is null!\n");
   if (nc::IsEmpty(&edit_list->edit_head)) {
     NC_DM_LOG_INFO("The edit list input is empty.\n");
     return 0;

@@ -12,6 +12,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -28,20 +29,11 @@ bool SameName(const char* a, const char* b) { return strcmp(a, b) == 0; }
 // A new key of copies, in no list; or null.
 nc_dm_key_t* NewKey(const char* name, const char* value) {
   nc::MallocPtr<nc_dm_key_t> key = nc::NewRecord<nc_dm_key_t>();
-  if (key == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc key!\n");
-    return nullptr;
-  }
+  if (key == nullptr) return nc::Refuse(nullptr, "Failed to malloc key!\n");
   nc::MallocPtr<char> name_copy(nc_dm_copy_str(name));
-  if (name_copy == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc key->name!\n");
-    return nullptr;
-  }
+  if (name_copy == nullptr) return nc::Refuse(nullptr, "Failed to malloc key->name!\n");
   nc::MallocPtr<char> value_copy(nc_dm_copy_str(value));
-  if (value_copy == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc key->value!\n");
-    return nullptr;
-  }
+  if (value_copy == nullptr) return nc::Refuse(nullptr, "Failed to malloc key->value!\n");
   nc::InitList(&key->lst);
   key->name = name_copy.release();
   key->value = value_copy.release();
@@ -77,10 +69,7 @@ nc::MallocPtr<char> ReadKeyLeaf(const nc_dm_agent_node_t* leaf, nc_dm_id_array_t
   char* text = nullptr;
   const int result = nc_dm_serialize_val(&text, value, leaf->val_type);
   nc::MallocPtr<char> owned(text);
-  if (result != 0) {
-    NC_DM_LOG_ERROR("Current node value got serialization fail.\n");
-    return nullptr;
-  }
+  if (result != 0) return nc::Refuse(nullptr, "Current node value got serialization fail.\n");
   if (owned == nullptr) NC_DM_LOG_ERROR("Current node serialization value pointer is null.\n");
   return owned;
 }
@@ -119,10 +108,7 @@ nc_dm_agent_node_t* FindIndexed(const nc_dm_agent_node_t* parent, const nc_dm_bi
   }
   const nc_dm_bin_tree_node_t* found =
       nc_dm_agent_search_bin_tree_node_by_instid(instances->root_byid, instid);
-  if (found == nullptr) {
-    NC_DM_LOG_ERROR("The bin_tree_node is null!\n");
-    return nullptr;
-  }
+  if (found == nullptr) return nc::Refuse(nullptr, "The bin_tree_node is null!\n");
   if (found->data == nullptr) NC_DM_LOG_ERROR("The bin_tree_node->data is null!");
   return static_cast<nc_dm_agent_node_t*>(found->data);
 }
@@ -163,10 +149,7 @@ bool StoreKeys(nc_dm_agent_data_block_t* padb, const nc_dm_agent_node_t* mode_no
 // The entry that the application finds by its keys.
 nc_int64 AskApplication(nc_dm_id_array_t* ids, nc_dm_agent_node_t* mode_node, list_head* keys) {
   const nc::ScopedDataBlock padb(mode_node, NC_DM_CMD_OP_LOOKUP);
-  if (!padb) {
-    NC_DM_LOG_ERROR("Failed to malloc parent padb!\n");
-    return -1;
-  }
+  if (!padb) return nc::Refuse("Failed to malloc parent padb!\n");
   nc_dm_id_array_cpy(&padb->id_array, ids);
   if (!StoreKeys(padb.get(), mode_node, keys)) return -1;
 
@@ -220,14 +203,9 @@ void nc_dm_agent_cpy_edit_list_keys(nc_dm_stub_edit_node_list_t* edit_list, list
 }
 
 int nc_dm_agent_keys_cmp(list_head* input_list, list_head* key_list) {
-  if (input_list == nullptr || key_list == nullptr) {
-    NC_DM_LOG_ERROR("The key_list input is null!\n");
-    return 1;
-  }
-  if (nc::IsEmpty(key_list)) {
-    NC_DM_LOG_ERROR("The key_list input is empty!\n");
-    return 1;
-  }
+  if (input_list == nullptr || key_list == nullptr)
+    return nc::Refuse(1, "The key_list input is null!\n");
+  if (nc::IsEmpty(key_list)) return nc::Refuse(1, "The key_list input is empty!\n");
   for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(key_list)) {
     if (key.name == nullptr || key.value == nullptr) return 1;
     const nc_dm_key_t* input = FindCompleteKey(input_list, key.name);
@@ -239,10 +217,8 @@ int nc_dm_agent_keys_cmp(list_head* input_list, list_head* key_list) {
 }
 
 nc_dm_key_t* nc_dm_agent_create_node_key(char* name, char* value) {
-  if (name == nullptr || value == nullptr) {
-    NC_DM_LOG_ERROR("The key name or value is null!\n");
-    return nullptr;
-  }
+  if (name == nullptr || value == nullptr)
+    return nc::Refuse(nullptr, "The key name or value is null!\n");
   return NewKey(name, value);
 }
 
@@ -260,18 +236,9 @@ void nc_dm_agent_free_key_list(list_head* key_list) {
 }
 
 char* nc_dm_agent_get_key_value(char* key_name, list_head* key_list) {
-  if (key_name == nullptr) {
-    NC_DM_LOG_ERROR("The input key_name is null!\n");
-    return nullptr;
-  }
-  if (key_list == nullptr) {
-    NC_DM_LOG_ERROR("The input key_list is null!\n");
-    return nullptr;
-  }
-  if (nc::IsEmpty(key_list)) {
-    NC_DM_LOG_ERROR("The input key_list is empty!\n");
-    return nullptr;
-  }
+  if (key_name == nullptr) return nc::Refuse(nullptr, "The input key_name is null!\n");
+  if (key_list == nullptr) return nc::Refuse(nullptr, "The input key_list is null!\n");
+  if (nc::IsEmpty(key_list)) return nc::Refuse(nullptr, "The input key_list is empty!\n");
   for (const nc_dm_key_t& key : nc::Records<nc_dm_key_t>(key_list)) {
     if (key.name != nullptr && SameName(key.name, key_name)) return key.value;
   }
@@ -284,7 +251,8 @@ void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent, nc_dm_stub_edit_nod
   for (const auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
     if (node.tmpname == nullptr) continue;
     for (nc_dm_agent_node_t& child : nc::SchemaOf(&parent->sub_lst, node.tmpname)) {
-      if (child.node_type == NC_DM_NODE_TYPE_LEAF) nc::StampSource(&child, src);
+      if (child.node_type == NC_DM_NODE_TYPE_LEAF)
+        nc::StampSource(&child, src, nc::Stamper::kLeafEdit);
     }
   }
 }
@@ -292,14 +260,8 @@ void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent, nc_dm_stub_edit_nod
 // ---- Names ----
 
 int nc_dm_agent_parse_edit_last_node_name(nc_dm_stub_edit_node_t* edit_node) {
-  if (edit_node == nullptr) {
-    NC_DM_LOG_ERROR("The edit_node is null!\n");
-    return -1;
-  }
-  if (edit_node->edit == nullptr) {
-    NC_DM_LOG_ERROR("The edit_node->edit is null!\n");
-    return -1;
-  }
+  if (edit_node == nullptr) return nc::Refuse("The edit_node is null!\n");
+  if (edit_node->edit == nullptr) return nc::Refuse("The edit_node->edit is null!\n");
   if (edit_node->tmpname != nullptr) {
     NC_DM_LOG_INFO("The edit_node->tmpname already exist.\n");
     return 0;
@@ -310,18 +272,12 @@ int nc_dm_agent_parse_edit_last_node_name(nc_dm_stub_edit_node_t* edit_node) {
     return -1;
   }
   edit_node->tmpname = nc_dm_copy_str(nc::LastNodeName(&path));
-  if (edit_node->tmpname == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc first entry tmp name!\n");
-    return -1;
-  }
+  if (edit_node->tmpname == nullptr) return nc::Refuse("Failed to malloc first entry tmp name!\n");
   return 0;
 }
 
 int nc_dm_agent_parse_edit_list_last_node_name(nc_dm_stub_edit_node_list_t* edit_list) {
-  if (edit_list == nullptr) {
-    NC_DM_LOG_ERROR("The edit_list input is null!\n");
-    return -1;
-  }
+  if (edit_list == nullptr) return nc::Refuse("The edit_list input is null!\n");
   // An edit whose name cannot be read stays nameless and is reported when its leaf is looked for.
   for (auto& node : nc::Records<nc_dm_stub_edit_node_t>(&edit_list->edit_head)) {
     nc_dm_agent_parse_edit_last_node_name(&node);
@@ -343,19 +299,13 @@ int nc_dm_agent_the_same_ancestors(nc_dm_path_nodes_t* path_nodes1,
 
 nc_dm_agent_node_t* nc_dm_agent_key_cont_match(nc_dm_agent_node_t* parent, char* key_name,
                                                char* key_value) {
-  if (parent == nullptr || key_name == nullptr || key_value == nullptr) {
-    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
-    return nullptr;
-  }
-  if (nc::IsEmpty(&parent->sub_key_lst)) {
-    NC_DM_LOG_ERROR("The node has no key children.\n");
-    return nullptr;
-  }
+  if (parent == nullptr || key_name == nullptr || key_value == nullptr)
+    return nc::Refuse(nullptr, "Invalid arguments inputs.\n");
+  if (nc::IsEmpty(&parent->sub_key_lst))
+    return nc::Refuse(nullptr, "The node has no key children.\n");
   nc_dm_id_array_t ids = {};
-  if (nc_dm_get_ids(&ids, &*KeyLeaves(parent).begin()) != 0) {
-    NC_DM_LOG_ERROR("Failed to get id array.\n");
-    return nullptr;
-  }
+  if (nc_dm_get_ids(&ids, &*KeyLeaves(parent).begin()) != 0)
+    return nc::Refuse(nullptr, "Failed to get id array.\n");
   nc_dm_agent_node_t* leaf = FindReadableKeyLeaf(parent, key_name);
   if (leaf == nullptr) return nullptr;
   NC_DM_LOG_INFO("Current node name '%s', input name '%s'.\n", leaf->node_name, key_name);
@@ -371,27 +321,15 @@ nc_dm_agent_node_t* nc_dm_agent_key_cont_match(nc_dm_agent_node_t* parent, char*
 
 nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
                                               nc_dm_agent_node_t* grandfather) {
-  if (edit_node == nullptr) {
-    NC_DM_LOG_ERROR("The edit_node input is null!\n");
-    return nullptr;
-  }
-  if (grandfather == nullptr) {
-    NC_DM_LOG_ERROR("The grandfather pointer input is null!\n");
-    return nullptr;
-  }
-  if (edit_node->edit == nullptr) {
-    NC_DM_LOG_ERROR("The edit_node->edit is null.\n");
-    return nullptr;
-  }
+  if (edit_node == nullptr) return nc::Refuse(nullptr, "The edit_node input is null!\n");
+  if (grandfather == nullptr)
+    return nc::Refuse(nullptr, "The grandfather pointer input is null!\n");
+  if (edit_node->edit == nullptr) return nc::Refuse(nullptr, "The edit_node->edit is null.\n");
   nc_dm_path_nodes_t path;
-  if (nc::ParseRequestPath(edit_node->edit->name, &path) != 0) {
-    NC_DM_LOG_ERROR("Get mode node, fail to parse edit path name!\n");
-    return nullptr;
-  }
-  if (path.total_node < 2) {
-    NC_DM_LOG_ERROR("Get mode node, path_nodes->total_node is less than 2!\n");
-    return nullptr;
-  }
+  if (nc::ParseRequestPath(edit_node->edit->name, &path) != 0)
+    return nc::Refuse(nullptr, "Get mode node, fail to parse edit path name!\n");
+  if (path.total_node < 2)
+    return nc::Refuse(nullptr, "Get mode node, path_nodes->total_node is less than 2!\n");
   char* key_parent = path.nodes[path.total_node - 2];
   NC_DM_LOG_INFO("The input key parent node is '%s'.\n", key_parent);
   NC_DM_LOG_INFO("The input key node grandfather is '%s', node type is %d, instid is %lld.\n",
@@ -412,14 +350,8 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
 
 nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, char* node_name,
                                                    nc_int64 instid) {
-  if (parent == nullptr) {
-    NC_DM_LOG_ERROR("The parent input is null!\n");
-    return nullptr;
-  }
-  if (node_name == nullptr) {
-    NC_DM_LOG_ERROR("The node name input is null!\n");
-    return nullptr;
-  }
+  if (parent == nullptr) return nc::Refuse(nullptr, "The parent input is null!\n");
+  if (node_name == nullptr) return nc::Refuse(nullptr, "The node name input is null!\n");
   NC_DM_LOG_INFO("The input node is '%s', instid is %lld.\n", node_name, nc::LongLong(instid));
   NC_DM_LOG_INFO("The input parent is '%s', node type is %d, instance is %lld.\n",
                  parent->node_name, parent->node_type, nc::LongLong(parent->instid));
@@ -434,26 +366,11 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, c
 
 nc_int64 nc_dm_agent_get_node_instid(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* mode_parent,
                                      nc_dm_agent_node_t* mode_node, list_head* in_key_list) {
-  if (id_array == nullptr) {
-    NC_DM_LOG_ERROR("The input id_array is null!\n");
-    return -1;
-  }
-  if (mode_parent == nullptr) {
-    NC_DM_LOG_ERROR("The input mode_parent is null!\n");
-    return -1;
-  }
-  if (mode_node == nullptr) {
-    NC_DM_LOG_ERROR("The input mode_node is null!\n");
-    return -1;
-  }
-  if (in_key_list == nullptr) {
-    NC_DM_LOG_ERROR("The input in_key_list is null!\n");
-    return -1;
-  }
-  if (nc::IsEmpty(in_key_list)) {
-    NC_DM_LOG_ERROR("The input in_key_list is empty!\n");
-    return -1;
-  }
+  if (id_array == nullptr) return nc::Refuse("The input id_array is null!\n");
+  if (mode_parent == nullptr) return nc::Refuse("The input mode_parent is null!\n");
+  if (mode_node == nullptr) return nc::Refuse("The input mode_node is null!\n");
+  if (in_key_list == nullptr) return nc::Refuse("The input in_key_list is null!\n");
+  if (nc::IsEmpty(in_key_list)) return nc::Refuse("The input in_key_list is empty!\n");
   if (mode_node->get_attr != nullptr) return AskApplication(id_array, mode_node, in_key_list);
 
   NC_DM_LOG_INFO("The mode node '%s' get_attr function is null.\n", mode_node->node_name);

@@ -6,6 +6,7 @@
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -164,10 +165,8 @@ bool DeleteChild(nc_dm_agent_node_t* child, const Level& level) {
 
 nc_int64 nc_dm_agent_edit_create(nc_dm_agent_node_t* key_parent_mode, nc_dm_stub_edit_t* edit,
                                  int nc_op, nc_dm_fault_t* fault, nc_dm_node_src_t tmpsrc) {
-  if (key_parent_mode == nullptr || edit == nullptr) {
-    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
-    return -1;
-  }
+  if (key_parent_mode == nullptr || edit == nullptr)
+    return nc::Refuse("Invalid arguments inputs.\n");
   const nc_dm_agent_node_t* key_leaf = FirstKeyLeaf(key_parent_mode);
   if (key_leaf == nullptr) {
     NC_DM_LOG_ERROR("The key parent mode node '%s' has no key!\n", key_parent_mode->node_name);
@@ -200,10 +199,7 @@ nc_int64 nc_dm_agent_edit_create(nc_dm_agent_node_t* key_parent_mode, nc_dm_stub
 
 nc_int64 nc_dm_agent_edit_delete(nc_dm_agent_node_t* key_parent, nc_dm_stub_edit_t* edit, int nc_op,
                                  nc_dm_fault_t* fault) {
-  if (key_parent == nullptr || edit == nullptr) {
-    NC_DM_LOG_ERROR("Invalid arguments inputs.\n");
-    return -1;
-  }
+  if (key_parent == nullptr || edit == nullptr) return nc::Refuse("Invalid arguments inputs.\n");
   const nc_dm_agent_node_t* key_leaf = FirstKeyLeaf(key_parent);
   if (key_leaf == nullptr) {
     NC_DM_LOG_ERROR("The key parent node '%s' has no key!\n", key_parent->node_name);
@@ -228,18 +224,10 @@ nc_int64 nc_dm_agent_edit_delete(nc_dm_agent_node_t* key_parent, nc_dm_stub_edit
 
 int nc_dm_agent_edit_delall_child(nc_dm_agent_node_t* parent, nc_dm_id_array_t* id_array,
                                   nc_dm_fault_t* fault, int erropt) {
-  if (parent == nullptr) {
-    NC_DM_LOG_ERROR("The parent node input is null!\n");
-    return -1;
-  }
-  if (id_array == nullptr) {
-    NC_DM_LOG_ERROR("The id_array input is null!\n");
-    return -1;
-  }
-  if (id_array->cnt >= NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("The id_array cnt has already reached max!\n");
-    return -1;
-  }
+  if (parent == nullptr) return nc::Refuse("The parent node input is null!\n");
+  if (id_array == nullptr) return nc::Refuse("The id_array input is null!\n");
+  if (id_array->cnt >= NC_DM_MAX_DEPTH)
+    return nc::Refuse("The id_array cnt has already reached max!\n");
   Level level = {id_array, {}, fault, erropt};
   nc_dm_id_array_cpy(&level.base, id_array);
 

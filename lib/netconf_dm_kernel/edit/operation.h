@@ -11,6 +11,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/call_timer.h"
+#include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_util/malloc_ptr.h"
 
 namespace nc {
@@ -52,18 +53,7 @@ constexpr EditAction ActionOf(nc_int32 op, nc_int32 defop) {
 
 inline EditAction ActionOf(const nc_dm_stub_edit_t& edit) { return ActionOf(edit.op, edit.defop); }
 
-// ---- Sources and faults ----
-
-// The source that the request being served stamps on what it creates or writes.
-inline nc_dm_node_src_t RequestSource() {
-  return g_nc_dm_mng_info.curr_dstype == NC_DM_DATASTORE_SDN ? NC_DM_NODE_SRC_SDN
-                                                             : NC_DM_NODE_SRC_NONE;
-}
-
-// A node of source SDN keeps it.
-inline void StampSource(nc_dm_agent_node_t* node, nc_dm_node_src_t src) {
-  if (node->src != NC_DM_NODE_SRC_SDN) node->src = src;
-}
+// ---- Faults ----
 
 // Leaves a fault that is there: the step that failed first knows more than its callers.
 inline void SetFaultUnlessSet(nc_dm_fault_t* fault, nc_dm_fault_code_t code, char* path) {

@@ -18,6 +18,7 @@
 #include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_kernel/instances/instance_entry.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -72,10 +73,7 @@ Entry* Balanced(Entry* top, int level) {
     const int64_t difference = int64_t{top->left_cnt} - top->right_cnt;
     if (std::abs(difference) <= tolerance) return top;
     Entry* adjusted = nc_dm_agent_adjust_bin_tree(top, level + 1);
-    if (adjusted == nullptr) {
-      NC_DM_LOG_ERROR("The binary tree node ret is null!\n");
-      return top;
-    }
+    if (adjusted == nullptr) return nc::Refuse(top, "The binary tree node ret is null!\n");
     top = adjusted;
   }
 }
@@ -159,10 +157,8 @@ Entry* DescendOrAttach(Entry* at, Entry* new_node) {
 }  // namespace
 
 int nc_dm_agent_insert_bin_tree_node(nc_dm_bin_tree_node_t* root, nc_dm_bin_tree_node_t* new_node) {
-  if (root == nullptr || new_node == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree node arguments is null!\n");
-    return -1;
-  }
+  if (root == nullptr || new_node == nullptr)
+    return nc::Refuse("The input binary tree node arguments is null!\n");
   // An id that is there already ends the walk, and the counts above it stay one too high: instances
   // are unique.
   for (Entry* at = root; at != nullptr && at->id != new_node->id;) {
@@ -173,26 +169,17 @@ int nc_dm_agent_insert_bin_tree_node(nc_dm_bin_tree_node_t* root, nc_dm_bin_tree
 }
 
 nc_dm_bin_tree_node_t* nc_dm_agent_get_bin_tree_left(nc_dm_bin_tree_node_t* cur, int flag) {
-  if (cur == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree node argument is null.\n");
-    return nullptr;
-  }
+  if (cur == nullptr) return nc::Refuse(nullptr, "The input binary tree node argument is null.\n");
   return Outermost<Left>(cur, flag);
 }
 
 nc_dm_bin_tree_node_t* nc_dm_agent_get_bin_tree_right(nc_dm_bin_tree_node_t* cur, int flag) {
-  if (cur == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree node argument is null.\n");
-    return nullptr;
-  }
+  if (cur == nullptr) return nc::Refuse(nullptr, "The input binary tree node argument is null.\n");
   return Outermost<Right>(cur, flag);
 }
 
 nc_dm_bin_tree_node_t* nc_dm_agent_adjust_bin_tree(nc_dm_bin_tree_node_t* cur, int level) {
-  if (cur == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree node argument is null!\n");
-    return nullptr;
-  }
+  if (cur == nullptr) return nc::Refuse(nullptr, "The input binary tree node argument is null!\n");
   // A count that has drifted below zero stands for an empty side.
   const nc_int32 difference = std::max(cur->left_cnt, 0) - std::max(cur->right_cnt, 0);
   if (difference > 1) return MoveToLightSide<Left>(cur, level);
@@ -201,10 +188,7 @@ nc_dm_bin_tree_node_t* nc_dm_agent_adjust_bin_tree(nc_dm_bin_tree_node_t* cur, i
 }
 
 nc_dm_bin_tree_node_t* nc_dm_agent_delete_bin_tree_node(nc_dm_bin_tree_node_t* node) {
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree node argument is null.\n");
-    return nullptr;
-  }
+  if (node == nullptr) return nc::Refuse(nullptr, "The input binary tree node argument is null.\n");
   Entry* parent = node->parent;
   Entry* left = node->left;
   Entry* right = node->right;

@@ -7,6 +7,7 @@
 
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/record_pool.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -20,14 +21,8 @@ constexpr uint32_t kGoldenRatio = 0x9E370001U;
 constexpr uint32_t kHashBits = 32;
 
 bool HasBuckets(const nc_dm_hash_tab_t* hash_tab) {
-  if (hash_tab == nullptr) {
-    NC_DM_LOG_ERROR("The hash_tab input is null!\n");
-    return false;
-  }
-  if (hash_tab->table == nullptr) {
-    NC_DM_LOG_ERROR("The hash_tab->table input is null!\n");
-    return false;
-  }
+  if (hash_tab == nullptr) return nc::Refuse(false, "The hash_tab input is null!\n");
+  if (hash_tab->table == nullptr) return nc::Refuse(false, "The hash_tab->table input is null!\n");
   return true;
 }
 
@@ -38,10 +33,8 @@ uint64_t BucketCount(const nc_dm_hash_tab_t* hash_tab) {
 // The bucket of an id, whose low half alone is hashed; or null.
 Bucket* BucketOf(const nc_dm_hash_tab_t* hash_tab, nc_int64 instid) {
   const uint32_t index = nc_dm_hash_32(static_cast<uint32_t>(instid), hash_tab->size_bits_num);
-  if (index >= BucketCount(hash_tab)) {
-    NC_DM_LOG_ERROR("The hash table index is more than the hash table size!\n");
-    return nullptr;
-  }
+  if (index >= BucketCount(hash_tab))
+    return nc::Refuse(nullptr, "The hash table index is more than the hash table size!\n");
   return &hash_tab->table[index];
 }
 
@@ -99,10 +92,7 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst_by_hash_tab(nc_dm_hash_tab_t*
 int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,
                                                   nc_dm_agent_node_t* dm_node) {
   if (!HasBuckets(hash_tab)) return -1;
-  if (dm_node == nullptr) {
-    NC_DM_LOG_ERROR("The dm_node input is null!\n");
-    return -1;
-  }
+  if (dm_node == nullptr) return nc::Refuse("The dm_node input is null!\n");
   Bucket* bucket = BucketOf(hash_tab, dm_node->instid);
   if (bucket == nullptr) return -1;
   if (*LinkOf(bucket, dm_node->instid) != nullptr) {
@@ -111,10 +101,7 @@ int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,
     return 0;
   }
   Entry* entry = entries.Make();
-  if (entry == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc a new entry node!\n");
-    return -1;
-  }
+  if (entry == nullptr) return nc::Refuse("Failed to malloc a new entry node!\n");
   // At the head: what was created last is asked for first.
   entry->data_ptr = dm_node;
   entry->next = bucket->first;

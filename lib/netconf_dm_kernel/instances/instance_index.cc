@@ -6,6 +6,7 @@
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace nc {
 namespace {
@@ -94,10 +95,7 @@ Tree* TreeOf(const Node& node, Tree* found) {
 
 bool IndexCopy(Node* node, Node* mode) {
   Tree* tree = TreeForCopy(node, mode);
-  if (tree == nullptr) {
-    NC_DM_LOG_ERROR("Failed to create the binary tree!\n");
-    return true;
-  }
+  if (tree == nullptr) return nc::Refuse(true, "Failed to create the binary tree!\n");
   const Node* list = ModeNodeOf(tree, node->parent);
   if (HasHashFlag(list)) {
     if (EnterInHashTable(node, *list, tree)) return true;

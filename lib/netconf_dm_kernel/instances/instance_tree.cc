@@ -9,6 +9,7 @@
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
 #include "netconf_dm_util/record_pool.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -17,14 +18,8 @@ using Entry = nc_dm_bin_tree_node_t;
 constinit nc::RecordPool<Entry> entries;
 
 bool AreTreeArguments(const nc_dm_agent_node_t* node, const char* btree_name) {
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("The node input is null!\n");
-    return false;
-  }
-  if (btree_name == nullptr) {
-    NC_DM_LOG_ERROR("The btree_name input is null!\n");
-    return false;
-  }
+  if (node == nullptr) return nc::Refuse(false, "The node input is null!\n");
+  if (btree_name == nullptr) return nc::Refuse(false, "The btree_name input is null!\n");
   return true;
 }
 
@@ -39,10 +34,7 @@ nc_dm_bin_tree_t* FindTree(const nc_dm_agent_node_t* node, const char* btree_nam
 
 nc_dm_bin_tree_node_t* nc_dm_agent_search_bin_tree_node_by_instid(nc_dm_bin_tree_node_t* root,
                                                                   nc_int64 instid) {
-  if (root == nullptr) {
-    NC_DM_LOG_ERROR("The input binary tree root is null.\n");
-    return nullptr;
-  }
+  if (root == nullptr) return nc::Refuse(nullptr, "The input binary tree root is null.\n");
   Entry* at = root;
   while (at != nullptr && at->id != instid) {
     // Both children, before it is known which: in a large tree a search is bound by cache misses.
@@ -54,10 +46,7 @@ nc_dm_bin_tree_node_t* nc_dm_agent_search_bin_tree_node_by_instid(nc_dm_bin_tree
 }
 
 nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_node_t* node, nc_int64 id) {
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("The input dm node is null.\n");
-    return nullptr;
-  }
+  if (node == nullptr) return nc::Refuse(nullptr, "The input dm node is null.\n");
   Entry* entry = entries.Make();
   if (entry == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc binary tree node, id: %lld.\n", nc::LongLong(id));

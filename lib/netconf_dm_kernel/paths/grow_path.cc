@@ -3,8 +3,10 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/paths/request_path.h"
-#include "netconf_dm_kernel/tree/siblings.h"
+#include "netconf_dm_kernel/tree/node_kind.h"
+#include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -16,12 +18,6 @@ bool IsReached(nc_dm_agent_match_status_t status) {
          status == NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }
 
-// What the command line holds for good keeps its source, but for leaves: theirs is who wrote last.
-void Stamp(Node* node, nc_dm_node_src_t src) {
-  if (node->src == NC_DM_NODE_SRC_CLI_ALW && node->node_type != NC_DM_NODE_TYPE_LEAF) return;
-  node->src = src;
-}
-
 bool HasIdLeft(const nc_dm_id_array_t& id_array) {
   return id_array.match_cnt < id_array.cnt && id_array.match_cnt < NC_DM_MAX_DEPTH;
 }
@@ -29,10 +25,7 @@ bool HasIdLeft(const nc_dm_id_array_t& id_array) {
 // The instance of the next id, or null.
 Node* CreateInstance(Node* parent, Node* mode, nc_dm_id_array_t* id_array, nc_dm_node_src_t src) {
   const nc_int64 instid = id_array->id[id_array->match_cnt++];
-  const nc_dm_node_type_t node_type = mode->node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE
-                                          ? NC_DM_NODE_TYPE_MULT_LEAF
-                                          : NC_DM_NODE_TYPE_MULT_OBJECT;
-  Node* instance = nc_dm_agent_create_node(parent, mode, instid, node_type, src);
+  Node* instance = nc_dm_agent_create_node(parent, mode, instid, nc::InstanceTypeOf(*mode), src);
   if (instance == nullptr) {
     NC_DM_LOG_ERROR("Failed to create node '%s', instid %lld!\n", mode->node_name,
                     nc::LongLong(instid));
@@ -46,10 +39,7 @@ Node* CreateRest(Node* node, nc_dm_path_nodes_t* path, nc_dm_id_array_t* id_arra
                  nc_dm_node_src_t src) {
   for (int i = path->match_cnt; i < path->total_node; ++i) {
     Node* schema = nc_dm_agent_search_mode_node(node, path->nodes[i]);
-    if (schema == nullptr) {
-      NC_DM_LOG_ERROR("Failed to find the mode node!\n");
-      return nullptr;
-    }
+    if (schema == nullptr) return nc::Refuse(nullptr, "Failed to find the mode node!\n");
     if (nc::IsMode(*schema)) {
       if (!HasIdLeft(*id_array)) {
         NC_DM_LOG_INFO("The id_array->match_cnt is %d, same to cnt, end nodes creation.\n",
@@ -66,7 +56,7 @@ Node* CreateRest(Node* node, nc_dm_path_nodes_t* path, nc_dm_id_array_t* id_arra
       NC_DM_LOG_INFO("Found a single object node '%s'.\n", schema->node_name);
     }
     node = schema;
-    Stamp(node, src);
+    nc::StampSource(node, src, nc::Stamper::kPathEdit);
   }
   return node;
 }
@@ -74,27 +64,17 @@ Node* CreateRest(Node* node, nc_dm_path_nodes_t* path, nc_dm_id_array_t* id_arra
 }  // namespace
 
 nc_dm_agent_node_t* nc_dm_agent_create_nodes_check(char* path, nc_dm_id_array_t* id_array) {
-  if (path == nullptr) {
-    NC_DM_LOG_ERROR("The path input is null!\n");
-    return nullptr;
-  }
-  if (id_array == nullptr) {
-    NC_DM_LOG_ERROR("The id_array input is null!\n");
-    return nullptr;
-  }
+  if (path == nullptr) return nc::Refuse(nullptr, "The path input is null!\n");
+  if (id_array == nullptr) return nc::Refuse(nullptr, "The id_array input is null!\n");
   NC_DM_LOG_INFO("Check the existence of dm path: %s\n", path);
   nc_dm_path_nodes_t path_nodes;
   if (nc::ParseRequestPath(path, &path_nodes) != 0) return nullptr;
   Node* node = nullptr;
   const nc_dm_agent_match_status_t status =
       nc_dm_agent_match_id_arr(&g_nc_agent_dm.dm_root, &path_nodes, &node, id_array, 0);
-  if (!IsReached(status)) {
-    NC_DM_LOG_ERROR("The dm'tree don't have this instance path!\n");
-    return nullptr;
-  }
-  const nc_dm_node_src_t src = g_nc_dm_mng_info.curr_dstype == NC_DM_DATASTORE_SDN
-                                   ? NC_DM_NODE_SRC_SDN
-                                   : NC_DM_NODE_SRC_NONE;
-  Stamp(node, src);
+  if (!IsReached(status))
+    return nc::Refuse(nullptr, "The dm'tree don't have this instance path!\n");
+  const nc_dm_node_src_t src = nc::RequestSource();
+  nc::StampSource(node, src, nc::Stamper::kPathEdit);
   return CreateRest(node, &path_nodes, id_array, src);
 }

@@ -7,19 +7,17 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
-#include <string_view>
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/list_marker.h"
 #include "netconf_dm_util/log.h"
 
 namespace {
 
 using Node = nc_dm_agent_node_t;
-
-constexpr std::string_view kListMarker = "{i}";
 
 nc_dm_agent_match_status_t StatusOf(const Node* node) {
   if (node == nullptr) return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
@@ -182,7 +180,7 @@ nc_dm_agent_match_status_t nc_dm_agent_reg_match(list_head* dm_root, nc_dm_path_
   nc_int32& cursor = path_nodes->match_cnt;
   while (cursor < path_nodes->total_node) {
     const char* name = path_nodes->nodes[cursor];
-    if (name == kListMarker) {
+    if (nc::IsListMarker(name)) {
       ++cursor;
       continue;
     }

@@ -1,20 +1,19 @@
 // Registration of a path into the tree: one schema node for each component that is not there yet.
 
 #include <cstdlib>
-#include <string_view>
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/list_marker.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
 using Node = nc_dm_agent_node_t;
-
-constexpr std::string_view kListMarker = "{i}";
 
 // The path's cursor stands one behind the component to create. What that is follows from the
 // component at the cursor, which belongs to it when it is a marker or a number. False: a leaf.
@@ -27,7 +26,7 @@ bool TakeObjectKind(nc_dm_path_nodes_t* path_nodes, Node* node) {
   const char* ahead = path_nodes->nodes[path_nodes->match_cnt];
   const bool is_last = path_nodes->match_cnt + 1 == path_nodes->total_node;
   const bool is_number = nc_dm_is_str_num(ahead);
-  if (!is_number && ahead != kListMarker) {
+  if (!is_number && !nc::IsListMarker(ahead)) {
     NC_DM_LOG_INFO("The register node: %s is single-object node.\n", name);
     node->node_type = NC_DM_NODE_TYPE_SINGLE_OBJECT;
     return true;
@@ -72,10 +71,8 @@ bool HasComponentToCreate(const nc_dm_path_nodes_t& path_nodes) {
 int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm_node,
                          nc_dm_agent_node_t* dm_reg, nc_dm_agent_node_t* parent, list_head* head) {
   if (path_nodes == nullptr || !HasComponentToCreate(*path_nodes) || dm_node == nullptr ||
-      dm_reg == nullptr || head == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
-  }
+      dm_reg == nullptr || head == nullptr)
+    return nc::Refuse("Input parameter is invalid!\n");
   const char* name = path_nodes->nodes[path_nodes->match_cnt - 1];
   NC_DM_LOG_INFO("Register node:%s\n", name);
   Node* node = nc::NewNode(name, "(*dm_node)");
@@ -102,10 +99,8 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
 
 int nc_dm_agent_reg_nodes(list_head* dm_root, nc_dm_path_nodes_t* path_nodes,
                           nc_dm_agent_node_t* curr_node, nc_dm_agent_node_t* dm_reg) {
-  if (path_nodes == nullptr || path_nodes->total_node < 1) {
-    NC_DM_LOG_ERROR("Parameters input are invalid.\n");
-    return -1;
-  }
+  if (path_nodes == nullptr || path_nodes->total_node < 1)
+    return nc::Refuse("Parameters input are invalid.\n");
   Node* node = curr_node;
   if (node == nullptr) {
     ++path_nodes->match_cnt;

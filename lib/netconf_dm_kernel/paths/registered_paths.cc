@@ -16,13 +16,14 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/list_marker.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
-constexpr std::string_view kListMarker = ".{i}";
-constexpr size_t kMaxListNameLen = NC_DM_MAX_NAME_LEN - kListMarker.size();
+constexpr size_t kMaxListNameLen = NC_DM_MAX_NAME_LEN - 1 - nc::kListMarker.size();
 
 bool IsLeafKind(const nc_dm_agent_node_t& node) {
   return node.node_type == NC_DM_NODE_TYPE_LEAF || node.node_type == NC_DM_NODE_TYPE_MULT_LEAF ||
@@ -40,7 +41,10 @@ void PushComponent(nc_dm_path_nodes_t* path, const nc_dm_agent_node_t& node) {
   const bool is_list = IsListKind(node);
   const size_t len = strnlen(node.node_name, is_list ? kMaxListNameLen : NC_DM_MAX_NAME_LEN);
   char* end = std::copy_n(node.node_name, len, component);
-  if (is_list) end = std::copy(kListMarker.begin(), kListMarker.end(), end);
+  if (is_list) {
+    *end++ = '.';
+    end = std::copy(nc::kListMarker.begin(), nc::kListMarker.end(), end);
+  }
   *end = '\0';
 }
 
@@ -152,17 +156,12 @@ class PathCollector {
   int CollectLeaf(const nc_dm_agent_node_t& node) {
     NC_DM_LOG_INFO("Get register node '%s'.\n", node.node_name);
     auto entry = nc::NewRecord<nc_dm_reg_node_t>();
-    if (entry == nullptr) {
-      NC_DM_LOG_ERROR("Failed to malloc for reg_node!\n");
-      return -1;
-    }
+    if (entry == nullptr) return nc::Refuse("Failed to malloc for reg_node!\n");
     const bool is_leaf = IsLeafKind(node);
     nc::MallocPtr<char> joined = JoinComponents(*path_, is_leaf);
     const auto answer = joined == nullptr ? SeenTexts::Answer::kNoMemory : seen_->Add(joined.get());
-    if (answer == SeenTexts::Answer::kNoMemory) {
-      NC_DM_LOG_ERROR("Failed to malloc for dm_name!\n");
-      return -1;
-    }
+    if (answer == SeenTexts::Answer::kNoMemory)
+      return nc::Refuse("Failed to malloc for dm_name!\n");
     if (answer == SeenTexts::Answer::kSeen) return 0;
     entry->reg_entry.dm_path = joined.release();
     if (is_leaf && path_->total_node > 0) {
@@ -175,10 +174,7 @@ class PathCollector {
 
  private:
   int CollectChild(nc_dm_agent_node_t* child) {
-    if (path_->total_node >= NC_DM_MAX_DEPTH) {
-      NC_DM_LOG_ERROR("Failed to get nodes register!\n");
-      return -1;
-    }
+    if (path_->total_node >= NC_DM_MAX_DEPTH) return nc::Refuse("Failed to get nodes register!\n");
     PushComponent(path_, *child);
     const int result = Collect(child);
     if (result != 0) NC_DM_LOG_ERROR("Failed to get nodes register!\n");
@@ -193,18 +189,9 @@ class PathCollector {
 
 bool CheckWalkArguments(const nc_dm_list_t* list, const nc_dm_path_nodes_t* path_nodes,
                         const nc_dm_agent_node_t* curr_node) {
-  if (list == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter 'list' is null!\n");
-    return false;
-  }
-  if (path_nodes == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter 'path_nodes' is null!\n");
-    return false;
-  }
-  if (curr_node == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter 'curr_node' is null!\n");
-    return false;
-  }
+  if (list == nullptr) return nc::Refuse(false, "Input parameter 'list' is null!\n");
+  if (path_nodes == nullptr) return nc::Refuse(false, "Input parameter 'path_nodes' is null!\n");
+  if (curr_node == nullptr) return nc::Refuse(false, "Input parameter 'curr_node' is null!\n");
   return true;
 }
 
@@ -225,14 +212,8 @@ int nc_dm_agent_get_nodes_regs(nc_dm_list_t* list, nc_dm_path_nodes_t* path_node
 }
 
 int nc_dm_agent_get_regs_list(list_head* trees_list, nc_dm_list_t* list) {
-  if (list == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter 'list' is null!\n");
-    return -1;
-  }
-  if (trees_list == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter 'trees_list' is null!\n");
-    return -1;
-  }
+  if (list == nullptr) return nc::Refuse("Input parameter 'list' is null!\n");
+  if (trees_list == nullptr) return nc::Refuse("Input parameter 'trees_list' is null!\n");
   NC_DM_LOG_INFO("Get all local register trees.\n");
   SeenTexts seen;
   for (auto& root : nc::Records<nc_dm_agent_node_t>(trees_list)) {

@@ -3,9 +3,9 @@
 #define NETCONF_DM_KERNEL_PATHS_REQUEST_PATH_H_
 
 #include <cstring>
-#include <string_view>
 
 #include "netconf_dm_util.h"
+#include "netconf_dm_util/list_marker.h"
 
 namespace nc {
 
@@ -14,7 +14,7 @@ namespace nc {
 inline void DropListMarkers(nc_dm_path_nodes_t* path) {
   nc_int32 kept = 0;
   for (nc_int32 i = 0; i < path->total_node; ++i) {
-    if (std::string_view(path->nodes[i]) == "{i}") continue;
+    if (IsListMarker(path->nodes[i])) continue;
     if (kept != i) {
       memcpy(path->nodes[kept], path->nodes[i], sizeof path->nodes[kept]);
       path->instances[kept] = path->instances[i];

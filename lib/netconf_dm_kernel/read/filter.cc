@@ -5,6 +5,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -99,18 +100,9 @@ int ReadSubtree(list_head* dm_root, nc_dm_path_nodes_t* path, nc_dm_list_t* list
 
 int nc_dm_agent_filter_subtree_id_arr(nc_dm_stub_filter_node_list_t* filter_list,
                                       nc_dm_list_t* list) {
-  if (filter_list == nullptr) {
-    NC_DM_LOG_ERROR("Input filter list parameter is null!\n");
-    return -1;
-  }
-  if (list == nullptr) {
-    NC_DM_LOG_ERROR("Input result list parameter is null!\n");
-    return -1;
-  }
-  if (nc::IsEmpty(&filter_list->filter_head)) {
-    NC_DM_LOG_ERROR("Input filter list is empty!\n");
-    return -1;
-  }
+  if (filter_list == nullptr) return nc::Refuse("Input filter list parameter is null!\n");
+  if (list == nullptr) return nc::Refuse("Input result list parameter is null!\n");
+  if (nc::IsEmpty(&filter_list->filter_head)) return nc::Refuse("Input filter list is empty!\n");
   for (const auto& node : nc::Records<nc_dm_stub_filter_node_t>(&filter_list->filter_head)) {
     Answer(list, node.filter);
   }
@@ -119,10 +111,8 @@ int nc_dm_agent_filter_subtree_id_arr(nc_dm_stub_filter_node_list_t* filter_list
 
 int nc_dm_agent_filter_subtree(list_head* dm_root, nc_dm_stub_filter_t* filter,
                                nc_dm_list_t* list) {
-  if (filter == nullptr || filter->name == nullptr || list == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
-  }
+  if (filter == nullptr || filter->name == nullptr || list == nullptr)
+    return nc::Refuse("Input parameter is invalid!\n");
   nc_dm_path_nodes_t path;
   const int parsed = nc::ParseRequestPath(filter->name, &path);
   if (parsed != 0) return parsed;

@@ -9,7 +9,8 @@
 
 namespace nc {
 
-// Does the request see a leaf only when an edit of the SDN datastore made it, and did none.
+// True if the request must not see this leaf: its datastore is SDN and no SDN edit created the
+// leaf.
 inline bool IsForeignToRequest(const nc_dm_agent_node_t& leaf) {
   return g_nc_dm_mng_info.curr_dstype == NC_DM_DATASTORE_SDN && leaf.src != NC_DM_NODE_SRC_SDN;
 }
@@ -23,8 +24,8 @@ class LeafValue {
   // Calls the leaf's `get` on the cleared buffer. The callback's result; a failure is logged.
   int Get(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);
 
-  // Is the buffer's text, whatever the leaf's type, longer than an application may write. Such a
-  // text fills all that was cleared; other values are not searched for their end.
+  // True if the buffer's text, whatever the leaf's type, is longer than an application may write.
+  // Such a text fills all that was cleared; other values are not searched for their end.
   bool IsTooLong() const { return buffer_[kMaxLen] != '\0' && HasNoEnd(); }
 
   // The value as text; null data() for a type that has no values. Valid until the next read.

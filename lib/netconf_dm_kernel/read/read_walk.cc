@@ -92,8 +92,9 @@ int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids
 }
 
 // The ids that nc_dm_get_ids gives for the leaves below a node, kept along the walk instead of
-// being collected anew for each leaf. Its results are odd where ids are so many that it may run out
-// of room, and below an element of a leaf-list, whose id it takes twice; those are left to it.
+// being collected anew for each leaf. Falls back to nc_dm_get_ids where that function's result
+// differs from a plain list of the ids: above 15 ids, and below an element of a leaf-list, whose id
+// it takes twice.
 class WalkIds {
  public:
   WalkIds() = default;
@@ -152,10 +153,8 @@ int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_
   nc_dm_id_array_t ids = {};
   const int result = nc_dm_get_ids(&ids, mode);
   if (result != 0) return result;
-  if (mode->parent == nullptr) {
-    NC_DM_LOG_ERROR("The current node parent is null, can't get multiple child values!\n");
-    return -1;
-  }
+  if (mode->parent == nullptr)
+    return nc::Refuse("The current node parent is null, can't get multiple child values!\n");
   return nc_dm_agent_get_mul_child_vals(list, mode->parent, mode->node_name, &ids, path);
 }
 
@@ -303,22 +302,14 @@ class MatchReader {
 
 int nc_dm_agent_get_node_val(nc_dm_list_t* list, nc_dm_agent_node_t* curr_node,
                              nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
-  if (list == nullptr || curr_node == nullptr || id_array == nullptr || path_nodes == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid.\n");
-    return -3;
-  }
+  if (list == nullptr || curr_node == nullptr || id_array == nullptr || path_nodes == nullptr)
+    return nc::Refuse(-3, "Input parameter is invalid.\n");
   return ReadLeaf(list, curr_node, id_array, RecordPath(*path_nodes));
 }
 
 char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* id_array) {
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("The node input is null!\n");
-    return nullptr;
-  }
-  if (id_array == nullptr) {
-    NC_DM_LOG_ERROR("The id array input is null!\n");
-    return nullptr;
-  }
+  if (node == nullptr) return nc::Refuse(nullptr, "The node input is null!\n");
+  if (id_array == nullptr) return nc::Refuse(nullptr, "The id array input is null!\n");
   nc::LeafValue value;
   const std::string_view text = value.Read(*node, id_array);
   if (text.data() == nullptr) return nullptr;
@@ -329,10 +320,7 @@ char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* 
 
 // NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
 int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nodes_t* path_nodes) {
-  if (list == nullptr || value == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
-  }
+  if (list == nullptr || value == nullptr) return nc::Refuse("Input parameter is invalid!\n");
   if (path_nodes == nullptr) return nc::Refuse("Input parameter is invalid!\n");
   RecordPath path(*path_nodes);
   const int joined = path.Join();
@@ -340,10 +328,8 @@ int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nod
 }
 
 int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array, char* val) {
-  if (curr_node == nullptr || val == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -3;
-  }
+  if (curr_node == nullptr || val == nullptr)
+    return nc::Refuse(-3, "Input parameter is invalid!\n");
   NC_DM_LOG_INFO("Set node '%s' values.\n", curr_node->node_name);
   if (curr_node->set == nullptr) {
     NC_DM_LOG_ERROR("Node '%s' has no set-value method!\n", curr_node->node_name);
@@ -363,14 +349,10 @@ int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id
 int nc_dm_agent_get_mul_child_vals(nc_dm_list_t* list, nc_dm_agent_node_t* parent, char* child_name,
                                    nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
   if (parent == nullptr || child_name == nullptr || id_array == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node < 1 || path_nodes->total_node > NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return 0;
-  }
-  if (id_array->cnt >= NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("The id_array->cnt is larger than id_array->id buffer size!\n");
-    return 0;
-  }
+      path_nodes->total_node < 1 || path_nodes->total_node > NC_DM_MAX_DEPTH)
+    return nc::Refuse(0, "Input parameter is invalid!\n");
+  if (id_array->cnt >= NC_DM_MAX_DEPTH)
+    return nc::Refuse(0, "The id_array->cnt is larger than id_array->id buffer size!\n");
   const nc_int32 cnt = ++id_array->cnt;
   nc_int64* instance = &path_nodes->instances[path_nodes->total_node - 1];
   for (auto& child : nc::SameNamed(&parent->sub_lst, child_name)) {
@@ -390,10 +372,8 @@ int nc_dm_agent_get_mul_child_vals(nc_dm_list_t* list, nc_dm_agent_node_t* paren
 
 int nc_dm_agent_get_nodes_vals(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
                                nc_dm_agent_node_t* curr_node) {
-  if (list == nullptr || path_nodes == nullptr || curr_node == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -3;
-  }
+  if (list == nullptr || path_nodes == nullptr || curr_node == nullptr)
+    return nc::Refuse(-3, "Input parameter is invalid!\n");
   switch (curr_node->node_type) {
     case NC_DM_NODE_TYPE_LEAF:
     case NC_DM_NODE_TYPE_MULT_LEAF:
@@ -413,10 +393,8 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* list, list_h
                                                       nc_dm_path_nodes_t* path_nodes, int bg,
                                                       int mt) {
   if (list == nullptr || dm_root == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node <= 0 || bg < 0 || bg >= NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return NC_DM_CLIENT_MATCH_STATUS_NO_EXIST;
-  }
+      path_nodes->total_node <= 0 || bg < 0 || bg >= NC_DM_MAX_DEPTH)
+    return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_NO_EXIST, "Input parameter is invalid!\n");
   MatchReader(list, path_nodes, bg, mt).Visit(dm_root);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }

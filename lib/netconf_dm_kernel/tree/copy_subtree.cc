@@ -10,6 +10,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -17,22 +18,11 @@ using Node = nc_dm_agent_node_t;
 
 bool AreArguments(const Node* parent_node, const Node* src_node, nc_int64 instid,
                   nc_dm_node_type_t node_type) {
-  if (parent_node == nullptr) {
-    NC_DM_LOG_ERROR("The parent node input is null!\n");
-    return false;
-  }
-  if (src_node == nullptr) {
-    NC_DM_LOG_ERROR("The source node input is null!\n");
-    return false;
-  }
-  if (instid < 0) {
-    NC_DM_LOG_ERROR("The instance id input is invalid!\n");
-    return false;
-  }
-  if (instid == 0 && nc::IsInstance(node_type)) {
-    NC_DM_LOG_ERROR("The mult-object or mult-leaf instance id input is 0!\n");
-    return false;
-  }
+  if (parent_node == nullptr) return nc::Refuse(false, "The parent node input is null!\n");
+  if (src_node == nullptr) return nc::Refuse(false, "The source node input is null!\n");
+  if (instid < 0) return nc::Refuse(false, "The instance id input is invalid!\n");
+  if (instid == 0 && nc::IsInstance(node_type))
+    return nc::Refuse(false, "The mult-object or mult-leaf instance id input is 0!\n");
   return true;
 }
 

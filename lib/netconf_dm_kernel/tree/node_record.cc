@@ -9,6 +9,7 @@
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
 #include "netconf_dm_util/poison.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace nc {
 
@@ -82,10 +83,7 @@ nc_dm_agent_node_t* NodeRoom::Make(std::string_view name) {
 
 nc_dm_agent_node_t* NewNode(const char* name, const char* name_owner) {
   auto node = NewRecord<nc_dm_agent_node_t>();
-  if (node == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for nc_dm_agent_node_t!\n");
-    return nullptr;
-  }
+  if (node == nullptr) return nc::Refuse(nullptr, "Failed to malloc for nc_dm_agent_node_t!\n");
   node->node_name = strdup(name);
   if (node->node_name == nullptr) {
     NC_DM_LOG_ERROR("Failed to malloc for %s->node_name!\n", name_owner);
@@ -110,10 +108,7 @@ void FreeNode(nc_dm_agent_node_t* node) {
 
 bool CountNode(const nc_dm_agent_node_t& node) {
   uint32_t* counter = CounterOf(node);
-  if (counter == nullptr) {
-    NC_DM_LOG_ERROR("Unknown node type!\n");
-    return false;
-  }
+  if (counter == nullptr) return nc::Refuse(false, "Unknown node type!\n");
   ++*counter;
   ++g_nc_agent_dm.total_node;
   return true;

@@ -1,4 +1,4 @@
-// What the registration calls ask before anything else, and say when the answer is no.
+// Preconditions of the registration calls; a failed one is logged.
 #ifndef NETCONF_DM_KERNEL_TREE_READY_H_
 #define NETCONF_DM_KERNEL_TREE_READY_H_
 

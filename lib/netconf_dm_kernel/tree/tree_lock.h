@@ -17,7 +17,8 @@ class [[nodiscard]] TreeWalk {
   TreeWalk(const TreeWalk&) = delete;
   TreeWalk& operator=(const TreeWalk&) = delete;
 
-  // Is the caller within a walk. To be asked with the tree's lock held: no other thread walks then.
+  // True if the caller is within a walk. To be asked with the tree's lock held: no other thread
+  // walks then.
   static bool IsUnderWay() { return walks_ > 0; }
 
  private:
