@@ -159,6 +159,37 @@ def registration():
         write("registration", name, data)
 
 
+def server():
+    """Cases of server_fuzzer.cc, each behind the agent that does it; zeros are answers to "one in so many?"."""
+    start = bytes([0])  # of the options: registrations are answered
+
+    def act(case, *data, agent=0):
+        return bytes([agent, case, *data])
+
+    def run(callbacks=4):
+        return act(15) + bytes(callbacks)
+
+    def connect(name=0, agent=0):
+        return act(0, 0, name, 0, agent=agent) + run()
+
+    def register(path):
+        return act(10, 0, 7, 0, path, 0) + run()
+
+    values = act(8, 2, 0, 2, 0, 5, 0, 3, 0, 5, 0, 0) + run(2) + act(8, 0, 0, 0) + run()
+    arrays = act(9, 2, 1, 1, 2, 1, 1, 0, 0) + run(2) + act(9, 0, 0, 0) + run()
+    registered = start + connect() + register(2) + register(3) + act(10, 4) + run()
+    for name, data in {
+        "connect": start + connect(),
+        "registered": registered,
+        "read": registered + act(3, 0, 0, 0, 0, 2) + act(6) + values + act(5),
+        "lookup": registered + act(3, 0, 0, 0, 0, 4) + act(6) + arrays + act(5),
+        "edit": registered + act(3, 0, 0, 0, 0, 0) + act(6) + act(7, 0, 0, 0) + run() + act(5),
+        "twins": start + connect() + connect(agent=1) + connect(agent=2),
+        "gone": registered + act(3, 0, 0, 0, 0, 2) + act(1) + run() + act(5),
+    }.items():
+        write("server", name, data)
+
+
 def netconf():
     base = "urn:ietf:params:xml:ns:netconf:base:1.0"
 
@@ -189,5 +220,5 @@ def netconf():
         write("netconf", name, data)
 
 
-for make in (paths, values, yang, decoders, frames, registration, netconf):
+for make in (paths, values, yang, decoders, frames, registration, server, netconf):
     make()

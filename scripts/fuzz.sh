@@ -11,7 +11,7 @@ source scripts/setup.sh
 
 usage() { sed -n '2,6s/^# *//p' scripts/fuzz.sh; }
 
-all_targets=(frames decoders path value yang registration netconf)
+all_targets=(frames decoders path value yang registration server netconf)
 limit=(-max_total_time=60)
 build=build-fuzz
 targets=()

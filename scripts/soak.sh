@@ -2,9 +2,11 @@
 # Builds and runs a long run against the library; ends with one line of figures. Fails on any
 # difference from the model, when memory or descriptors grow, and when the event loop is held.
 #   scripts/soak.sh [--seconds N | --minutes N] [--hostile] [--seed N] [--output DIR] [--build-dir DIR]
+#   scripts/soak.sh --hostile-agents [--seconds N] [--output DIR] [--build-dir DIR]
 #   scripts/soak.sh --restarts N [--seed N] [--output DIR] [--build-dir DIR]
 # Without an option ten minutes of random requests, announcements and losses of the server.
 # --hostile   servers that never read, close, split, flood and talk nonsense
+# --hostile-agents  agents that flood, lie, do not read: the server, at least 1,000 rounds
 # --restarts  N restarts of the server, at any moment; the agent's timers run out at once
 # --output    where samples.csv, memory.svg and latency.svg go; build/soak otherwise
 set -euo pipefail
@@ -13,7 +15,7 @@ called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/setup.sh
 
-usage() { sed -n '2,9s/^# *//p' scripts/soak.sh; }
+usage() { sed -n '2,11s/^# *//p' scripts/soak.sh; }
 
 test=soak
 seconds=600
@@ -53,6 +55,7 @@ while (($#)); do
       shift
       ;;
     --hostile) test=hostile ;;
+    --hostile-agents) test=hostile_agents ;;
     -h | --help)
       usage
       exit 0
@@ -88,6 +91,7 @@ result=0
 
 plots=(memory)
 [[ $test == hostile ]] || plots+=(latency)
+[[ $test == hostile_agents ]] && plots=()  # its rounds are all alike: no samples
 for plot in "${plots[@]}"; do
   gnuplot -e "samples='$samples'; target='$output/$plot.svg'" "tests/soak/$plot.gp" ||
     echo "soak: cannot draw $plot.svg" >&2

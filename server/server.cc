@@ -156,10 +156,12 @@ class Server::Implementation {
   }
 
   void Disconnect(std::string_view name) {
-    if (Peer* peer = FindPeer(name)) {
-      Close(peer, Outcome::kDisconnected, "was disconnected");
-      Sweep();
-    }
+    WhileKept([&] {
+      if (Peer* peer = FindPeer(name)) {
+        Close(peer, Outcome::kDisconnected, "was disconnected");
+      }
+      return true;
+    });
   }
 
   RequestId Start(std::string_view name, Request request, Milliseconds timeout) {
@@ -173,9 +175,11 @@ class Server::Implementation {
     } else if (request.frames.empty()) {
       Finish(id, Answer{});
     } else {
-      peer->requests.Add(id, std::move(request), Clock::now() + timeout);
-      SendRequests(peer);
-      Sweep();
+      WhileKept([&] {
+        peer->requests.Add(id, std::move(request), Clock::now() + timeout);
+        SendRequests(peer);
+        return true;
+      });
     }
     return id;
   }
@@ -202,24 +206,26 @@ class Server::Implementation {
   }
 
   bool SendBytes(std::string_view name, std::string bytes) {
-    Peer* peer = FindPeer(name);
-    if (peer == nullptr || !HasRoom(peer)) {
-      Sweep();
-      return false;
-    }
-    Trace(*peer, [&] { return RenderBytes(Direction::kToAgent, bytes); });
-    Send(peer, std::move(bytes));
-    return true;
+    return WhileKept([&] {
+      Peer* peer = FindPeer(name);
+      if (peer == nullptr || !HasRoom(peer)) {
+        return false;
+      }
+      Trace(*peer, [&] { return RenderBytes(Direction::kToAgent, bytes); });
+      Send(peer, std::move(bytes));
+      return true;
+    });
   }
 
   bool SendFrame(std::string_view name, const Frame& frame) {
-    Peer* peer = FindPeer(name);
-    if (peer == nullptr || !HasRoom(peer)) {
-      Sweep();
-      return false;
-    }
-    SendFrame(peer, frame);
-    return true;
+    return WhileKept([&] {
+      Peer* peer = FindPeer(name);
+      if (peer == nullptr || !HasRoom(peer)) {
+        return false;
+      }
+      SendFrame(peer, frame);
+      return true;
+    });
   }
 
  private:
@@ -282,11 +288,12 @@ class Server::Implementation {
   }
 
   void HandleEvent(const epoll_event& event) {
-    if (event.data.u64 == kListenerKey) {
+    const std::uint64_t key = event.data.u64;  // a copy: the record is packed
+    if (key == kListenerKey) {
       AcceptPeers();
       return;
     }
-    const auto found = peers_.find(event.data.u64);
+    const auto found = peers_.find(key);
     if (found == peers_.end() || found->second.closed) {
       return;
     }
@@ -372,6 +379,19 @@ class Server::Implementation {
       gone_changed_ = true;
     }
     peer->requests.EndAll(outcome, Title(peer->name()) + " " + what);
+  }
+
+  // Does some work from outside the loop, throughout which peers stay although the trace's receiver
+  // may run the loop or disconnect them.
+  template <typename Work>
+  bool WhileKept(Work work) {
+    bool result = false;
+    {
+      const Level level(&depth_);
+      result = work();
+    }
+    Sweep();
+    return result;
   }
 
   // Removes what was closed, once nothing up the stack refers to it.
@@ -486,9 +506,13 @@ class Server::Implementation {
     }
     // An agent that reconnects may be here before the end of its old connection was read.
     bool takes_over = false;
-    if (Peer* previous = FindPeer(*announcement.name)) {
+    // The trace's receiver may run the loop at each end, in which others come and this one goes.
+    while (Peer* previous = FindPeer(*announcement.name)) {
       takes_over = !previous->connection.IsPeerGone();
       Close(previous, Outcome::kDisconnected, "connected anew");
+    }
+    if (peer->closed) {
+      return;
     }
     peer->agent = &agents_[*announcement.name];
     peer->agent->takeovers += takes_over ? 1 : 0;

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
 
 #include "support/temp_dir.h"
@@ -550,6 +551,40 @@ TEST_F(ServerTest, NamelessPeersAreClosed) {
 }
 
 // ---- Below requests, and around them ----
+
+TEST_F(ServerTest, AnAgentThatGoesWhileItTakesAnothersPlaceIsGone) {
+  const auto first = NewAgent("model");
+  FakeAgent second(directory_.path(), "model");
+  server_->set_trace([&](std::string_view, std::string_view line) {
+    if (line == "* connected anew") {
+      second.Close();
+      server_->RunOnce(20s);
+    }
+  });
+  ASSERT_TRUE(RunUntil([&] { return !server_->IsConnected("model"); }));
+  server_->RunOnce(0ms);
+  EXPECT_FALSE(server_->IsConnected("model"));
+}
+
+TEST_F(ServerTest, TheTraceMayDisconnectTheAgentThatIsSentSomething) {
+  const std::vector<std::function<void()>> sends = {
+      [this] { server_->SendBytes("model", "x"); },
+      [this] { server_->SendFrame("model", UnregistrationAnswer()); },
+      [this] { server_->Start("model", AnEdit(), kPatience); },
+      [this] { server_->Disconnect("model"); },
+  };
+  for (const auto& send : sends) {
+    const auto agent = NewModelAgent();
+    server_->set_trace([this](std::string_view name, std::string_view) {
+      server_->Disconnect(name);
+      server_->RunOnce(0ms);
+    });
+    send();
+    EXPECT_FALSE(server_->IsConnected("model"));
+    server_->set_trace({});
+    Retire(agent.get());
+  }
+}
 
 TEST_F(ServerTest, SendsRawBytesAsTheyAre) {
   const auto agent = NewAgent();
