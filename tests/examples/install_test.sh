@@ -52,6 +52,17 @@ consumer fetched "include(FetchContent)
 FetchContent_Declare(netconf_dm_agent SOURCE_DIR $source)
 FetchContent_MakeAvailable(netconf_dm_agent)"
 
+# What the installed generator writes finds the installed libraries, when it is built and when it runs.
+if [[ -x $build/bin/ncdm-yang ]]; then
+  mkdir "$work/usr/bin"
+  cp "$build/bin/ncdm-yang" "$work/usr/bin"
+  "$work/usr/bin/ncdm-yang" generate "$source/examples/access-point/access-point.yang" -o "$work/generated"
+  cmake -S "$work/generated" -B "$work/generated/build" >"$work/configure.log"
+  cmake --build "$work/generated/build" >"$work/build.log"
+  "$work/generated/build/access-point-test" || fail "the generated application's test ended with $?"
+  rm -r "$work/usr/bin"
+fi
+
 # Each runs until it is stopped: that is, it starts, registers and waits for a server.
 export TMPDIR=$work/device LD_LIBRARY_PATH=${pc%/pkgconfig/*}
 mkdir -p "$TMPDIR/mng/netconf/netconf_client" "$TMPDIR/mng/netconf/netconf_server"
