@@ -38,7 +38,10 @@ Device::Device(const DeviceOptions& options, const Sessions& sessions)
       log_([this](const std::string& line) { Log(line); }) {}
 
 // What is being carried out uses the rest.
-Device::~Device() { tasks_.clear(); }
+Device::~Device() {
+  turns_.Close();
+  tasks_.clear();
+}
 
 std::unique_ptr<Operations> OpenDevice(const DeviceOptions& options, const Sessions& sessions) {
   return std::make_unique<Device>(options, sessions);
@@ -46,6 +49,10 @@ std::unique_ptr<Operations> OpenDevice(const DeviceOptions& options, const Sessi
 
 // Agents repeat themselves whenever they connect.
 void Device::Log(const std::string& line) {
+  constexpr std::size_t kRemembered = 1000;
+  if (logged_.size() > kRemembered) {
+    logged_.clear();
+  }
   if (logged_.insert(line).second) {
     std::fprintf(stderr, "ncdm-netconf: %s\n", line.c_str());
   }

@@ -54,9 +54,11 @@ class Parser {
   }
 
  private:
+  [[noreturn]] static void Fail(RpcError error, const InstancePath& at) {
+    throw OperationFailed(At(std::move(error), at));
+  }
   [[noreturn]] static void Fail(RpcError error, const EditNode& at) {
-    at.Path().Into(&error);
-    throw OperationFailed(std::move(error));
+    Fail(std::move(error), at.Path());
   }
 
   // What tells a node from its siblings.
@@ -154,11 +156,11 @@ class Parser {
     if (Deletes(node->operation) && node->schema->nodetype == LYS_LEAF) {
       return;  // whatever it says, the leaf goes
     }
-    node->value = Canonical(element, node->schema, text, *node);
+    node->value = Canonical(element, node->schema, text, node->Path());
   }
 
   std::string Canonical(Element element, const lysc_node* schema, const std::string& text,
-                        const EditNode& at) const {
+                        const InstancePath& at) const {
     try {
       std::string value = CanonicalValue(context_, schema, element, text);
       if (value.size() > kMaxValue) {
@@ -176,17 +178,20 @@ class Parser {
   }
 
   void Keys(const std::vector<Element>& children, EditNode* node) const {
+    InstancePath list = node->parent->Path();
+    list.Enter(node->schema);
     for (const lysc_node* key : KeysOf(node->schema)) {
       const auto is_key = [&](Element child) { return child.Is(key->name, key->module->ns); };
       const auto child = std::ranges::find_if(children, is_key);
       if (child == children.end()) {
-        Fail(ElementError("missing-element", key->name, "an entry is named by all its keys"),
-             *node->parent);
+        Fail(ElementError("missing-element", key->name, "an entry is named by all its keys"), list);
       }
       if (std::ranges::count_if(children, is_key) > 1) {
-        Fail(ElementError("bad-element", key->name, "given twice"), *node->parent);
+        Fail(ElementError("bad-element", key->name, "given twice"), list);
       }
-      node->keys.push_back(Canonical(*child, key, child->Text(), *node->parent));
+      InstancePath at = list;
+      at.Enter(key);
+      node->keys.push_back(Canonical(*child, key, child->Text(), at));
     }
   }
 

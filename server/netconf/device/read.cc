@@ -21,6 +21,9 @@ constexpr std::size_t kMaxLookups = 16;
 // Of one request: an agent collects no more than 65,536.
 constexpr std::size_t kMaxElements = 16384;
 
+// An agent's values are no longer.
+constexpr std::size_t kMaxValue = 255;
+
 // A request that an agent did not answer well.
 struct ReadFailure {
   server::Answer answer;
@@ -116,8 +119,10 @@ class AgentRead {
       }
       ++i;
     }
-    if (keys.empty()) {
-      co_return;
+    if (keys.empty() || std::ranges::any_of(keys, [](const server::KeyValue& key) {
+          return key.value.size() > kMaxValue;
+        })) {
+      co_return;  // no entry has them
     }
     server::EntryLookup lookup(list, keys, ids);
     while (auto request = lookup.Next()) {

@@ -55,6 +55,8 @@ class Turns {
 
   // Awaited, it gives the turn. The candidate is a resource like the agents; no agent has its name,
   // which would only make one wait for the other.
+  // From now on nobody who waits gets a turn.
+  void Close() { closed_ = true; }
   Awaiter Take(std::set<std::string> resources) { return Enter(false, std::move(resources)); }
   Awaiter TakeCandidate() { return Enter(false, {"candidate"}); }
   Awaiter TakeEverything() { return Enter(true, {}); }
@@ -90,7 +92,7 @@ class Turns {
   void Leave(Places::iterator place) {
     places_.erase(place);
     // One at a time: who goes on may leave, too, and change the list.
-    while (ResumeOne()) {
+    while (!closed_ && ResumeOne()) {
     }
   }
 
@@ -106,6 +108,7 @@ class Turns {
   }
 
   Places places_;
+  bool closed_ = false;
 };
 
 }  // namespace ncdm::netconf
