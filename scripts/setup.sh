@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, where it is missing. Run or source it:
 #   scripts/setup.sh [GROUP...]
-# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference.
+# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference, fleet.
 
 # Which packages a group stands for. "a|b" is the first of them that the system offers.
 ncdm_group_packages() {
@@ -20,6 +20,7 @@ ncdm_group_packages() {
     profile) echo valgrind ;;
     package) echo dpkg-dev file lintian mmdebstrap ;;
     abi) echo abigail-tools ;;
+    fleet) echo ansible python3-ncclient openssh-client ;;
     reference) echo doxygen ;;
     *)
       echo "setup: no group of packages is called $1" >&2
