@@ -30,6 +30,7 @@ SshConnection::SshConnection(ssh_bind bind, Accepted accepted, SshService& servi
     : service_(service),
       wake_(std::move(wake)),
       host_(std::move(accepted.host)),
+      fd_(accepted.socket.get()),
       session_(ssh_new()) {
   if (session_ == nullptr ||
       ssh_bind_accept_fd(bind, session_.get(), accepted.socket.get()) != SSH_OK) {
@@ -111,7 +112,10 @@ bool SshConnection::Step() {
     return false;
   }
   HandlePackets();
-  return StepChannels();
+  const bool has_more = StepChannels();
+  // Reading and writing a channel may find that the client has gone: libssh then closes the socket.
+  is_closed_ = is_closed_ || ssh_is_connected(session_.get()) == 0;
+  return has_more && !is_closed_;
 }
 
 void SshConnection::ExchangeKeys() {
@@ -134,8 +138,7 @@ void SshConnection::HandlePackets() {
   for (int i = 0; i < kRounds && result == SSH_OK; ++i) {
     result = ssh_event_dopoll(event_.get(), 0);
   }
-  const bool was_lost = result == SSH_ERROR || ssh_is_connected(session_.get()) == 0;
-  is_closed_ = is_closed_ || was_lost || refusals_ > kMaxRefusals;
+  is_closed_ = is_closed_ || result == SSH_ERROR || refusals_ > kMaxRefusals;
 }
 
 bool SshConnection::StepChannels() {
@@ -149,7 +152,7 @@ bool SshConnection::StepChannels() {
   }
   NoteProgress();
   std::erase_if(channels_, [](const auto& channel) { return channel->is_closed(); });
-  return has_more && !is_closed_;
+  return has_more;
 }
 
 void SshConnection::NoteProgress() {

@@ -42,7 +42,8 @@ class SshConnection {
   SshConnection(const SshConnection&) = delete;
   SshConnection& operator=(const SshConnection&) = delete;
 
-  int fd() const { return ssh_get_fd(session_.get()); }
+  // The socket's, also when libssh has closed it.
+  int fd() const { return fd_; }
   // Does what can be done now. Returns true if there is more that need not be waited for.
   bool Step();
   // Closes what has waited too long.
@@ -72,6 +73,7 @@ class SshConnection {
   SshService& service_;
   std::function<void()> wake_;
   std::string host_;
+  int fd_;
   SshSession session_;
   SshEvent event_;  // once the keys have been exchanged
   ssh_server_callbacks_struct callbacks_{};

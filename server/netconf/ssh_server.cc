@@ -115,15 +115,27 @@ void SshServer::Pause() {
 
 // ---- Connections live ----
 
-void SshServer::Step(Id id) {
+template <typename Function>
+void SshServer::Attempt(Id id, Function function) {
   const auto found = connections_.find(id);
   if (found == connections_.end()) {
     return;
   }
-  if (found->second.connection->Step()) {
-    woken_.insert(id);
+  try {
+    function(&found->second);
+  } catch (const std::exception& error) {
+    Log(std::string("a connection is closed: ") + error.what());
+    Remove(id);
   }
-  Update(id, &found->second);
+}
+
+void SshServer::Step(Id id) {
+  Attempt(id, [&](Entry* entry) {
+    if (entry->connection->Step()) {
+      woken_.insert(id);
+    }
+    Update(id, entry);
+  });
 }
 
 void SshServer::Update(Id id, Entry* entry) {
@@ -158,6 +170,9 @@ void SshServer::UpdateDeadline(Id id, Entry* entry, std::optional<Clock::time_po
 
 void SshServer::Remove(Id id) {
   const auto found = connections_.find(id);
+  if (found == connections_.end()) {
+    return;
+  }
   poller_.Forget(found->second.connection->fd());
   UpdateDeadline(id, &found->second, std::nullopt);
   strangers_.erase(id);
@@ -192,8 +207,7 @@ void SshServer::RunDue(Clock::time_point now) {
   }
   while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
     const Id id = deadlines_.begin()->second;
-    Entry& entry = connections_.at(id);
-    entry.connection->Expire(now);
+    Attempt(id, [&](Entry* entry) { entry->connection->Expire(now); });
     Step(id);
   }
 }

@@ -56,6 +56,9 @@ class SshServer {
   void MakeRoom();
   void Pause();
   void Step(Id id);
+  // Whatever is thrown in a connection's name ends that connection alone.
+  template <typename Function>
+  void Attempt(Id id, Function function);
   void Update(Id id, Entry* entry);
   void UpdateDeadline(Id id, Entry* entry, std::optional<Clock::time_point> deadline);
   void Remove(Id id);

@@ -5,6 +5,7 @@ the memory that the server has taken since it started is bounded.
 """
 
 import socket
+import struct
 import sys
 import threading
 import time
@@ -137,6 +138,19 @@ class HostileTest(unittest.TestCase):
         session.channel.settimeout(2)
         with self.assertRaises(TimeoutError):  # nothing is taken from it any more
             session.channel.sendall(request * 100000)
+
+    def test_clients_that_go_in_the_middle_of_an_answer_leave_nothing(self):
+        descriptors = self.server.descriptors()
+        for i in range(60):
+            session = self.server.session()
+            session.send(rpc(fake('big', 4 * MIB)))
+            session.channel.recv(1 + 1000 * i)
+            if i % 2:  # with a reset
+                session.transport.sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
+                                                  struct.pack('ii', 1, 0))
+            session.transport.sock.close()
+            session.close()
+        self.assertTrue(wait_until(lambda: self.server.descriptors() <= descriptors))
 
     def test_client_that_ignores_its_window_is_ended(self):
         session = self.session()
