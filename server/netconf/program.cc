@@ -58,6 +58,15 @@ std::optional<Poller::Clock::time_point> Earlier(std::optional<Poller::Clock::ti
   return one && other ? std::min(*one, *other) : (one ? one : other);
 }
 
+// Memory that is short in the middle of something must not end the sessions of everybody.
+void RunOperations(Operations* operations) {
+  try {
+    operations->Run();
+  } catch (const std::exception& error) {
+    Log(std::string("something was left undone: ") + error.what());
+  }
+}
+
 void Serve(const ProgramOptions& options, const DeviceFunction& open_device) {
   RaiseDescriptorLimit();
   const server::Descriptor signals = CatchSignals();
@@ -71,7 +80,7 @@ void Serve(const ProgramOptions& options, const DeviceFunction& open_device) {
   bool ends = false;
   poller.Watch(signals.get(), EPOLLIN, [&] { ends = true; });
   if (operations->PollFd() >= 0) {
-    poller.Watch(operations->PollFd(), EPOLLIN, [&] { operations->Run(); });
+    poller.Watch(operations->PollFd(), EPOLLIN, [&] { RunOperations(operations.get()); });
   }
   SshServer server(poller, listener, bind.get(), {keys, options.user, *operations, table});
   std::printf("listening on %s\n", listener.Title().c_str());
@@ -80,7 +89,7 @@ void Serve(const ProgramOptions& options, const DeviceFunction& open_device) {
     const auto deadline = operations->NextDeadline();
     poller.Wait(Earlier(deadline, server.NextDeadline()));
     if (deadline && *deadline <= Operations::Clock::now()) {
-      operations->Run();
+      RunOperations(operations.get());
     }
     server.Run();
   }
