@@ -28,7 +28,7 @@ NC_DM_API char* nc_dm_agent_padb_get_str_var(void* padb, int index);
 /* Stamps the children whose slots are set in a block of NC_DM_CMD_OP_EDIT with a source. */
 NC_DM_API void nc_dm_agent_padb_update_src(nc_dm_agent_node_t* node, nc_dm_node_src_t src);
 
-/* ---- The edit engine: edit/ ---- */
+/* ---- Key lists: edit/key_list ---- */
 
 /* A key leaf's name and value. */
 typedef struct nc_dm_key {
@@ -37,7 +37,6 @@ typedef struct nc_dm_key {
   char* value; /* owned */
 } nc_dm_key_t;
 
-/* Key lists. */
 NC_DM_API void nc_dm_agent_add_key(char* key_name, char* key_value, list_head* key_list);
 NC_DM_API void nc_dm_agent_cpy_edit_list_keys(nc_dm_stub_edit_node_list_t* edit_list,
                                               list_head* key_list);
@@ -47,6 +46,8 @@ NC_DM_API nc_dm_key_t* nc_dm_agent_create_node_key(char* name, char* value);
 NC_DM_API void nc_dm_agent_free_key_list(list_head* key_list);
 /* The value of a key, borrowed; or null. */
 NC_DM_API char* nc_dm_agent_get_key_value(char* key_name, list_head* key_list);
+
+/* ---- From keys to entries: edit/entry_by_keys ---- */
 
 /* Stamps the leaves of an entry that the edits name. */
 NC_DM_API void nc_dm_agent_keys_update_src(nc_dm_agent_node_t* parent,
@@ -81,6 +82,8 @@ NC_DM_API nc_int64 nc_dm_agent_get_node_instid(nc_dm_id_array_t* id_array,
 NC_DM_API int nc_dm_agent_the_same_ancestors(nc_dm_path_nodes_t* path_nodes1,
                                              nc_dm_path_nodes_t* path_nodes2);
 
+/* ---- A request: edit/edit_entry, edit/edit_subtree ---- */
+
 /* Edits one list entry, addressed by its key leaves. The entry's id, above 0 (a deletion may give
  * 0); on failure -1 or a value of 0 or less, with `fault` filled. */
 NC_DM_API nc_int64 nc_dm_agent_edit_object(nc_int32 pkt_type,
@@ -93,6 +96,11 @@ NC_DM_API nc_int64 nc_dm_agent_edit_subtree(list_head* dm_root,
                                             nc_dm_stub_edit_node_list_t* edit_list,
                                             nc_dm_fault_t* fault);
 
+/* ---- Leaves: edit/edit_leaf ---- */
+
+/* Writes one leaf from a text. 0; -1; -3; or the conversion's or the callback's result. */
+NC_DM_API int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array,
+                                       char* val);
 /* Write a leaf below `parent` by its path. 0, or -1. */
 NC_DM_API int nc_dm_agent_edit_update(nc_dm_agent_node_t* parent, nc_dm_path_nodes_t* key_path,
                                       char* path, char* value);
@@ -102,6 +110,8 @@ NC_DM_API int nc_dm_agent_edit_update_leaf_val(nc_dm_agent_node_t* node,
 
 /* Index of the last component that all paths have in common; 0 for two equal paths. */
 NC_DM_API int nc_dm_agent_filter_find_max_cmm_node_index(nc_dm_path_nodes_t* paths, int paths_num);
+
+/* ---- Callbacks: edit/entry_callbacks, edit/edit_command ---- */
 
 /* Create and delete an entry through its mode node's callbacks; the tree is the caller's business.
  * The callback's result, or -1. */

@@ -11,6 +11,8 @@
 extern "C" {
 #endif
 
+/* ---- Values: read/read_walk ---- */
+
 /*
  * The path that the walkers are given is a work record: names from the top to the current node and
  * their ids. They leave it as they found it.
@@ -36,9 +38,8 @@ NC_DM_API nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* li
                                                                 list_head* dm_root,
                                                                 nc_dm_path_nodes_t* path_nodes,
                                                                 int bg, int mt);
-/* Writes one leaf from a text. 0; -1; -3; or the conversion's or the callback's result. */
-NC_DM_API int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array,
-                                       char* val);
+
+/* ---- Filters: read/filter ---- */
 
 /* Answers a filter request: appends the values of all its filters. 0, or -1. */
 NC_DM_API int nc_dm_agent_filter_subtree_id_arr(nc_dm_stub_filter_node_list_t* filter_list,
@@ -46,6 +47,9 @@ NC_DM_API int nc_dm_agent_filter_subtree_id_arr(nc_dm_stub_filter_node_list_t* f
 /* All values below one path, by name alone. 0, or a negative result with an empty list. */
 NC_DM_API int nc_dm_agent_filter_subtree(list_head* dm_root, nc_dm_stub_filter_t* filter,
                                          nc_dm_list_t* list);
+
+/* ---- Instances by the value of a leaf: read/ids_by_value ---- */
+
 /* Appends the id arrays of every leaf at a path whose value is `value`; `p_id_array` (may be null)
  * gives the outer ids. 0, or -1. */
 NC_DM_API int nc_dm_agent_get_path_id_array_list(char* name, char* value,
@@ -53,6 +57,8 @@ NC_DM_API int nc_dm_agent_get_path_id_array_list(char* name, char* value,
 NC_DM_API nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(
     nc_dm_list_t* list, list_head* dm_root, nc_dm_path_nodes_t* path_nodes, char* value,
     nc_dm_id_array_t* p_id_array, int bg, int mt);
+
+/* ---- For applications, unused by the library: paths/application_matchers ---- */
 
 /* The child of a name whose value the application says is `child_value`, or null. */
 NC_DM_API nc_dm_agent_node_t* nc_dm_agent_child_cont_match(nc_dm_id_array_t* id_array,

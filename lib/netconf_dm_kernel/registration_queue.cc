@@ -111,8 +111,9 @@ PendingPtr NewPendingYangAttr(const nc_dm_yang_attr_t& yang) {
     copy->module_name = nc_dm_copy_str(yang.module_name);
     copy->attr = nc_dm_copy_str(yang.attr);
   }
-  if (copy == nullptr || copy->module_name == nullptr || copy->attr == nullptr)
+  if (copy == nullptr || copy->module_name == nullptr || copy->attr == nullptr) {
     return nc::Refuse(nullptr, "Failed to malloc yang_attr!\n");
+  }
   NC_DM_LOG_INFO("Add yang module[%s] to register list.\n", yang.module_name);
   return record;
 }

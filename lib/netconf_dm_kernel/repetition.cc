@@ -118,8 +118,9 @@ class RegisteredPaths {
 
 int nc_dm_agent_re_reg_server(void) {
   RegisteredPaths paths;
-  if (const int result = paths.Read(); result != 0)
+  if (const int result = paths.Read(); result != 0) {
     return nc::Refuse(result, "Failed to get register paths list.\n");
+  }
   if (paths.IsEmpty()) return nc::Refuse("The register paths list got is empty.\n");
   Repetition repetition(NC_DM_MSG_TYPE_REG);
   for (const auto& path : paths.Entries()) {

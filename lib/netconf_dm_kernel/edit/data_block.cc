@@ -92,8 +92,9 @@ int nc_dm_agent_create_padb(nc_dm_agent_node_t* node, int op_flag) {
 
 int nc_dm_agent_padb_set_var(nc_dm_agent_data_block_t* padb, int index, int val_type, char* value) {
   if (value == nullptr) return nc::Refuse("The value input for padb is null!\n");
-  if (val_type != NC_DM_VAL_TYPE_STRING && !IsIntegerType(val_type))
+  if (val_type != NC_DM_VAL_TYPE_STRING && !IsIntegerType(val_type)) {
     return nc::Refuse("padb set unknown value type!\n");
+  }
   if (!IsSlot(index)) {
     NC_DM_LOG_INFO("The index '%d' is invalid.\n", index);
     return -1;

@@ -22,10 +22,12 @@ struct EntryEdit {
 
 bool CheckArguments(const nc_dm_stub_edit_node_list_t* edit_list, const nc_dm_fault_t* fault) {
   if (edit_list == nullptr) return nc::Refuse(false, "The edit list input is null!\n");
-  if (nc::IsEmpty(&edit_list->edit_head))
+  if (nc::IsEmpty(&edit_list->edit_head)) {
     return nc::Refuse(false, "The edit list input is empty!\n");
-  if (nc::IsEmpty(&edit_list->key_head))
+  }
+  if (nc::IsEmpty(&edit_list->key_head)) {
     return nc::Refuse(false, "The key list of edit list input is empty!\n");
+  }
   if (fault == nullptr) return nc::Refuse(false, "The fault pointer input is null!\n");
   return true;
 }

@@ -165,8 +165,9 @@ bool DeleteChild(nc_dm_agent_node_t* child, const Level& level) {
 
 nc_int64 nc_dm_agent_edit_create(nc_dm_agent_node_t* key_parent_mode, nc_dm_stub_edit_t* edit,
                                  int nc_op, nc_dm_fault_t* fault, nc_dm_node_src_t tmpsrc) {
-  if (key_parent_mode == nullptr || edit == nullptr)
+  if (key_parent_mode == nullptr || edit == nullptr) {
     return nc::Refuse("Invalid arguments inputs.\n");
+  }
   const nc_dm_agent_node_t* key_leaf = FirstKeyLeaf(key_parent_mode);
   if (key_leaf == nullptr) {
     NC_DM_LOG_ERROR("The key parent mode node '%s' has no key!\n", key_parent_mode->node_name);
@@ -226,8 +227,9 @@ int nc_dm_agent_edit_delall_child(nc_dm_agent_node_t* parent, nc_dm_id_array_t* 
                                   nc_dm_fault_t* fault, int erropt) {
   if (parent == nullptr) return nc::Refuse("The parent node input is null!\n");
   if (id_array == nullptr) return nc::Refuse("The id_array input is null!\n");
-  if (id_array->cnt >= NC_DM_MAX_DEPTH)
+  if (id_array->cnt >= NC_DM_MAX_DEPTH) {
     return nc::Refuse("The id_array cnt has already reached max!\n");
+  }
   Level level = {id_array, {}, fault, erropt};
   nc_dm_id_array_cpy(&level.base, id_array);
 

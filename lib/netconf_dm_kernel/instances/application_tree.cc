@@ -157,8 +157,9 @@ Entry* DescendOrAttach(Entry* at, Entry* new_node) {
 }  // namespace
 
 int nc_dm_agent_insert_bin_tree_node(nc_dm_bin_tree_node_t* root, nc_dm_bin_tree_node_t* new_node) {
-  if (root == nullptr || new_node == nullptr)
+  if (root == nullptr || new_node == nullptr) {
     return nc::Refuse("The input binary tree node arguments is null!\n");
+  }
   // An id that is there already ends the walk, and the counts above it stay one too high: instances
   // are unique.
   for (Entry* at = root; at != nullptr && at->id != new_node->id;) {

@@ -33,8 +33,9 @@ uint64_t BucketCount(const nc_dm_hash_tab_t* hash_tab) {
 // The bucket of an id, whose low half alone is hashed; or null.
 Bucket* BucketOf(const nc_dm_hash_tab_t* hash_tab, nc_int64 instid) {
   const uint32_t index = nc_dm_hash_32(static_cast<uint32_t>(instid), hash_tab->size_bits_num);
-  if (index >= BucketCount(hash_tab))
+  if (index >= BucketCount(hash_tab)) {
     return nc::Refuse(nullptr, "The hash table index is more than the hash table size!\n");
+  }
   return &hash_tab->table[index];
 }
 

@@ -48,8 +48,9 @@ bool HasValue(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids, const char*
   const int result = nc_dm_serialize_val(&serialized, buffer, leaf.val_type);
   const nc::MallocPtr<char> text(serialized);
   if (result != 0) return nc::Refuse(false, "Current node value got serialization fail.\n");
-  if (text == nullptr)
+  if (text == nullptr) {
     return nc::Refuse(false, "Current node serialization value pointer is null.\n");
+  }
   if (strcmp(text.get(), value) == 0) return true;
   NC_DM_LOG_ERROR("Current node value: %s, input value: %s\n", text.get(), value);
   return false;
@@ -65,14 +66,16 @@ bool IsReadable(const nc_dm_agent_node_t& node) {
 nc_dm_agent_node_t* nc_dm_agent_child_cont_match(nc_dm_id_array_t* id_array,
                                                  nc_dm_agent_node_t* node, char* child_name,
                                                  char* child_value) {
-  if (node == nullptr || child_name == nullptr || child_value == nullptr)
+  if (node == nullptr || child_name == nullptr || child_value == nullptr) {
     return nc::Refuse(nullptr, "Invalid arguments inputs.\n");
+  }
   if (nc::IsEmpty(&node->sub_lst)) return nc::Refuse(nullptr, "The node has no children.\n");
   const auto children = nc::Records<nc_dm_agent_node_t>(&node->sub_lst);
   nc_dm_id_array_t own_ids = {};
   if (id_array == nullptr) {
-    if (nc_dm_get_ids(&own_ids, &*children.begin()) != 0)
+    if (nc_dm_get_ids(&own_ids, &*children.begin()) != 0) {
       return nc::Refuse(nullptr, "Failed to get id array.\n");
+    }
     id_array = &own_ids;
   }
   for (auto& child : children) {
@@ -87,8 +90,9 @@ nc_dm_agent_node_t* nc_dm_agent_child_cont_match(nc_dm_id_array_t* id_array,
 int nc_dm_agent_child_nodes_match(nc_dm_agent_node_t* node, nc_dm_path_nodes_t* path_nodes,
                                   nc_dm_list_t* list, nc_dm_stub_filter_node_t* match_node,
                                   int index) {
-  if (node == nullptr || path_nodes == nullptr || list == nullptr || match_node == nullptr)
+  if (node == nullptr || path_nodes == nullptr || list == nullptr || match_node == nullptr) {
     return nc::Refuse("The arguments input are invalid.\n");
+  }
   bool matched = false;
   if (index >= 0 && index < path_nodes->total_node && index < NC_DM_MAX_DEPTH) {
     const nc_int64 instance = path_nodes->instances[index];

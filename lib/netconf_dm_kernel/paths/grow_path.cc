@@ -72,8 +72,9 @@ nc_dm_agent_node_t* nc_dm_agent_create_nodes_check(char* path, nc_dm_id_array_t*
   Node* node = nullptr;
   const nc_dm_agent_match_status_t status =
       nc_dm_agent_match_id_arr(&g_nc_agent_dm.dm_root, &path_nodes, &node, id_array, 0);
-  if (!IsReached(status))
+  if (!IsReached(status)) {
     return nc::Refuse(nullptr, "The dm'tree don't have this instance path!\n");
+  }
   const nc_dm_node_src_t src = nc::RequestSource();
   nc::StampSource(node, src, nc::Stamper::kPathEdit);
   return CreateRest(node, &path_nodes, id_array, src);

@@ -71,8 +71,9 @@ bool HasComponentToCreate(const nc_dm_path_nodes_t& path_nodes) {
 int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm_node,
                          nc_dm_agent_node_t* dm_reg, nc_dm_agent_node_t* parent, list_head* head) {
   if (path_nodes == nullptr || !HasComponentToCreate(*path_nodes) || dm_node == nullptr ||
-      dm_reg == nullptr || head == nullptr)
+      dm_reg == nullptr || head == nullptr) {
     return nc::Refuse("Input parameter is invalid!\n");
+  }
   const char* name = path_nodes->nodes[path_nodes->match_cnt - 1];
   NC_DM_LOG_INFO("Register node:%s\n", name);
   Node* node = nc::NewNode(name, "(*dm_node)");
@@ -99,8 +100,9 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
 
 int nc_dm_agent_reg_nodes(list_head* dm_root, nc_dm_path_nodes_t* path_nodes,
                           nc_dm_agent_node_t* curr_node, nc_dm_agent_node_t* dm_reg) {
-  if (path_nodes == nullptr || path_nodes->total_node < 1)
+  if (path_nodes == nullptr || path_nodes->total_node < 1) {
     return nc::Refuse("Parameters input are invalid.\n");
+  }
   Node* node = curr_node;
   if (node == nullptr) {
     ++path_nodes->match_cnt;

@@ -160,8 +160,9 @@ class PathCollector {
     const bool is_leaf = IsLeafKind(node);
     nc::MallocPtr<char> joined = JoinComponents(*path_, is_leaf);
     const auto answer = joined == nullptr ? SeenTexts::Answer::kNoMemory : seen_->Add(joined.get());
-    if (answer == SeenTexts::Answer::kNoMemory)
+    if (answer == SeenTexts::Answer::kNoMemory) {
       return nc::Refuse("Failed to malloc for dm_name!\n");
+    }
     if (answer == SeenTexts::Answer::kSeen) return 0;
     entry->reg_entry.dm_path = joined.release();
     if (is_leaf && path_->total_node > 0) {

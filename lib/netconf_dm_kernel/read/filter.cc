@@ -111,8 +111,9 @@ int nc_dm_agent_filter_subtree_id_arr(nc_dm_stub_filter_node_list_t* filter_list
 
 int nc_dm_agent_filter_subtree(list_head* dm_root, nc_dm_stub_filter_t* filter,
                                nc_dm_list_t* list) {
-  if (filter == nullptr || filter->name == nullptr || list == nullptr)
+  if (filter == nullptr || filter->name == nullptr || list == nullptr) {
     return nc::Refuse("Input parameter is invalid!\n");
+  }
   nc_dm_path_nodes_t path;
   const int parsed = nc::ParseRequestPath(filter->name, &path);
   if (parsed != 0) return parsed;

@@ -107,8 +107,9 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(nc_dm_list_t* list, l
                                                            nc_dm_id_array_t* p_id_array, int bg,
                                                            int mt) {
   if (list == nullptr || dm_root == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0)
+      path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0) {
     return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_NO_EXIST, "Input parameter is invalid!\n");
+  }
   InstanceLookup(list, path_nodes, value, p_id_array, mt).Visit(dm_root, bg);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }

@@ -1,5 +1,5 @@
 // Values of leaves: read from the application one by one, by subtree or over all instances of a
-// path, and written.
+// path.
 //
 // What is read is collected with its path. The walkers carry the path as a text, to which each
 // level adds its component and takes it off again; a leaf that fails loses its own value and no
@@ -13,6 +13,7 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/call_timer.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
+#include "netconf_dm_kernel/read/walk_ids.h"
 #include "netconf_dm_kernel/shortcuts/prefetch.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_stub/value_node.h"
@@ -91,56 +92,6 @@ int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids
   return joined != 0 ? joined : Append(list, path.View(), value.Text(leaf->val_type), leaf->src);
 }
 
-// The ids that nc_dm_get_ids gives for the leaves below a node, kept along the walk instead of
-// being collected anew for each leaf. Falls back to nc_dm_get_ids where that function's result
-// differs from a plain list of the ids: above 15 ids, and below an element of a leaf-list, whose id
-// it takes twice.
-class WalkIds {
- public:
-  WalkIds() = default;
-  // Of the children of `node`; none for null, the top level.
-  explicit WalkIds(const nc_dm_agent_node_t* node) {
-    for (const auto* at = node; at != nullptr; at = at->parent) {
-      Count(at->instid);
-      if (at->node_type == NC_DM_NODE_TYPE_MULT_LEAF) cnt_ = kMaxExact + 1;
-    }
-    nc_int32 i = cnt_;
-    for (const auto* at = node; at != nullptr && IsExact(); at = at->parent) {
-      if (at->instid != 0) id_[--i] = at->instid;
-    }
-  }
-
-  // Goes on to the children of a child with that id, which may be 0; and back to where it was.
-  void Push(nc_int64 instid) {
-    if (Count(instid) && IsExact()) id_[cnt_ - 1] = instid;
-  }
-  nc_int32 Mark() const { return cnt_; }
-  void CutTo(nc_int32 mark) { cnt_ = mark; }
-
-  // The ids of a leaf there, as a callback takes them. 0, or the result of nc_dm_get_ids.
-  int Get(nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids) const {
-    const bool has_own_id = leaf->node_type == NC_DM_NODE_TYPE_MULT_LEAF;
-    if (cnt_ + (has_own_id ? 1 : 0) > kMaxExact) return nc_dm_get_ids(ids, leaf);
-    std::copy_n(id_, cnt_, ids->id);
-    ids->cnt = cnt_;
-    if (has_own_id) ids->id[ids->cnt++] = leaf->instid;
-    return 0;
-  }
-
- private:
-  static constexpr nc_int32 kMaxExact = NC_DM_MAX_DEPTH - 1;
-
-  bool IsExact() const { return cnt_ <= kMaxExact; }
-  bool Count(nc_int64 instid) {
-    if (instid == 0 || !IsExact()) return false;
-    ++cnt_;
-    return true;
-  }
-
-  nc_int32 cnt_ = 0;  // above kMaxExact: left to nc_dm_get_ids, and `id_` means nothing
-  nc_int64 id_[NC_DM_MAX_DEPTH];
-};
-
 // ---- Walking ----
 
 int ReadLeafOf(nc_dm_list_t* list, const nc_dm_path_nodes_t& path, nc_dm_agent_node_t* leaf) {
@@ -153,15 +104,16 @@ int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_
   nc_dm_id_array_t ids = {};
   const int result = nc_dm_get_ids(&ids, mode);
   if (result != 0) return result;
-  if (mode->parent == nullptr)
+  if (mode->parent == nullptr) {
     return nc::Refuse("The current node parent is null, can't get multiple child values!\n");
+  }
   return nc_dm_agent_get_mul_child_vals(list, mode->parent, mode->node_name, &ids, path);
 }
 
 // Where a walk is: the path's text, which has `depth` components, and the ids along it.
 struct Place {
   nc::PathText text;
-  WalkIds ids;
+  nc::WalkIds ids;
   int depth = 0;
 };
 
@@ -258,7 +210,7 @@ class MatchReader {
       if (at < last_) {
         VisitChildren(node, name, id);
       } else {
-        if (node.parent != parent) place_.ids = WalkIds(node.parent);
+        if (node.parent != parent) place_.ids = nc::WalkIds(node.parent);
         parent = node.parent;
         ReadMatch(&node, name, id);
       }
@@ -302,8 +254,9 @@ class MatchReader {
 
 int nc_dm_agent_get_node_val(nc_dm_list_t* list, nc_dm_agent_node_t* curr_node,
                              nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
-  if (list == nullptr || curr_node == nullptr || id_array == nullptr || path_nodes == nullptr)
+  if (list == nullptr || curr_node == nullptr || id_array == nullptr || path_nodes == nullptr) {
     return nc::Refuse(-3, "Input parameter is invalid.\n");
+  }
   return ReadLeaf(list, curr_node, id_array, RecordPath(*path_nodes));
 }
 
@@ -327,32 +280,17 @@ int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nod
   return joined != 0 ? joined : Append(list, path.View(), value, NC_DM_NODE_SRC_NONE);
 }
 
-int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array, char* val) {
-  if (curr_node == nullptr || val == nullptr)
-    return nc::Refuse(-3, "Input parameter is invalid!\n");
-  NC_DM_LOG_INFO("Set node '%s' values.\n", curr_node->node_name);
-  if (curr_node->set == nullptr) {
-    NC_DM_LOG_ERROR("Node '%s' has no set-value method!\n", curr_node->node_name);
-    return -1;
-  }
-  char* object = nullptr;
-  const int converted = nc_dm_unserialize_val(val, &object, curr_node->val_type);
-  const TextPtr typed(object);
-  if (converted != 0) return converted;
-  const int result = curr_node->set(id_array, typed.get());
-  if (result != 0) NC_DM_LOG_ERROR("Failed to set node value, error = %d!\n", result);
-  return result;
-}
-
 // ---- Many leaves ----
 
 int nc_dm_agent_get_mul_child_vals(nc_dm_list_t* list, nc_dm_agent_node_t* parent, char* child_name,
                                    nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
   if (parent == nullptr || child_name == nullptr || id_array == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node < 1 || path_nodes->total_node > NC_DM_MAX_DEPTH)
+      path_nodes->total_node < 1 || path_nodes->total_node > NC_DM_MAX_DEPTH) {
     return nc::Refuse(0, "Input parameter is invalid!\n");
-  if (id_array->cnt >= NC_DM_MAX_DEPTH)
+  }
+  if (id_array->cnt >= NC_DM_MAX_DEPTH) {
     return nc::Refuse(0, "The id_array->cnt is larger than id_array->id buffer size!\n");
+  }
   const nc_int32 cnt = ++id_array->cnt;
   nc_int64* instance = &path_nodes->instances[path_nodes->total_node - 1];
   for (auto& child : nc::SameNamed(&parent->sub_lst, child_name)) {
@@ -372,8 +310,9 @@ int nc_dm_agent_get_mul_child_vals(nc_dm_list_t* list, nc_dm_agent_node_t* paren
 
 int nc_dm_agent_get_nodes_vals(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
                                nc_dm_agent_node_t* curr_node) {
-  if (list == nullptr || path_nodes == nullptr || curr_node == nullptr)
+  if (list == nullptr || path_nodes == nullptr || curr_node == nullptr) {
     return nc::Refuse(-3, "Input parameter is invalid!\n");
+  }
   switch (curr_node->node_type) {
     case NC_DM_NODE_TYPE_LEAF:
     case NC_DM_NODE_TYPE_MULT_LEAF:
@@ -382,7 +321,7 @@ int nc_dm_agent_get_nodes_vals(nc_dm_list_t* list, nc_dm_path_nodes_t* path_node
       return ReadLeafList(list, path_nodes, curr_node);
     default: {
       const int depth = std::min(path_nodes->total_node, NC_DM_MAX_DEPTH);
-      Place place{{*path_nodes, depth}, WalkIds(curr_node), depth};
+      Place place{{*path_nodes, depth}, nc::WalkIds(curr_node), depth};
       ReadChildren(list, &place, *curr_node);
       return 0;
     }
@@ -393,8 +332,9 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_vals(nc_dm_list_t* list, list_h
                                                       nc_dm_path_nodes_t* path_nodes, int bg,
                                                       int mt) {
   if (list == nullptr || dm_root == nullptr || path_nodes == nullptr ||
-      path_nodes->total_node <= 0 || bg < 0 || bg >= NC_DM_MAX_DEPTH)
+      path_nodes->total_node <= 0 || bg < 0 || bg >= NC_DM_MAX_DEPTH) {
     return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_NO_EXIST, "Input parameter is invalid!\n");
+  }
   MatchReader(list, path_nodes, bg, mt).Visit(dm_root);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }

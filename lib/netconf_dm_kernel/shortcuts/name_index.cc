@@ -68,7 +68,7 @@ NameSlot* EnsureSlot(nc_dm_name_index** index, const char* name) {
 }
 
 // Closes the gap behind a slot that became free, so that no search ends there too early.
-void CloseGap(nc_dm_name_index* index, NameSlot* gap) {
+void CloseGap(nc_dm_name_index* index, const NameSlot* gap) {
   const size_t mask = index->capacity - 1;
   auto free_at = static_cast<size_t>(gap - index->slots);
   for (size_t at = (free_at + 1) & mask; index->slots[at].Name() != nullptr; at = (at + 1) & mask) {

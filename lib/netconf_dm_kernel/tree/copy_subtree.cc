@@ -21,8 +21,9 @@ bool AreArguments(const Node* parent_node, const Node* src_node, nc_int64 instid
   if (parent_node == nullptr) return nc::Refuse(false, "The parent node input is null!\n");
   if (src_node == nullptr) return nc::Refuse(false, "The source node input is null!\n");
   if (instid < 0) return nc::Refuse(false, "The instance id input is invalid!\n");
-  if (instid == 0 && nc::IsInstance(node_type))
+  if (instid == 0 && nc::IsInstance(node_type)) {
     return nc::Refuse(false, "The mult-object or mult-leaf instance id input is 0!\n");
+  }
   return true;
 }
 
