@@ -67,6 +67,8 @@ grep -q "expected_entries = 20000" "$work/one/every-type-model.c" || fail "ncdm:
 
 # ---- What an agent cannot serve ----
 refused "vlans.port: the module has no such list" "$source/examples/vlans/demo-vlans.yang" --expect vlans.port=3
+"$yang" generate "$source/tests/yang/every-type.yang" --expect "lists.by-number.{i}.inner=30000" -o "$work/inner" 2>/dev/null
+grep -q "expected_entries = 30000" "$work/inner/every-type-model.c" || fail "--expect does not know registered paths"
 refused "it is PATH=NUMBER" "$source/examples/vlans/demo-vlans.yang" --expect vlans.vlan=many
 refused "no-such.yang: is no file" "$work/no-such.yang"
 module() { # NAME BODY: a module with the body

@@ -51,13 +51,22 @@ std::string PackageHint() {
   return prefix.string();
 }
 
+// A list may be named as it is registered: "interfaces.interface.{i}.address".
+std::string WithoutMarkers(std::string path) {
+  constexpr std::string_view kMarker = ".{i}";
+  for (size_t at = path.find(kMarker); at != std::string::npos; at = path.find(kMarker)) {
+    path.erase(at, kMarker.size());
+  }
+  return path;
+}
+
 std::pair<std::string, uint32_t> ParseExpectation(const std::string& text) {
   const size_t equals = text.rfind('=');
   const std::string number = equals == std::string::npos ? "" : text.substr(equals + 1);
   const bool digits = !number.empty() && number.size() < 10 &&
                       number.find_first_not_of("0123456789") == std::string::npos;
   if (!digits || equals == 0) throw Refusal("--expect " + text + ": it is PATH=NUMBER");
-  return {text.substr(0, equals), static_cast<uint32_t>(std::stoul(number))};
+  return {WithoutMarkers(text.substr(0, equals)), static_cast<uint32_t>(std::stoul(number))};
 }
 
 std::vector<std::string> SplitPaths(const std::vector<std::string>& arguments) {
@@ -75,7 +84,9 @@ void Generate(const Request& request) {
   Wishes wishes;
   wishes.search_paths = SplitPaths(request.paths);
   wishes.further_modules = request.further;
-  wishes.whole_entries = request.whole;
+  for (const std::string& list : request.whole) {
+    wishes.whole_entries.push_back(WithoutMarkers(list));
+  }
   for (const std::string& text : request.expect) {
     wishes.expected_entries.push_back(ParseExpectation(text));
   }

@@ -27,9 +27,13 @@ Application& Application::Instance() {
   return application;
 }
 
-Record Application::Defaults(const ncdm_node_t& node) {
-  Record record(node.size);
-  for (const ncdm_leaf_t& leaf : Leaves(node)) Reset(leaf, record.data());
+const Record& Application::Defaults(const ncdm_node_t& node) {
+  Record& record = Instance().defaults_[&node];
+  if (record.empty()) {
+    Record fresh(node.size);
+    for (const ncdm_leaf_t& leaf : Leaves(node)) Reset(leaf, fresh.data());
+    record = std::move(fresh);
+  }
   return record;
 }
 

@@ -3,6 +3,7 @@
 #define YANG_RUNTIME_APPLICATION_H_
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -19,8 +20,8 @@ class Application {
  public:
   static Application& Instance();
 
-  // A record of the node's defaults.
-  static Record Defaults(const ncdm_node_t& node);
+  // A record of the node's defaults; read from their texts once.
+  static const Record& Defaults(const ncdm_node_t& node);
 
   // Reads a record. 0; kNoSuchEntry; otherwise negative.
   int Load(const ncdm_node_t& node, const Ids& ids, Record& record);
@@ -60,6 +61,7 @@ class Application {
   void Remember(const ncdm_node_t& node, const Ids& ids, const Record& record);
 
   Store store_;
+  std::map<const ncdm_node_t*, Record> defaults_;
   std::set<std::pair<const ncdm_node_t*, Ids>> from_file_;
   zu_thread_master* master_ = nullptr;
   const ncdm_node_t* read_node_ = nullptr;
