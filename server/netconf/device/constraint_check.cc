@@ -208,7 +208,8 @@ bool ConstraintCheck::HasTarget(const Constraint& constraint, const lyd_node* no
 
 void ConstraintCheck::Reference(const Constraint& constraint) {
   for (lyd_node* node : Instances(constraint.context)) {
-    if (!HasTarget(constraint, node)) {
+    // An empty text is how applications show what they have not got.
+    if (*lyd_get_value(node) != '\0' && !HasTarget(constraint, node)) {
       Fail("data-missing", "instance-required",
            "'" + ValueOf(node) + "' refers to what does not exist", InstancePath(node));
     }

@@ -157,14 +157,26 @@ Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, c
   const auto turn = co_await turns_.TakeCandidate();
   CheckLock(Datastore::kCandidate, rpc.client);
   CheckServed(*CurrentMapping(), edit);
+  const bool was_changed = datastores_.candidate.has_value();
   co_await LoadCandidate();
-  Tree wanted = datastores_.candidate->tree.Copy();
-  ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
-  if (parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly) {
-    CheckWhole(&wanted, false);
+  try {
+    Tree wanted = datastores_.candidate->tree.Copy();
+    ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
+    if (parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly) {
+      CheckWhole(&wanted, false);
+    }
+    if (parameters.test != Test::kTestOnly) {
+      datastores_.candidate->tree = std::move(wanted);
+      co_return;
+    }
+  } catch (const OperationFailed&) {
+    if (!was_changed) {
+      ForgetCandidate();
+    }
+    throw;
   }
-  if (parameters.test != Test::kTestOnly) {
-    datastores_.candidate->tree = std::move(wanted);
+  if (!was_changed) {
+    ForgetCandidate();
   }
 }
 

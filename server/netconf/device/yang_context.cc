@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -285,7 +286,17 @@ bool YangContext::IsDevice(const lys_module* module) const {
 }
 
 std::string YangContext::ContentId() const {
-  return std::to_string(ly_ctx_get_change_count(context_));
+  // Another set of modules has to have another one, also after a restart: 64-bit FNV-1a.
+  std::uint64_t hash = 14695981039346656037U;
+  for (const lys_module* module : Modules()) {
+    const std::string text = std::string(module->name) + "@" +
+                             (module->revision == nullptr ? "" : module->revision) +
+                             (module->implemented != 0 ? "+" : "-");
+    for (const char c : text) {
+      hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    }
+  }
+  return std::to_string(hash);
 }
 
 std::string YangContext::LastError() const {
