@@ -36,6 +36,7 @@ add_custom_command(OUTPUT ${packaged}/symbols
     -DOUTPUT=${packaged}/symbols -P ${packaging}/write_symbols.cmake
   DEPENDS ${packaged_libraries} ${packaging}/write_symbols.cmake
   VERBATIM)
+file(WRITE ${packaged}/triggers "activate-noawait ldconfig\n")
 add_custom_target(package-symbols DEPENDS ${packaged}/symbols)
 
 set(CPACK_GENERATOR DEB)
@@ -59,7 +60,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${package_library})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${packaged}/symbols)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${packaged}/symbols ${packaged}/triggers)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "NETCONF data-model agent for device applications
 A process on a network device links this library to expose its configuration
 and state to the device's NETCONF server. It registers its data model with

@@ -13,7 +13,9 @@ foreach(library IN LISTS LIBRARIES)
   foreach(line IN LISTS lines)
     string(REGEX MATCH "[^ ]+$" symbol "${line}")
     string(REPLACE "@@" "@" symbol "${symbol}")
-    if(NOT symbol MATCHES "@")
+    if(line MATCHES " A ")  # the version itself
+      set(symbol "${symbol}@${symbol}")
+    elseif(NOT symbol MATCHES "@")
       set(symbol "${symbol}@Base")
     endif()
     # Mangled names are templates of the C++ library that the compiler put there, no interface.

@@ -10,7 +10,7 @@ example=/usr/share/doc/libnetconf-dm-agent-dev/examples/minimal/minimal.c
 
 flags=$(pkg-config --cflags --libs netconf_dm_agent)
 cc -std=c11 -Wall -Wextra -Werror "$example" $flags -o by-pkg-config-c
-c++ -std=c++20 -Wall -Wextra -Werror -x c++ "$example" -x none $flags -o by-pkg-config-cxx
+c++ -std=c++20 -Wall -Wextra -Werror -Wno-write-strings -x c++ "$example" -x none $flags -o by-pkg-config-cxx
 for language in C CXX; do
   mkdir "$language"
   cp "$example" "$language/main.$([[ $language == C ]] && echo c || echo cc)"
