@@ -419,7 +419,7 @@ class Sequence {
       Check(server_->IsDone(id), "a request never ends");
       Take(id);
     }
-    Check(server_->Agents().size() <= kNames.size(), "agents that never were");
+    Check(server_->Agents().size() <= Server::kMaxGoneAgents, "too many are remembered");
     for (const Agent* agent : server_->Agents()) {
       Check(agent->registry.memory() <= kMaxRegistry + 4096, "announcements beyond their limit");
     }

@@ -85,6 +85,7 @@ class FakeAgent {
   // What was asked so far, barriers left out; and the messages that are no requests.
   const std::vector<Request>& requests() const { return requests_; }
   const std::vector<RawMessage>& messages() const { return messages_; }
+  void ForgetRequests() { requests_.clear(); }
 
   void Send(std::string_view bytes);
   void Close();

@@ -225,6 +225,7 @@ class HostileAgentsTest : public testing::Test {
       Turn();
     }
     EXPECT_TRUE(server_->Take(id)->ok());
+    good_->ForgetRequests();  // what the agent remembers is not the server's
   }
 
   TempDir directory_;
