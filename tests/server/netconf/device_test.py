@@ -67,6 +67,14 @@ class Device:
     def start_vlans(self):
         self.start('vlans', VLANS, '--config', self.folder / 'vlans.json')
 
+    def saved(self):
+        """What the VLAN demo has written since it was last told to commit."""
+        try:
+            with open(self.folder / 'vlans.json') as file:
+                return file.read()
+        except FileNotFoundError:
+            return ''
+
     def end(self, name):
         process = self.applications.pop(name)
         process.send_signal(signal.SIGCONT)
@@ -405,7 +413,8 @@ class DiscoveryTest(DeviceTest):
 class AgentTest(DeviceTest):
 
     def test_agent_that_is_away_is_left_out_and_comes_back(self):
-        self.edit(vlans(vlan(10)))
+        self.edit(vlans(vlan(10, '<name>kept</name>')))
+        self.assertTrue(wait_until(lambda: 'kept' in self.device.saved()))
         self.device.end('vlans')
         self.assertTrue(wait_until(lambda: self.find('//v:location') == []))
         self.refuse_edit(vlans(vlan(11)), 'operation-failed')
