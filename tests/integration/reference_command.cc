@@ -54,7 +54,7 @@ int DeleteBelow(const ReferenceContext& context, ReferenceTree::Node* container,
     bool failed = false;
     if (child->kind == Schema::Kind::kLeaf) {
       failed = context.IsVisible(container->leaf_src.at(child->name)) && child->offers(kDelete) &&
-               app.DeleteLeaf(*child, ids, "") < 0;
+               context.Note(app.DeleteLeaf(*child, ids, "")) < 0;
     } else if (child->kind == Schema::Kind::kContainer) {
       failed = DeleteBelow(context, &container->containers.at(child->name), ids, goes_on) != 0;
     }
@@ -71,7 +71,7 @@ int DeleteBelow(const ReferenceContext& context, ReferenceTree::Node* container,
         schema.kind == Schema::Kind::kLeafList ? app.DeleteElement(schema, own, "")
         : schema.has_command ? app.Command(schema, NC_DM_CMD_OP_DELETE, own, {}, &existed)
                              : app.DeleteEntry(schema, own, "");
-    if (deleted >= 0) {
+    if (context.Note(deleted) >= 0) {
       ReferenceTree::RemoveInstance(container, name, id);
     } else if (fails(name)) {
       return -1;
@@ -99,6 +99,7 @@ std::int64_t ReferenceCommand::Run(const std::vector<EditElement>& edits, int cm
 void ReferenceCommand::Execute(const Ids& ids) {
   bool existed = false;
   result_ = app_.Command(entry_, op_flag_, ids, slots_, &existed);
+  context_.Note(result_, op_flag_ == NC_DM_CMD_OP_CREATE || op_flag_ == NC_DM_CMD_OP_MERGE);
   if (result_ == kMissing) {
     if (operation_ == Operation::kDelete) Fail(NC_DM_FAULT_CODE_DATA_MISSING, entry_.name);
     if (operation_ == Operation::kRemove) result_ = 0;
@@ -170,6 +171,7 @@ ReferenceCommand::Outcome ReferenceCommand::SetLeaf(const EditElement& edit, con
                                                     const std::string& text) {
   if (!leaf.offers(kSet)) return Outcome::kDone;
   if (app_.Set(leaf, edit.ids, text) != 0) return Fail(NC_DM_FAULT_CODE_OP_FAILED, leaf.name);
+  *context_.accepted = true;
   if (node_ != nullptr) Stamp(&node_->leaf_src.at(leaf.name));
   result_ = 0;
   return Outcome::kDone;
@@ -178,7 +180,7 @@ ReferenceCommand::Outcome ReferenceCommand::SetLeaf(const EditElement& edit, con
 ReferenceCommand::Outcome ReferenceCommand::DeleteLeaf(const EditElement& edit, const Schema& leaf,
                                                        const std::string& text) {
   if (!leaf.offers(kDelete)) return Fail(NC_DM_FAULT_CODE_OP_FAILED, leaf.name);
-  const std::int64_t deleted = app_.DeleteLeaf(leaf, edit.ids, text);
+  const std::int64_t deleted = context_.Note(app_.DeleteLeaf(leaf, edit.ids, text));
   if (deleted == kMissing) {
     return edit.operation == Operation::kDelete ? Fail(NC_DM_FAULT_CODE_DATA_MISSING, leaf.name)
                                                 : Outcome::kDone;
@@ -194,7 +196,7 @@ ReferenceCommand::Outcome ReferenceCommand::CreateElement(const EditElement& edi
                                                           const std::string& text) {
   const std::string& name = leaf_list.name;
   bool existed = false;
-  const std::int64_t id = app_.CreateElement(leaf_list, edit.ids, text, &existed);
+  const std::int64_t id = context_.Note(app_.CreateElement(leaf_list, edit.ids, text, &existed));
   if (id < 0) return Fail(NC_DM_FAULT_CODE_OP_FAILED, name);
   if (existed && edit.operation == Operation::kCreate) {
     return Fail(NC_DM_FAULT_CODE_DATA_EXISTS, name);
@@ -214,7 +216,7 @@ ReferenceCommand::Outcome ReferenceCommand::DeleteElement(const EditElement& edi
                                                           const Schema& leaf_list,
                                                           const std::string& text) {
   const std::string& name = leaf_list.name;
-  const std::int64_t id = app_.DeleteElement(leaf_list, edit.ids, text);
+  const std::int64_t id = context_.Note(app_.DeleteElement(leaf_list, edit.ids, text));
   if (id == kMissing) {
     return edit.operation == Operation::kDelete ? Fail(NC_DM_FAULT_CODE_DATA_MISSING, name)
                                                 : Outcome::kDone;

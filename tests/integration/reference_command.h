@@ -37,7 +37,13 @@ struct ReferenceContext {
   ReferenceTree* tree;
   int src;  // of the request's datastore
   ReferenceFault* fault;
+  bool* accepted;  // has the application said yes to something
 
+  // Notes an answer of the application, and passes it on. 0 is a yes unless it is no entry.
+  std::int64_t Note(std::int64_t answer, bool zero_is_none = false) const {
+    if (answer > 0 || (answer == 0 && !zero_is_none)) *accepted = true;
+    return answer;
+  }
   bool IsVisible(int node_src) const {
     return src != NC_DM_NODE_SRC_SDN || node_src == NC_DM_NODE_SRC_SDN;
   }

@@ -191,6 +191,7 @@ Expectation ReferenceEdits::LookUpEntry(const ModelRequest& request, const Eleme
              ? AskApplication(app, list, key.ids, keys)
              : FindInTree(app, list, *above.node, Prefix(key.ids, above.ids_used), keys);
   }
+  context_.Note(id, true);
   // An id of 0 is no failure.
   return id < 0 ? FailOn(list) : Ok(id);
 }
@@ -203,7 +204,8 @@ std::int64_t ReferenceEdits::CreateByKey(const Schema& list, const Element& edit
     return -1;
   }
   bool existed = false;
-  const std::int64_t id = context_.application->CreateEntry(list, edit.ids, *text, &existed);
+  const std::int64_t id =
+      context_.Note(context_.application->CreateEntry(list, edit.ids, *text, &existed), true);
   if (id > 0 && existed && edit.operation == Operation::kCreate) {
     fault_.Set(NC_DM_FAULT_CODE_DATA_EXISTS);
     return -1;
@@ -218,7 +220,7 @@ std::int64_t ReferenceEdits::DeleteByKey(const Schema& list, const Element& edit
     fault_.Set(NC_DM_FAULT_CODE_DATA_INVALID_VALUE, key.name);
     return -1;
   }
-  const std::int64_t id = context_.application->DeleteEntry(list, edit.ids, *text);
+  const std::int64_t id = context_.Note(context_.application->DeleteEntry(list, edit.ids, *text));
   if (id != ReferenceApplication::kMissing) return id;
   if (edit.operation == Operation::kRemove) return 0;
   fault_.Set(NC_DM_FAULT_CODE_DATA_MISSING);

@@ -13,7 +13,12 @@ namespace ncdm_test {
 class ReferenceEdits {
  public:
   ReferenceEdits(ReferenceApplication* application, ReferenceTree* tree, int src)
-      : context_{application, tree, src, &fault_} {}
+      : context_{application, tree, src, &fault_, &accepted_} {
+    tree->BeginWay();
+  }
+  ~ReferenceEdits() {
+    if (!accepted_) context_.tree->UnmakeWay();
+  }
   ReferenceEdits(const ReferenceEdits&) = delete;
   ReferenceEdits& operator=(const ReferenceEdits&) = delete;
 
@@ -42,6 +47,7 @@ class ReferenceEdits {
   bool RunGroup(const std::vector<Element>& group, std::int64_t* result);
 
   ReferenceFault fault_;
+  bool accepted_ = false;
   ReferenceContext context_;
 };
 

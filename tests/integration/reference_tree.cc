@@ -109,6 +109,7 @@ ReferenceTree::Place ReferenceTree::CreateMissing(const std::vector<std::string>
       if (place.ids_used >= ids.size()) return place;
       const std::int64_t id = ids[place.ids_used];
       if (id <= 0) return {};
+      made_.push_back({place.node, child->name, id});
       place = Step(place, child, AddInstance(place.node, child, id, src));
     } else {
       place = Step(place, child, nullptr);
@@ -116,6 +117,12 @@ ReferenceTree::Place ReferenceTree::CreateMissing(const std::vector<std::string>
     }
   }
   return place;
+}
+
+void ReferenceTree::UnmakeWay() {
+  for (; !made_.empty(); made_.pop_back()) {
+    RemoveInstance(made_.back().owner, made_.back().name, made_.back().id);
+  }
 }
 
 std::size_t ReferenceTree::CountInstances(const Node& node, Schema::Kind kind) {

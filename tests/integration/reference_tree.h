@@ -45,6 +45,9 @@ class ReferenceTree {
   // Makes the instances along a path that are missing, and stamps the way. The deepest place, or
   // nothing.
   Place CreateMissing(const std::vector<std::string>& names, const Ids& ids, int src);
+  // Takes out what was made since the last BeginWay.
+  void BeginWay() { made_.clear(); }
+  void UnmakeWay();
 
   static Node* AddInstance(Node* owner, const Schema* schema, std::int64_t id, int src);
   static void RemoveInstance(Node* owner, const std::string& name, std::int64_t id);
@@ -65,8 +68,16 @@ class ReferenceTree {
   static std::size_t CountInstances(const Node& node, Schema::Kind kind);
   static std::size_t InstanceSizes(const Node& node);
 
+  // An instance that was made on the way.
+  struct Made {
+    Node* owner;
+    std::string name;
+    std::int64_t id;
+  };
+
   const Schema* schema_;
   Node root_;
+  std::vector<Made> made_{};
 };
 
 }  // namespace ncdm_test

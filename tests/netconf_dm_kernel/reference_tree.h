@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/model_app.h"
@@ -186,6 +187,7 @@ class ReferenceTree {
       if (node.kind == Kind::kLeaf || node.src != NC_DM_NODE_SRC_CLI_ALW) node.src = src;
     };
     stamp(*way.last);
+    bool has_made = false;
     for (; way.names < names.size(); ++way.names) {
       Node* node = Child(*way.last, names[way.names]);
       if (node == nullptr) return nullptr;
@@ -193,6 +195,7 @@ class ReferenceTree {
         if (way.ids == ids.size()) return way.last;
         node = MakeInstance(*way.last, *node, ids[way.ids++], src);
         if (node == nullptr) return nullptr;
+        if (!std::exchange(has_made, true)) made_.push_back(node);
       } else {
         stamp(*node);
       }
@@ -201,7 +204,13 @@ class ReferenceTree {
     return way.last;
   }
 
+  // Takes out what was made on the way, the last first.
+  void UnmakeWay() {
+    for (; !made_.empty(); made_.pop_back()) Remove(made_.back());
+  }
+
   Nodes roots_;
+  std::vector<Node*> made_;  // the topmost of each way
 };
 
 }  // namespace ncdm_test

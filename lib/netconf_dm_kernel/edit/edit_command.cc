@@ -3,6 +3,7 @@
 // containers are served at once through their own callbacks.
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -141,6 +142,9 @@ void CommandRun::Execute() {
     ExecuteFailed();
     return;
   }
+  // A creation gives an entry, and 0 is none.
+  const bool is_creation = cmd_op_ == NC_DM_CMD_OP_CREATE || cmd_op_ == NC_DM_CMD_OP_MERGE;
+  if (result_ > 0 || !is_creation) nc::NoteAccepted();
   nc_dm_agent_padb_update_src(entry_, src_);
   NC_DM_LOG_INFO("The 'exe_cmd' return value of parent node '%s' is %lld.\n", entry_->node_name,
                  nc::LongLong(result_));
@@ -282,6 +286,7 @@ Outcome CommandRun::SetLeaf(const Element& element) {
     NC_DM_LOG_ERROR("Failed to set the tmp node '%s' value!\n", leaf->node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
   }
+  nc::NoteAccepted();
   nc::StampSource(leaf, src_, nc::Stamper::kLeafEdit);
   result_ = 0;
   return Outcome::kDone;
@@ -301,6 +306,7 @@ Outcome CommandRun::DeleteLeaf(const Element& element) {
     NC_DM_LOG_ERROR("Failed to delete the tmp node '%s' value!\n", leaf->node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
   }
+  nc::NoteAccepted();
   nc::StampSource(leaf, src_, nc::Stamper::kLeafEdit);
   result_ = deleted;
   return Outcome::kDone;
@@ -331,6 +337,7 @@ Outcome CommandRun::CreateValue(const Element& element) {
     NC_DM_LOG_ERROR("Failed to create the tmp node '%s' value!\n", list.node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
   }
+  nc::NoteAccepted();  // it has the value, be it that it had it before
   if (element.edit.op == NC_DM_OP_CREATE && element.ids->output.inst_exist == 1) {
     NC_DM_LOG_ERROR("The tmp node '%s' value '%s' already exists.\n", list.node_name,
                     nc::Printable(element.edit.val));
@@ -371,6 +378,7 @@ Outcome CommandRun::DeleteValue(const Element& element) {
                     nc::Printable(element.edit.val));
     return Fail(NC_DM_FAULT_CODE_DATA_MISSING, element);
   }
+  nc::NoteAccepted();
   result_ = instid;
   nc_dm_agent_node_t* value = nc_dm_agent_get_mode_node_inst(entry_, list.node_name, instid);
   if (value != nullptr) {

@@ -1,6 +1,7 @@
 // Edit of one list entry, which the server addresses by its key leaves.
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -128,7 +129,11 @@ nc_int64 LookUpEntry(const EntryEdit& edit) {
   const nc_int64 instid =
       nc_dm_agent_get_node_instid(edit.ids, edit.grandfather, edit.mode_node, &keys);
   nc_dm_agent_free_key_list(&keys);
-  if (instid <= 0) Blame(edit);
+  if (instid <= 0) {
+    Blame(edit);
+  } else {
+    nc::NoteAccepted();  // the application has the entry, and so the way to it
+  }
   return instid;
 }
 
@@ -145,7 +150,8 @@ nc_int64 nc_dm_agent_edit_object(nc_int32 pkt_type, nc_dm_stub_edit_node_list_t*
     return -1;
   }
   const nc::EditIds ids(*first->edit);
-  nc_dm_agent_node_t* grandfather = nc_dm_agent_create_nodes_check(first->edit->name, ids.get());
+  nc::MadeWay way;
+  nc_dm_agent_node_t* grandfather = way.Make(first->edit->name, ids.get());
   if (grandfather == nullptr) {
     NC_DM_LOG_ERROR("Failed to check the path nodes creation.\n");
     fault->fault_code = NC_DM_FAULT_CODE_OP_FAILED;

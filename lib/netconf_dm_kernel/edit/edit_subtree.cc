@@ -3,6 +3,7 @@
 // command.
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -152,8 +153,8 @@ bool Group::Add(nc_dm_stub_edit_node_t* node) {
 
 class Pass {
  public:
-  Pass(Group* group, nc_dm_fault_t* fault)
-      : group_(group), first_(group->first_edit()), ids_(first_), fault_(fault) {}
+  Pass(Group* group, nc::MadeWay* way, nc_dm_fault_t* fault)
+      : group_(group), first_(group->first_edit()), ids_(first_), way_(way), fault_(fault) {}
 
   // False ends the request. `*result` becomes that of the command or the deletion, if one ran.
   bool Run(nc_int64* result);
@@ -170,6 +171,7 @@ class Pass {
   Group* group_;
   const nc_dm_stub_edit_t& first_;
   const nc::EditIds ids_;
+  nc::MadeWay* way_;
   nc_dm_fault_t* fault_;
 };
 
@@ -187,7 +189,7 @@ bool Pass::Run(nc_int64* result) {
 // Makes the instances on the way to what is written, as far as they are missing. Whether that
 // worked shows in the match.
 void Pass::CreateWay() {
-  const nc_dm_agent_node_t* last = nc_dm_agent_create_nodes_check(first_.name, ids_.get());
+  const nc_dm_agent_node_t* last = way_->Make(first_.name, ids_.get());
   if (last == nullptr) return;
   NC_DM_LOG_INFO("The last node checked is '%s', instance is %lld.\n", last->node_name,
                  nc::LongLong(last->instid));
@@ -239,6 +241,7 @@ nc_int64 nc_dm_agent_edit_subtree(list_head* /*dm_root*/, nc_dm_stub_edit_node_l
     NC_DM_LOG_INFO("The edit list input is empty.\n");
     return 0;
   }
+  nc::MadeWay way;
   nc_int64 result = 0;
   while (!nc::IsEmpty(&edit_list->edit_head)) {
     Group group;
@@ -247,7 +250,7 @@ nc_int64 nc_dm_agent_edit_subtree(list_head* /*dm_root*/, nc_dm_stub_edit_node_l
       return -1;
     }
     if (group.IsEmpty()) break;  // nothing of the rest could be read
-    if (!Pass(&group, fault).Run(&result)) return -1;
+    if (!Pass(&group, &way, fault).Run(&result)) return -1;
   }
   return result;
 }

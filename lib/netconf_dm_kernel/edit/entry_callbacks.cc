@@ -2,6 +2,7 @@
 // of everything below a container.
 
 #include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -106,6 +107,7 @@ bool DeleteEntry(nc_dm_agent_node_t* entry, const Level& level) {
                    entry->node_name, nc::LongLong(entry->instid));
     return true;
   }
+  nc::NoteAccepted();
   nc_dm_agent_unreg_nodes(entry);
   return true;
 }
@@ -121,6 +123,7 @@ bool DeleteLeafListElement(nc_dm_agent_node_t* element, const Level& level) {
                     nc::LongLong(element->instid));
     return false;
   }
+  nc::NoteAccepted();
   nc_dm_agent_unreg_nodes(element);
   return true;
 }
@@ -135,6 +138,7 @@ bool DeleteLeaf(nc_dm_agent_node_t* leaf, const Level& level) {
     NC_DM_LOG_ERROR("Failed to delete the leaf node '%s'!\n", leaf->node_name);
     return false;
   }
+  nc::NoteAccepted();
   return true;
 }
 
@@ -190,6 +194,7 @@ nc_int64 nc_dm_agent_edit_create(nc_dm_agent_node_t* key_parent_mode, nc_dm_stub
   NC_DM_LOG_INFO("The 'create' return value of node '%s' is %lld.\n", key_parent_mode->node_name,
                  nc::LongLong(instid));
   if (instid <= 0) return instid;
+  nc::NoteAccepted();  // it has the entry, be it that it had it before
   if (nc_op == NC_DM_OP_CREATE && ids.get()->output.inst_exist == 1) {
     NC_DM_LOG_ERROR("The instance node already exists, op is 'create', return error!\n");
     nc_dm_agent_set_fault(fault, NC_DM_FAULT_CODE_DATA_EXISTS, nullptr);
@@ -220,6 +225,7 @@ nc_int64 nc_dm_agent_edit_delete(nc_dm_agent_node_t* key_parent, nc_dm_stub_edit
                                     [&] { return key_parent->delete_(ids.get(), value.get()); });
   NC_DM_LOG_INFO("The 'delete' return value of node '%s' is %lld.\n", key_parent->node_name,
                  nc::LongLong(result));
+  if (result >= 0) nc::NoteAccepted();
   return result == NC_DM_FAULT_CODE_OP_FAILED ? MissingInstance(nc_op, fault) : result;
 }
 

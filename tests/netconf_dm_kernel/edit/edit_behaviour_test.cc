@@ -112,11 +112,11 @@ TEST_F(EntryBehaviourTest, TheFirstKeyLeafSpeaksForTheEntry) {
   EXPECT_THAT(app.CallTexts(), ElementsAre("create name ids=[] src=0 value=red"));
 }
 
-TEST_F(EntryBehaviourTest, AnIdForTheEntryItselfMakesItAndEndsInItsLeaf) {
+TEST_F(EntryBehaviourTest, AnIdForTheEntryItselfEndsInItsLeafAndDoesNothing) {
   RegisterVrfs();
   EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 4, .flag = 1, .ids = {3}}}), 3);
   EXPECT_EQ(Fault(), "-7 ");
-  EXPECT_NE(NodeAt("net.vrf.3"), nullptr);
+  EXPECT_EQ(NodeAt("net.vrf.3"), nullptr);
   // Of ids that lead further than the path, the last is answered.
   EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 1, .flag = 1, .ids = {3, 8}}}),
             8);
@@ -442,10 +442,42 @@ TEST_F(SubtreeBehaviourTest, TheFirstEditOfAGroupDecidesWhetherItsEntryIsMade) {
   EXPECT_THAT(app.CallTexts(), IsEmpty());
 }
 
-TEST_F(SubtreeBehaviourTest, AnEntryIsMadeAlsoWhenNothingIsToBeDoneInIt) {
+TEST_F(SubtreeBehaviourTest, NoEntryIsLeftWhereNothingWasToBeDone) {
   EXPECT_EQ(Edit({{.name = "net.vrf.mtu", .val = "v", .op = 0, .defop = 3, .ids = {5}}}), 0);
-  EXPECT_NE(NodeAt("net.vrf.5"), nullptr);
+  EXPECT_EQ(NodeAt("net.vrf.5"), nullptr);
   EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
+// ---- Entries that were made for what the application then refused ----
+
+TEST_F(SubtreeBehaviourTest, AnEntryMadeForARefusedEditIsRemovedAgain) {
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), -1);
+  EXPECT_EQ(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeBehaviourTest, AnEntryOfWhichSomethingWasAcceptedStays) {
+  app.On(Callback::kSet, "desc", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5}), Set("net.vrf.desc", {5})}), -1);
+  EXPECT_NE(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeBehaviourTest, AnEntryThatWasThereStaysWhateverIsRefused) {
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), 0);
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), -1);
+  EXPECT_NE(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeBehaviourTest, EveryEntryMadeForARefusedRequestIsRemoved) {
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({{.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {5}},
+                  {.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {6}},
+                  {.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {7}}}),
+            -1);
+  for (const char* entry : {"net.vrf.5", "net.vrf.6", "net.vrf.7"}) {
+    EXPECT_EQ(NodeAt(entry), nullptr);
+  }
 }
 
 // ---- Containers ----

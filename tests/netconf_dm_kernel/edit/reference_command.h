@@ -62,6 +62,12 @@ class ReferenceCommand : public ReferenceTree {
     bool ignored;
     return answers_(call.callback, call.leaf, call.ids, exists != nullptr ? exists : &ignored);
   }
+  // Whether an answer is a yes.
+  static bool IsAccepted(Callback callback, nc_int64 answer, bool zero_is_none) {
+    if (callback == Callback::kGetAttr) return false;
+    if (callback == Callback::kSet) return answer == 0;
+    return answer > 0 || (answer == 0 && !zero_is_none);
+  }
 
   nc_int64 CallLeaf(Callback callback, const ModelLeaf& leaf, const Ids& ids, int src,
                     const std::string& value, bool* exists = nullptr) {
@@ -71,7 +77,10 @@ class ReferenceCommand : public ReferenceTree {
     call.ids = ids;
     call.src = src;
     call.value = value;
-    return Call(call, exists);
+    const nc_int64 answer = Call(call, exists);
+    const bool is_entry = callback == Callback::kCreate && (leaf.flag & NC_DM_FLAG_LEAF_LIST) == 0;
+    accepted_ |= IsAccepted(callback, answer, is_entry);
+    return answer;
   }
 
   nc_int64 CallCommand(const ModelLeaf& leaf, const Ids& ids, int src, int op_flag,
@@ -84,7 +93,10 @@ class ReferenceCommand : public ReferenceTree {
     call.src = src;
     call.op_flag = op_flag;
     call.slots = slots;
-    return Call(call, exists);
+    const nc_int64 answer = Call(call, exists);
+    const bool creates = op_flag == NC_DM_CMD_OP_CREATE || op_flag == NC_DM_CMD_OP_MERGE;
+    accepted_ |= IsAccepted(callback, answer, creates);
+    return answer;
   }
 
   // What a callback reads from an empty buffer.
@@ -295,6 +307,7 @@ class ReferenceCommand : public ReferenceTree {
   }
 
   bool sdn_ = false;
+  bool accepted_ = false;  // the application has said yes to something
   Answers answers_;
   Outcome seen_;
 };

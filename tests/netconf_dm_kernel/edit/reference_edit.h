@@ -43,8 +43,11 @@ class ReferenceEdit : public ReferenceCommand {
     sdn_ = sdn;
     answers_ = answers;
     seen_ = {};
+    accepted_ = false;
+    made_.clear();
   }
   Outcome End(size_t left) {
+    if (!accepted_) UnmakeWay();
     seen_.left = static_cast<int>(left);
     Visit(roots_, "", [this](const std::string& at, Node& node) { seen_.tree[at] = node.src; });
     return seen_;
@@ -196,6 +199,7 @@ class ReferenceEdit : public ReferenceCommand {
       default: {
         const nc_int64 result = LookUp(*above, *list, request, ids);
         if (result <= 0) FaultUnlessSet(*list);
+        accepted_ |= result > 0;
         return result;
       }
     }
