@@ -818,6 +818,30 @@ TEST_F(ConnectionTest, AReconnectionTellsTheServerEverythingAgain) {
   EXPECT_EQ(platform().Find(nc_dm_agent_reconnect), nullptr);
 }
 
+// Below a list that has a schema of its own, wherever the number stands among its siblings.
+TEST_F(ConnectionTest, AReconnectionTellsOfALeafRegisteredByANumber) {
+  ASSERT_EQ(Init([] {
+              return RegisterLeaf("t.l.{i}.a") | RegisterLeaf("t.x") | RegisterLeaf("t.l.2.b");
+            }),
+            0);
+  for (const char* instance : {"t.l.1.", "t.l.3."}) {
+    ASSERT_EQ(nc_dm_agent_reg(const_cast<char*>(instance)), 0);
+  }
+  platform().RunNext(nc_dm_agent_reg_handler);
+  ASSERT_EQ(RegisterLeaf("t.l.4.c"), 0);
+  FreePendingRecords();
+  const Server server(dir());
+  EXPECT_EQ(Reconnect(), 0);
+  const Peer peer = server.Accept();
+  ExpectName(peer.Receive(), 0);
+  ExpectCplt(peer.Receive());
+  ASSERT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  for (const char* path : {"t.l.{i}.a", "t.x", "t.l.{i}.b", "t.l.{i}.c"}) {
+    ExpectPath(peer.Receive(), path);
+  }
+  EXPECT_TRUE(peer.IsQuiet());
+}
+
 // A request whose end comes from another server is nobody's.
 TEST_F(ConnectionTest, WhatALostServerHasBegunIsReleasedByTheNextConnection) {
   ASSERT_EQ(Init(RegisterTwoLeaves), 0);

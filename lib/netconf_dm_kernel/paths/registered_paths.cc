@@ -116,7 +116,10 @@ int ForEachOriginal(nc_dm_agent_node_t* parent, Visit visit) {
   const char* copied_name = nullptr;  // copies of one list mostly stand behind each other
   for (auto& child : nc::Records<nc_dm_agent_node_t>(&parent->sub_lst)) {
     if (nc::IsInstance(child)) {
-      if (copied_name != nullptr && nc::HasName(child, copied_name)) continue;
+      if (copied_name != nullptr && nc::IsCopiedInstance(child) &&
+          nc::HasName(child, copied_name)) {
+        continue;
+      }
       copied_name = IsCopy(child) ? child.node_name : nullptr;
       if (copied_name != nullptr) continue;
     }
