@@ -431,7 +431,7 @@ class AgentTest(DeviceTest):
             other.send(rpc(f'<get><filter><vlans xmlns="{VLAN_NS}"/></filter></get>'))
             begin = time.monotonic()
             data = self.get(f'<system xmlns="{INTERFACE_NS}"/>')
-            self.assertLess(time.monotonic() - begin, 5)
+            self.assertLess(time.monotonic() - begin, 10)
             self.assertEqual(len(data), 1)
             self.assertIn(b'<rpc-error>', other.receive())
             self.assertLess(time.monotonic() - begin, 20 + 5)
