@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, where it is missing. Run or source it:
 #   scripts/setup.sh [GROUP...]
-# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference, fleet.
+# Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference,
+# fleet, cross-armhf, cross-aarch64, cross-s390x.
 
 # Which packages a group stands for. "a|b" is the first of them that the system offers.
 ncdm_group_packages() {
@@ -22,6 +23,9 @@ ncdm_group_packages() {
     abi) echo abigail-tools ;;
     fleet) echo ansible python3-ncclient openssh-client ;;
     reference) echo doxygen ;;
+    cross-armhf) echo g++-arm-linux-gnueabihf qemu-user googletest ;;
+    cross-aarch64) echo g++-aarch64-linux-gnu qemu-user googletest ;;
+    cross-s390x) echo g++-s390x-linux-gnu qemu-user googletest ;;
     *)
       echo "setup: no group of packages is called $1" >&2
       return 1

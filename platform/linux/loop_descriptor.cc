@@ -17,8 +17,8 @@ timespec ToTimespec(LoopDescriptor::Time due) {
   const auto since_start = std::max<nanoseconds>(due.time_since_epoch(), nanoseconds(1));
   const auto whole = duration_cast<seconds>(since_start);
   timespec result;
-  result.tv_sec = whole.count();
-  result.tv_nsec = (since_start - whole).count();
+  result.tv_sec = static_cast<time_t>(whole.count());
+  result.tv_nsec = static_cast<decltype(result.tv_nsec)>((since_start - whole).count());
   return result;
 }
 

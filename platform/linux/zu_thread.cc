@@ -43,8 +43,8 @@ using zu::LoopDescriptor;
 using zu::Task;
 using zu::TaskList;
 
-// Longer delays are cut to this one, some 68 years, which no sum overflows.
-constexpr int64_t kLongestDelaySeconds = INT32_MAX;
+// Longer delays are cut to this one, some 34 years: its sum with the clock fits 32 bits of time_t.
+constexpr int64_t kLongestDelaySeconds = INT32_MAX / 2;
 
 struct EventConfigFree {
   void operator()(event_config* config) const { event_config_free(config); }
@@ -66,7 +66,7 @@ EventBasePtr NewEventBase() {
 timeval ToTimeval(microseconds delay) {
   const auto whole = std::chrono::duration_cast<seconds>(delay);
   timeval result;
-  result.tv_sec = whole.count();
+  result.tv_sec = static_cast<time_t>(whole.count());
   result.tv_usec = static_cast<suseconds_t>((delay - whole).count());
   return result;
 }

@@ -187,7 +187,7 @@ void Random(JudgedTree* tree, nc_int64 n) {
   for (nc_int64 step = 0; step < 2 * n; ++step) {
     const bool grows = random() % 100 < (step < n ? 80 : 30);
     if (!grows && !ids.empty()) {
-      std::swap(ids[random() % ids.size()], ids.back());
+      std::swap(ids[static_cast<size_t>(random() % ids.size())], ids.back());
       tree->Remove(ids.back());
       ids.pop_back();
       continue;
