@@ -190,9 +190,9 @@ bool ConstraintCheck::HasTarget(const Constraint& constraint, const lyd_node* no
   }
   const bool is_same_for_all = constraint.expression.starts_with('/') &&
                                constraint.expression.find('[') == std::string::npos;
-  std::unordered_set<std::string> values;
   auto known = targets_.find(&constraint);
   if (known == targets_.end()) {
+    std::unordered_set<std::string> values;
     if (const Set found = FindAll(node, constraint.expression)) {
       for (std::uint32_t i = 0; i < found->count; ++i) {
         values.insert(ValueOf(found->dnodes[i]));

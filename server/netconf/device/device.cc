@@ -299,7 +299,6 @@ Task<Reply> Device::DeleteConfig(const Rpc& rpc) {
   ReadDatastore(rpc.operation, "target");
   throw OperationFailed(netconf::ProtocolError("operation-not-supported",
                                                "neither running nor candidate can be deleted"));
-  co_return Reply{};
 }
 
 Task<Reply> Device::DiscardChanges(const Rpc& rpc) {

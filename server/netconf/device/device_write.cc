@@ -346,18 +346,18 @@ Task<Reply> Device::Commit(const Rpc& rpc) {
   CheckLock(Datastore::kCandidate, rpc.client);
   CheckConfirming(rpc.client, parameters);
   Tree before;
-  std::set<std::string> agents;
+  std::set<std::string> loaded;
   if (datastores_.candidate) {
     co_await LoadCandidate();
-    agents = datastores_.candidate->agents;
+    loaded = datastores_.candidate->agents;
     before =
-        co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, agents);
+        co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, loaded);
     ForgetCandidate();
   } else if (parameters.confirmed && !datastores_.confirmed) {
     Wanted wanted = WantConfig(context_);
     before = co_await ReadRunning(std::move(wanted), Content::kConfig);
     for (const auto& agent : CurrentMapping()->agents()) {
-      agents.insert(agent->name);
+      loaded.insert(agent->name);
     }
   }
   if (!parameters.confirmed) {
@@ -365,7 +365,7 @@ Task<Reply> Device::Commit(const Rpc& rpc) {
     co_return Reply{};
   }
   if (!datastores_.confirmed) {
-    datastores_.confirmed = ConfirmedCommit{.before = std::move(before), .agents = agents};
+    datastores_.confirmed = ConfirmedCommit{.before = std::move(before), .agents = loaded};
   }
   datastores_.confirmed->session_id = rpc.client.session_id;
   datastores_.confirmed->persist = parameters.persist;
@@ -459,11 +459,11 @@ Task<Reply> Device::CopyConfig(const Rpc& rpc) {
     co_return Reply{};  // they are the same
   }
   co_await LoadCandidate();
-  const std::set<std::string> agents = datastores_.candidate->agents;
+  const std::set<std::string> loaded = datastores_.candidate->agents;
   if (source.config) {
-    co_await ReplaceRunning(config, nullptr, agents);
+    co_await ReplaceRunning(config, nullptr, loaded);
   } else {
-    co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, agents);
+    co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, loaded);
   }
   co_return Reply{};
 }

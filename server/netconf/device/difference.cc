@@ -37,9 +37,9 @@ class Comparison {
 
  private:
   void Add(Kind kind, const lyd_node* node, std::vector<const lyd_node*> leaves) {
-    auto& changes =
-        kind == Kind::kDeleteLeaves || kind == Kind::kDeleteEntry ? difference_.changes : writes_;
-    changes.push_back({.kind = kind, .node = node, .leaves = std::move(leaves)});
+    const bool deletes = kind == Kind::kDeleteLeaves || kind == Kind::kDeleteEntry;
+    (deletes ? difference_.changes : writes_)
+        .push_back({.kind = kind, .node = node, .leaves = std::move(leaves)});
   }
 
   void AddLeaves(Kind kind, const lyd_node* parent, std::vector<const lyd_node*> leaves) {

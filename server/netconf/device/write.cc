@@ -317,10 +317,10 @@ Task<> Writer::Verify() {
 }
 
 Task<> Writer::VerifyPart(const AgentModel& agent, const std::vector<Written>& part) {
-  std::unordered_set<std::string> asked;  // a leaf-list is read once, whatever it got
+  std::unordered_set<std::string> paths;  // a leaf-list is read once, whatever it got
   std::vector<server::ReadElement> elements;
   for (const Written& one : part) {
-    if (asked.insert(one.path).second) {
+    if (paths.insert(one.path).second) {
       elements.push_back(one.element);
     }
   }
