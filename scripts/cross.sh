@@ -57,8 +57,8 @@ configure() {
 }
 
 # Tests of the bytes themselves: fields, values, slots, ids, hashes.
-byte_tests=(codec_test transfer_test value_test decode_edit_test encode_test data_block_test
-  instance_hash_test zu_thread_test)
+byte_tests=(netconf_dm_util_test transfer_interposed_test netconf_dm_stub_test kernel_edit_test
+  kernel_instances_test)
 
 list_programs() {
   if ((quick)); then

@@ -50,7 +50,7 @@ class DecodeFilterTest : public testing::Test {
 };
 
 // The last message, and where the field ends that it is about.
-struct Field {
+struct FilterField {
   size_t end;
   const char* failure;
 };
@@ -140,7 +140,7 @@ TEST_F(DecodeFilterTest, EntryCountBelowZeroAndBeyondTheBody) {
 
 TEST_F(DecodeFilterTest, EntryCutAnywhereFailsAtTheFieldThatIsCut) {
   const Body body = OneEntry();
-  const Field fields[] = {
+  const FilterField fields[] = {
       {4, "Failed to decode message packet type field!\n"},
       {8, "Failed to decode message!\n"},
       {15, "Failed to decode stub_filter->name!\n"},
@@ -226,7 +226,7 @@ TEST_F(DecodeFilterTest, AFailedAllocationLeavesNothingBehind) {
 
 // ---- A single filter, a single lookup ----
 
-constexpr int kAll = NC_DM_MSG_FLAG_NAME | NC_DM_MSG_FLAG_VALUE | NC_DM_MSG_FLAG_IDS;
+constexpr int kAllFlags = NC_DM_MSG_FLAG_NAME | NC_DM_MSG_FLAG_VALUE | NC_DM_MSG_FLAG_IDS;
 
 Body Single() {
   Body body;
@@ -236,7 +236,7 @@ Body Single() {
 
 TEST_F(DecodeFilterTest, SingleFilter) {
   nc_dm_stub_filter_t filter = {};
-  EXPECT_EQ(nc_dm_agent_decode_filter(Message(Single(), kAll).get(), &filter), 0);
+  EXPECT_EQ(nc_dm_agent_decode_filter(Message(Single(), kAllFlags).get(), &filter), 0);
   EXPECT_EQ(filter.pkt_type, 4);
   EXPECT_STREQ(filter.name, "a.b");
   EXPECT_STREQ(filter.val, "57");
@@ -278,7 +278,7 @@ TEST_F(DecodeFilterTest, SingleFilterWithoutPositiveIdCountHasNoIds) {
 
 TEST_F(DecodeFilterTest, SingleFilterCutAnywhereFailsAndHoldsNothing) {
   const Body body = Single();
-  const Field fields[] = {
+  const FilterField fields[] = {
       {4, "Failed to decode message packet type field!\n"},
       {11, "Failed to decode message, confirm whether any names in the message!\n"},
       {17, "Failed to decode message, confirm whether any values in the message!\n"},
@@ -292,7 +292,7 @@ TEST_F(DecodeFilterTest, SingleFilterCutAnywhereFailsAndHoldsNothing) {
     for (; cut < end; ++cut) {
       Forget();
       nc_dm_stub_filter_t filter = {};
-      EXPECT_EQ(nc_dm_agent_decode_filter(Message(body.Cut(cut), kAll).get(), &filter), -1);
+      EXPECT_EQ(nc_dm_agent_decode_filter(Message(body.Cut(cut), kAllFlags).get(), &filter), -1);
       EXPECT_EQ(filter.name, nullptr);
       EXPECT_EQ(filter.val, nullptr);
       EXPECT_EQ(filter.id_array, nullptr);
@@ -317,7 +317,7 @@ TEST_F(DecodeFilterTest, SingleLookup) {
   nc_dm_stub_getid_t getid = {};
   const Body body = Body().Int32(9).Text("a.b").Text("57");
   // Ids are not a lookup's, whatever the flag says.
-  EXPECT_EQ(nc_dm_agent_decode_getid(Message(body, kAll).get(), &getid), 0);
+  EXPECT_EQ(nc_dm_agent_decode_getid(Message(body, kAllFlags).get(), &getid), 0);
   EXPECT_EQ(getid.pkt_type, 9);
   EXPECT_STREQ(getid.name, "a.b");
   EXPECT_STREQ(getid.val, "57");
@@ -332,7 +332,7 @@ TEST_F(DecodeFilterTest, SingleLookupCutAnywhereFailsAndHoldsNothing) {
   const Body body = Body().Int32(9).Text("a.b").Text("57");
   for (size_t cut = 0; cut < body.size(); ++cut) {
     nc_dm_stub_getid_t getid = {};
-    EXPECT_EQ(nc_dm_agent_decode_getid(Message(body.Cut(cut), kAll).get(), &getid), -1);
+    EXPECT_EQ(nc_dm_agent_decode_getid(Message(body.Cut(cut), kAllFlags).get(), &getid), -1);
     EXPECT_EQ(getid.name, nullptr);
     EXPECT_EQ(getid.val, nullptr);
   }

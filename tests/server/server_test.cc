@@ -26,7 +26,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr auto kPatience = 20s;
+constexpr auto kTurnPatience = 20s;
 
 // A server and agents in one thread: while the server waits, the agents work.
 class ServerTest : public testing::Test {
@@ -36,7 +36,7 @@ class ServerTest : public testing::Test {
   void StartServer(Server::Options options) {
     server_.reset();
     options.root = directory_.path();
-    options.timeout = kPatience;
+    options.timeout = kTurnPatience;
     options.trace = [this](std::string_view agent, std::string_view line) {
       trace_.push_back(std::string(agent) + " " + std::string(line));
     };
@@ -54,14 +54,14 @@ class ServerTest : public testing::Test {
                                       std::int32_t attributes = 0) {
     auto agent = std::make_unique<FakeAgent>(directory_.path(), name, attributes);
     agents_.push_back(agent.get());
-    EXPECT_TRUE(server_->RunUntil([&] { return server_->IsConnected(name); }, kPatience));
+    EXPECT_TRUE(server_->RunUntil([&] { return server_->IsConnected(name); }, kTurnPatience));
     return agent;
   }
 
   std::unique_ptr<FakeAgent> NewModelAgent(const std::string& name = "model") {
     auto agent = NewAgent(name);
     agent->AnnounceModel();
-    EXPECT_TRUE(server_->WaitForAgent(name, kPatience));
+    EXPECT_TRUE(server_->WaitForAgent(name, kTurnPatience));
     return agent;
   }
 
@@ -70,7 +70,7 @@ class ServerTest : public testing::Test {
     agent->Close();
   }
 
-  bool RunUntil(const std::function<bool()>& done) { return server_->RunUntil(done, kPatience); }
+  bool RunUntil(const std::function<bool()>& done) { return server_->RunUntil(done, kTurnPatience); }
 
   static Request AnEdit() { return EditSubtree({EditElement{.name = "a.b", .value = "1"}}); }
 
@@ -100,7 +100,7 @@ TEST_F(ServerTest, KeepsWhatIsAnnounced) {
   agent->Module("m", 1, "2024");
   agent->Unregister("c");
   agent->Complete();
-  ASSERT_TRUE(server_->WaitForAgent("model", kPatience));
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
   const Registry& registry = server_->FindAgent("model")->registry;
   EXPECT_THAT(registry.Paths(), ElementsAre(RegisteredPath{"a.{i}.b", 17}));
   EXPECT_THAT(registry.yang_attributes(), ElementsAre(YangAttribute{1, "m", "2024"}));
@@ -162,7 +162,7 @@ TEST_F(ServerTest, AgentThatComesBackStartsAfresh) {
   EXPECT_FALSE(server_->FindAgent("model")->settled);
   agent->Register("a");
   agent->Register("b");
-  ASSERT_TRUE(server_->WaitForAgent("model", kPatience));
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
   EXPECT_TRUE(server_->FindAgent("model")->settled);
   EXPECT_EQ(server_->FindAgent("model")->registry.path_count(), 2U);
   EXPECT_GT(server_->FindAgent("model")->registry.version(), version);
@@ -182,7 +182,7 @@ TEST_F(ServerTest, WaitingForAnAgentEndsInTime) {
 
 TEST_F(ServerTest, SecondConnectionOfANameReplacesTheFirst) {
   const auto first = NewAgent();
-  const auto id = server_->Start("model", AnEdit(), kPatience);
+  const auto id = server_->Start("model", AnEdit(), kTurnPatience);
   agents_.clear();
   const auto second = std::make_unique<FakeAgent>(directory_.path(), "model");
   ASSERT_TRUE(RunUntil([&] { return server_->FindAgent("model")->connections == 2; }));
@@ -202,7 +202,7 @@ TEST_F(ServerTest, AnnouncementsMayBeSplitAnywhere) {
     agent->Send(std::string(1, byte));
     server_->RunOnce(0ms);
   }
-  ASSERT_TRUE(server_->WaitForAgent("model", kPatience));
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
   EXPECT_THAT(server_->FindAgent("model")->registry.Paths(),
               ElementsAre(RegisteredPath{"a.{i}.b", 17}));
 }
@@ -221,7 +221,7 @@ TEST_F(ServerTest, WholeModelInOneGoIsTaken) {
     sent += static_cast<std::size_t>(count > 0 ? count : 0);
     server_->RunOnce(0ms);
   }
-  ASSERT_TRUE(server_->WaitForAgent("model", kPatience));
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
   EXPECT_EQ(server_->FindAgent("model")->registry.path_count(), kPaths);
 }
 
@@ -300,14 +300,14 @@ TEST_F(ServerTest, UnansweredRequestsEndWhenSentOrWhenConfirmed) {
 
 TEST_F(ServerTest, FaultOfAConfirmedRequestIsItsOutcome) {
   const auto agent = NewModelAgent();
-  const RequestId id = server_->Start("model", Confirmed(ShowTree()), kPatience);
+  const RequestId id = server_->Start("model", Confirmed(ShowTree()), kTurnPatience);
   agents_.clear();
   agent->WaitAndStep();  // answers the barrier
   ASSERT_TRUE(RunUntil([&] { return server_->IsDone(id); }));
   EXPECT_TRUE(server_->Take(id)->ok());
 
   // Now the fault comes before the barrier's answer.
-  const RequestId refused = server_->Start("model", Confirmed(ShowTree()), kPatience);
+  const RequestId refused = server_->Start("model", Confirmed(ShowTree()), kTurnPatience);
   const std::int32_t sid = 1 + 2 + 0;  // the frames before were 1 (show) and 2 (barrier)
   agent->AnswerFault(sid, -6, "");
   agent->CloseIds(sid + 1);
@@ -318,8 +318,8 @@ TEST_F(ServerTest, FaultOfAConfirmedRequestIsItsOutcome) {
 TEST_F(ServerTest, RequestsToOneAgentWaitTheirTurn) {
   const auto agent = NewModelAgent();
   agent->set_answerer([](FakeAgent&, const FakeAgent::Request&) {});
-  const RequestId first = server_->Start("model", AnEdit(), kPatience);
-  const RequestId second = server_->Start("model", ReadValues({{.name = "x"}}), kPatience);
+  const RequestId first = server_->Start("model", AnEdit(), kTurnPatience);
+  const RequestId second = server_->Start("model", ReadValues({{.name = "x"}}), kTurnPatience);
   ASSERT_TRUE(RunUntil([&] { return agent->requests().size() == 1; }));
   EXPECT_FALSE(server_->IsDone(first));
   agent->AnswerEdit(agent->requests()[0].sid, 1);
@@ -337,7 +337,7 @@ TEST_F(ServerTest, AgentsWorkSideBySide) {
   const auto one = NewModelAgent("one");
   const auto two = NewModelAgent("two");
   one->set_answerer([](FakeAgent&, const FakeAgent::Request&) {});
-  const RequestId slow = server_->Start("one", AnEdit(), kPatience);
+  const RequestId slow = server_->Start("one", AnEdit(), kTurnPatience);
   EXPECT_TRUE(server_->Call("two", AnEdit()).ok());
   EXPECT_FALSE(server_->IsDone(slow));
   EXPECT_EQ(two->requests().size(), 1U);
@@ -373,8 +373,8 @@ TEST_F(ServerTest, AgentThatGoesAwayMeanwhileIsAnError) {
     self.AnswerValues(request.sid, {{"a", "1"}});
     Retire(&self);
   });
-  const RequestId id = server_->Start("model", ReadValues({{.name = "a"}}), kPatience);
-  const RequestId behind = server_->Start("model", AnEdit(), kPatience);
+  const RequestId id = server_->Start("model", ReadValues({{.name = "a"}}), kTurnPatience);
+  const RequestId behind = server_->Start("model", AnEdit(), kTurnPatience);
   agents_.clear();
   agent->WaitAndStep();
   ASSERT_TRUE(RunUntil([&] { return server_->IsDone(id) && server_->IsDone(behind); }));
@@ -389,7 +389,7 @@ TEST_F(ServerTest, AnswerThatWasSentBeforeTheAgentWentAwayCounts) {
     self.AnswerEdit(request.sid, 5);
     self.Close();
   });
-  const RequestId id = server_->Start("model", AnEdit(), kPatience);
+  const RequestId id = server_->Start("model", AnEdit(), kTurnPatience);
   agents_.clear();
   agent->WaitAndStep();
   ASSERT_TRUE(RunUntil([&] { return server_->IsDone(id); }));
@@ -398,7 +398,7 @@ TEST_F(ServerTest, AnswerThatWasSentBeforeTheAgentWentAwayCounts) {
 
 TEST_F(ServerTest, AgentCutOffInMidMessageIsNamedSo) {
   const auto agent = NewModelAgent();
-  const RequestId id = server_->Start("model", AnEdit(), kPatience);
+  const RequestId id = server_->Start("model", AnEdit(), kTurnPatience);
   agent->Send(RawFrame(14, 1, 0, 0, 0, "1234").substr(0, 26));
   Retire(agent.get());
   ASSERT_TRUE(RunUntil([&] { return server_->IsDone(id); }));
@@ -420,7 +420,7 @@ TEST_F(ServerTest, HandlersTellOfAgentsAndOfRequestsThatAreDone) {
   agent->Complete();
   ASSERT_TRUE(RunUntil([&] { return server_->FindAgent("b")->complete; }));
   EXPECT_EQ(agents.back(), "b 1");
-  const RequestId request = server_->Start("b", AnEdit(), kPatience);
+  const RequestId request = server_->Start("b", AnEdit(), kTurnPatience);
   EXPECT_TRUE(server_->NextDeadline().has_value());
   ASSERT_TRUE(RunUntil([&] { return !done.empty(); }));
   EXPECT_THAT(done, ElementsAre(request));
@@ -432,7 +432,7 @@ TEST_F(ServerTest, HandlersTellOfAgentsAndOfRequestsThatAreDone) {
 TEST_F(ServerTest, RequestThatIsDoneAtOnceIsToldByTheNextRun) {
   std::vector<RequestId> done;
   server_->set_done_handler([&](RequestId id) { done.push_back(id); });
-  const RequestId request = server_->Start("nobody", AnEdit(), kPatience);
+  const RequestId request = server_->Start("nobody", AnEdit(), kTurnPatience);
   EXPECT_THAT(done, IsEmpty());
   const auto deadline = server_->NextDeadline();
   EXPECT_LE(deadline, Clock::now());
@@ -466,12 +466,12 @@ TEST_F(ServerTest, InterruptionEndsACall) {
   const Answer answer = server_->Call("model", AnEdit());
   EXPECT_EQ(answer.outcome, Outcome::kTimeout);
   EXPECT_EQ(answer.error, "interrupted");
-  EXPECT_FALSE(server_->WaitForAgent("other", kPatience));
+  EXPECT_FALSE(server_->WaitForAgent("other", kTurnPatience));
 }
 
 TEST_F(ServerTest, DisconnectingAnAgentEndsItsRequests) {
   const auto agent = NewModelAgent();
-  const RequestId id = server_->Start("model", AnEdit(), kPatience);
+  const RequestId id = server_->Start("model", AnEdit(), kTurnPatience);
   server_->Disconnect("model");
   EXPECT_EQ(server_->Take(id)->error, "agent 'model' was disconnected before it answered");
   EXPECT_FALSE(server_->IsConnected("model"));
@@ -496,7 +496,7 @@ class BrokenPeerTest : public ServerTest, public testing::WithParamInterface<Bro
 
 TEST_P(BrokenPeerTest, IsClosedWithAReason) {
   const auto agent = NewModelAgent();
-  const RequestId id = server_->Start("model", AnEdit(), kPatience);
+  const RequestId id = server_->Start("model", AnEdit(), kTurnPatience);
   agents_.clear();
   agent->Send(GetParam().bytes);
   ASSERT_TRUE(RunUntil([&] { return server_->IsDone(id); }));
@@ -570,7 +570,7 @@ TEST_F(ServerTest, TheTraceMayDisconnectTheAgentThatIsSentSomething) {
   const std::vector<std::function<void()>> sends = {
       [this] { server_->SendBytes("model", "x"); },
       [this] { server_->SendFrame("model", UnregistrationAnswer()); },
-      [this] { server_->Start("model", AnEdit(), kPatience); },
+      [this] { server_->Start("model", AnEdit(), kTurnPatience); },
       [this] { server_->Disconnect("model"); },
   };
   for (const auto& send : sends) {
@@ -607,7 +607,7 @@ TEST_F(ServerTest, ShowsEveryFrameToItsHandlerAndTheTrace) {
   const auto agent = NewAgent();
   agent->Register("a.b", 16);
   agent->Complete();
-  ASSERT_TRUE(server_->WaitForAgent("model", kPatience));
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
   EXPECT_TRUE(server_->Call("model", AnEdit()).ok());
   EXPECT_THAT(types, ElementsAre(4, 2, 8, 14));
   EXPECT_THAT(trace_,

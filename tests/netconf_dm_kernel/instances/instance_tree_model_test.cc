@@ -19,32 +19,32 @@ namespace ncdm_test {
 namespace {
 
 struct Model;
-using Tree = std::unique_ptr<Model>;
+using ModelTree = std::unique_ptr<Model>;
 
 struct Model {
   nc_int64 id = 0;
-  Tree left;
-  Tree right;
+  ModelTree left;
+  ModelTree right;
   nc_int32 left_cnt = 0;
   nc_int32 right_cnt = 0;
 };
 
-nc_int32 Size(const Tree& tree) { return tree->left_cnt + tree->right_cnt + 1; }
-nc_int32 SizeOrZero(const Tree& tree) { return tree == nullptr ? 0 : Size(tree); }
+nc_int32 Size(const ModelTree& tree) { return tree->left_cnt + tree->right_cnt + 1; }
+nc_int32 SizeOrZero(const ModelTree& tree) { return tree == nullptr ? 0 : Size(tree); }
 
-std::string Shape(const Tree& tree) {
+std::string ModelShape(const ModelTree& tree) {
   if (tree == nullptr) return "";
-  const auto side = [](const Tree& child, nc_int32 count) {
+  const auto side = [](const ModelTree& child, nc_int32 count) {
     if (child == nullptr && count == 0) return std::string();
-    return "(" + std::to_string(count) + "|" + Shape(child) + ")";
+    return "(" + std::to_string(count) + "|" + ModelShape(child) + ")";
   };
   return side(tree->left, tree->left_cnt) + std::to_string(tree->id) +
          side(tree->right, tree->right_cnt);
 }
 
-bool ModelInsert(Tree& tree, nc_int64 id) {
+bool ModelInsert(ModelTree& tree, nc_int64 id) {
   if (id == tree->id) return false;
-  Tree& side = id > tree->id ? tree->right : tree->left;
+  ModelTree& side = id > tree->id ? tree->right : tree->left;
   nc_int32& count = id > tree->id ? tree->right_cnt : tree->left_cnt;
   if (side != nullptr) {
     ++count;
@@ -57,7 +57,7 @@ bool ModelInsert(Tree& tree, nc_int64 id) {
 }
 
 // The rightmost entry of top.right, out of the tree.
-Tree TakeRightmost(Tree& top) {
+ModelTree TakeRightmost(ModelTree& top) {
   Model* above = top.get();
   Model* at = top->right.get();
   --at->right_cnt;
@@ -67,7 +67,7 @@ Tree TakeRightmost(Tree& top) {
     --at->right_cnt;
   }
   --top->right_cnt;
-  Tree taken = std::move(above->right);
+  ModelTree taken = std::move(above->right);
   above->right = std::move(taken->left);
   above->right_cnt = SizeOrZero(above->right);
   taken->left_cnt = 0;
@@ -76,7 +76,7 @@ Tree TakeRightmost(Tree& top) {
 }
 
 // The leftmost entry of top.left, out of the tree.
-Tree TakeLeftmost(Tree& top) {
+ModelTree TakeLeftmost(ModelTree& top) {
   Model* above = top.get();
   Model* at = top->left.get();
   --at->left_cnt;
@@ -86,7 +86,7 @@ Tree TakeLeftmost(Tree& top) {
     --at->left_cnt;
   }
   --top->left_cnt;
-  Tree taken = std::move(above->left);
+  ModelTree taken = std::move(above->left);
   above->left = std::move(taken->right);
   above->left_cnt = SizeOrZero(above->left);
   taken->left_cnt = 0;
@@ -94,21 +94,21 @@ Tree TakeLeftmost(Tree& top) {
   return taken;
 }
 
-bool ModelAdjust(Tree& cur, int level);
+bool ModelAdjust(ModelTree& cur, int level);
 
-void ModelBalance(Tree& tree, int level) {
+void ModelBalance(ModelTree& tree, int level) {
   if (level > 21) return;
   for (int k = 1; std::abs(tree->left_cnt - tree->right_cnt) > k; ++k) {
     if (!ModelAdjust(tree, level + 1)) break;
   }
 }
 
-void ModelLeftTooHeavy(Tree& cur, int level) {
-  Tree l = std::move(cur->left);
-  Tree r = std::move(cur->right);
+void ModelLeftTooHeavy(ModelTree& cur, int level) {
+  ModelTree l = std::move(cur->left);
+  ModelTree r = std::move(cur->right);
   cur->left_cnt = 0;
   cur->right_cnt = 0;
-  Tree p;
+  ModelTree p;
   if (l->right == nullptr) {
     p = std::move(l);
     if (p->left != nullptr) ModelBalance(p->left, level);
@@ -141,12 +141,12 @@ void ModelLeftTooHeavy(Tree& cur, int level) {
   cur = std::move(p);
 }
 
-void ModelRightTooHeavy(Tree& cur, int level) {
-  Tree l = std::move(cur->left);
-  Tree r = std::move(cur->right);
+void ModelRightTooHeavy(ModelTree& cur, int level) {
+  ModelTree l = std::move(cur->left);
+  ModelTree r = std::move(cur->right);
   cur->left_cnt = 0;
   cur->right_cnt = 0;
-  Tree p;
+  ModelTree p;
   if (r->left == nullptr) {
     p = std::move(r);
     if (p->right != nullptr) ModelBalance(p->right, level);
@@ -180,7 +180,7 @@ void ModelRightTooHeavy(Tree& cur, int level) {
 }
 
 // False when the counts want an entry that is not there; nothing has changed then.
-bool ModelAdjust(Tree& cur, int level) {
+bool ModelAdjust(ModelTree& cur, int level) {
   const nc_int32 left = cur->left_cnt < 0 ? 0 : cur->left_cnt;
   const nc_int32 right = cur->right_cnt < 0 ? 0 : cur->right_cnt;
   if (left - right > 1) {
@@ -193,8 +193,8 @@ bool ModelAdjust(Tree& cur, int level) {
   return true;
 }
 
-Tree JoinFromRight(Tree left, Tree right) {
-  Tree top;
+ModelTree JoinFromRight(ModelTree left, ModelTree right) {
+  ModelTree top;
   if (right->left != nullptr) {
     top = TakeLeftmost(right);
     top->right_cnt = Size(right);
@@ -209,8 +209,8 @@ Tree JoinFromRight(Tree left, Tree right) {
   return top;
 }
 
-Tree JoinFromLeft(Tree left, Tree right) {
-  Tree top;
+ModelTree JoinFromLeft(ModelTree left, ModelTree right) {
+  ModelTree top;
   if (left->right != nullptr) {
     top = TakeRightmost(left);
     top->left_cnt = Size(left);
@@ -226,18 +226,18 @@ Tree JoinFromLeft(Tree left, Tree right) {
 }
 
 // Deletes an id that is there. The id that took its place, or none.
-std::vector<nc_int64> ModelDelete(Tree& root, nc_int64 id) {
+std::vector<nc_int64> ModelDelete(ModelTree& root, nc_int64 id) {
   std::vector<Model*> ancestors;
-  Tree* at = &root;
+  ModelTree* at = &root;
   while ((*at)->id != id) {
     ancestors.push_back(at->get());
     at = id > (*at)->id ? &(*at)->right : &(*at)->left;
   }
   const bool is_left = !ancestors.empty() && at == &ancestors.back()->left;
   for (Model* ancestor : ancestors) --(is_left ? ancestor->left_cnt : ancestor->right_cnt);
-  Tree node = std::move(*at);
-  Tree left = std::move(node->left);
-  Tree right = std::move(node->right);
+  ModelTree node = std::move(*at);
+  ModelTree left = std::move(node->left);
+  ModelTree right = std::move(node->right);
   if (left == nullptr && right == nullptr) return {};
   bool from_right = node->left_cnt <= node->right_cnt;
   if (from_right && right == nullptr) from_right = false;
@@ -281,7 +281,7 @@ class ModelledTreeTest : public InstanceTreeTest, public testing::WithParamInter
   }
 
   void Compare() {
-    ASSERT_EQ(ncdm_test::Shape(root_), Shape(model_));
+    ASSERT_EQ(Shape(root_), ModelShape(model_));
     ASSERT_EQ(Ids(), std::vector<nc_int64>(ids_.begin(), ids_.end()));
   }
 
@@ -319,7 +319,7 @@ class ModelledTreeTest : public InstanceTreeTest, public testing::WithParamInter
     }
   }
 
-  Tree model_;
+  ModelTree model_;
   std::set<nc_int64> ids_;
 };
 

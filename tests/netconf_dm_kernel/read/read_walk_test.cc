@@ -659,7 +659,7 @@ TEST_F(ValueAccessTest, RefusesInvalidArgumentsOfAMatch) {
 // ---- Short memory ----
 
 // The recording application allocates itself.
-int PlainGet(nc_dm_id_array_t*, char* value) {
+int GetAValue(nc_dm_id_array_t*, char* value) {
   strcpy(value, "v");
   return 0;
 }
@@ -668,7 +668,7 @@ class ShortMemoryTest : public ValueAccessTest {
  protected:
   ShortMemoryTest() {
     for (std::string path : {"a.b.{i}.c", "a.x"}) {
-      EXPECT_EQ(nc_dm_agent_path_reg(path.data(), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr, PlainGet,
+      EXPECT_EQ(nc_dm_agent_path_reg(path.data(), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr, GetAValue,
                                      nullptr, nullptr, nullptr, nullptr, nullptr),
                 0);
     }
