@@ -56,6 +56,7 @@ Session::Session(Operations& operations, SessionTable& table, Peer peer, std::fu
   info_.client = {table.NewId(), std::move(peer.user)};
   info_.transport = std::move(peer.transport);
   info_.source_host = std::move(peer.source_host);
+  table_.Add(this);
   ++table_.counters().in_sessions;
   Send(RenderHello(operations_.Capabilities(), id()));
 }
@@ -146,7 +147,6 @@ void Session::HandleHello(std::string_view message) {
   reader_.set_framing(framing_);
   state_ = State::kOpen;
   info_.login_time = std::chrono::system_clock::now();
-  table_.Add(this);
   Log("session " + std::to_string(id()) + " of " + info_.client.user + " from " +
       info_.source_host + " is open");
   operations_.SessionOpened(info_.client);
@@ -285,8 +285,8 @@ void Session::End(Cause cause) {
   cause_ = cause;
   busy_ = false;
   CountEnd(cause);
+  table_.Remove(this);
   if (was_open) {
-    table_.Remove(this);
     Log("session " + std::to_string(id()) + " has ended");
     operations_.SessionEnded(info_.client);
   }

@@ -16,7 +16,9 @@ std::vector<SessionInfo> SessionTable::List() const {
   std::vector<SessionInfo> list;
   list.reserve(sessions_.size());
   for (const auto& [id, session] : sessions_) {
-    list.push_back(session->info());
+    if (session->is_open()) {
+      list.push_back(session->info());
+    }
   }
   return list;
 }

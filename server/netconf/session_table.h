@@ -26,7 +26,7 @@ class SessionTable : public Sessions {
   // ---- For sessions ----
 
   std::uint32_t NewId() { return ++last_id_; }
-  // Between both hellos and the session's end.
+  // From the server's <hello>, which tells the client its id, to the session's end.
   void Add(Session* session);
   void Remove(const Session* session);
   // Ends another session. False when there is none of this id.

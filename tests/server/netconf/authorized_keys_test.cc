@@ -23,7 +23,7 @@ SshKey MakeKey() {
 std::string LineOf(const SshKey& key) {
   char* base64 = nullptr;
   ssh_pki_export_pubkey_base64(key.get(), &base64);
-  const std::string line = std::string("ssh-ed25519 ") + base64;
+  std::string line = std::string("ssh-ed25519 ") + base64;
   ssh_string_free_char(base64);
   return line;
 }

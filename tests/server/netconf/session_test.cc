@@ -182,11 +182,14 @@ TEST_F(SessionTest, KillSessionIsRefusedWithWhatIsWrong) {
               AllOf(HasSubstr("unknown-namespace"), HasSubstr("<bad-namespace>urn:x<")));
 }
 
-TEST_F(SessionTest, SessionThatHasNotSaidHelloCannotBeKilled) {
+TEST_F(SessionTest, SessionWhoseHelloIsOnItsWayCanBeKilledAndIsNotListed) {
   const auto session = OpenSession();
   const auto silent = NewSession();
+  TakeOutput(silent.get());
+  EXPECT_THAT(table_.List(), testing::SizeIs(1));
   EXPECT_THAT(Call(session.get(), "<kill-session><session-id>2</session-id></kill-session>"),
-              HasSubstr("invalid-value"));
+              HasSubstr("<ok/>"));
+  EXPECT_TRUE(silent->finished());
 }
 
 TEST_F(SessionTest, BadHelloEndsTheSessionWithoutAWord) {
