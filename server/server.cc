@@ -11,6 +11,7 @@
 #include <map>
 #include <stdexcept>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "server/connection.h"
@@ -196,6 +197,14 @@ class Server::Implementation {
     return taken;
   }
 
+  // A waiting call takes this request's answer itself: the handler is not told of it, which could
+  // take it away.
+  void Await(RequestId id) {
+    awaited_.insert(id);
+    std::erase(finished_, id);
+  }
+  void EndAwait(RequestId id) { awaited_.erase(id); }
+
   // Nobody waits for this request any more.
   void Abandon(RequestId id, const std::string& why) {
     for (auto& [key, peer] : peers_) {
@@ -249,7 +258,7 @@ class Server::Implementation {
 
   void Finish(RequestId id, Answer answer) {
     done_[id] = std::move(answer);
-    if (done_handler_) {
+    if (done_handler_ && !awaited_.contains(id)) {
       finished_.push_back(id);
     }
   }
@@ -535,9 +544,10 @@ class Server::Implementation {
   FrameHandler frame_handler_;
   AgentHandler agent_handler_;
   DoneHandler done_handler_;
-  std::vector<const Agent*> changed_;  // to be told to agent_handler_
-  std::vector<RequestId> finished_;    // to be told to done_handler_
-  int reporting_ = 0;                  // the handlers are being told
+  std::vector<const Agent*> changed_;      // to be told to agent_handler_
+  std::vector<RequestId> finished_;        // to be told to done_handler_
+  std::unordered_set<RequestId> awaited_;  // by calls that wait
+  int reporting_ = 0;                      // the handlers are being told
   Listener listener_;
   std::optional<Clock::time_point> listens_again_;  // while listening pauses
   Descriptor poller_;
@@ -637,6 +647,7 @@ Answer Server::Call(std::string_view agent, Request request) {
 
 Answer Server::Call(std::string_view agent, Request request, Milliseconds timeout) {
   const RequestId id = Start(agent, std::move(request), timeout);
+  implementation_->Await(id);
   // The request's own deadline ends this.
   while (!IsDone(id)) {
     if (implementation_->Interrupted()) {
@@ -645,6 +656,7 @@ Answer Server::Call(std::string_view agent, Request request, Milliseconds timeou
       implementation_->Step(kLongStep);
     }
   }
+  implementation_->EndAwait(id);
   return *Take(id);
 }
 

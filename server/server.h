@@ -131,7 +131,8 @@ class Server {
   // The answer of a request that is done, once; nothing for one that is not, or was never there.
   std::optional<Answer> Take(RequestId id);
   // Called at the end of RunOnce for each request that is done since the last call; one that
-  // Start() found done included. The handler may use the server.
+  // Start() found done included, those of Call() and WaitForAgent() not. The handler may use the
+  // server.
   using DoneHandler = std::function<void(RequestId id)>;
   void set_done_handler(DoneHandler handler);
 

@@ -440,6 +440,19 @@ TEST_F(ServerTest, RequestThatIsDoneAtOnceIsToldByTheNextRun) {
   EXPECT_THAT(done, ElementsAre(request));
 }
 
+TEST_F(ServerTest, TheAnswerOfAWaitingCallIsNotTakenAway) {
+  const auto agent = NewModelAgent();
+  std::vector<RequestId> done;
+  server_->set_done_handler([&](RequestId id) {
+    done.push_back(id);
+    server_->Take(id);
+  });
+  EXPECT_TRUE(server_->Call("model", AnEdit()).ok());
+  EXPECT_FALSE(server_->Call("nobody", AnEdit()).ok());
+  server_->RunOnce(0ms);
+  EXPECT_THAT(done, IsEmpty());
+}
+
 TEST_F(ServerTest, ConnectedAgentsComeInTheOrderOfTheirConnections) {
   auto first = NewAgent("b");
   auto second = NewAgent("a");
