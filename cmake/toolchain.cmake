@@ -21,10 +21,11 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 if(NCDM_REPRODUCIBLE)
   set(ncdm_sources /usr/src/${PROJECT_NAME}-${PROJECT_VERSION})
+  # Of several that fit the last one counts, and the build's folder may lie in that of the sources.
   add_compile_options(
-    -ffile-prefix-map=${PROJECT_BINARY_DIR}=${ncdm_sources}/build
+    -ffile-prefix-map=..=${ncdm_sources}
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=${ncdm_sources}
-    -ffile-prefix-map=..=${ncdm_sources})
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}=${ncdm_sources}/build)
 endif()
 
 foreach(language C CXX)
