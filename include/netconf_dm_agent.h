@@ -46,6 +46,14 @@
 #define NC_DM_DELETE delete
 #endif
 
+/* An enumeration crosses the border as the int that it is in C: any number fits, and one without an
+ * enumerator is taken as none of them. C++ has to be told so. */
+#ifdef __cplusplus
+#define NC_DM_AS_INT : int
+#else
+#define NC_DM_AS_INT
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -62,7 +70,7 @@ typedef int64_t nc_int64;
 #define NC_DM_MAX_RANGE_PATHS 1048576 /* instance paths that one nc_dm_agent_mul_reg may queue */
 
 /* Value type of a leaf. The comment gives the object that `get` writes and `set` receives. */
-typedef enum nc_dm_val_type {
+typedef enum nc_dm_val_type NC_DM_AS_INT {
   NC_DM_VAL_TYPE_UNKNOWN = 0,
   NC_DM_VAL_TYPE_BOOL = 1,           /* one byte, 0 or 1; text "true" or "false" */
   NC_DM_VAL_TYPE_SHORT = 2,          /* int16_t */
@@ -81,7 +89,7 @@ typedef enum nc_dm_val_type {
 } nc_dm_val_type_t;
 
 /* Who created an instance or last wrote a leaf. */
-typedef enum nc_dm_node_src {
+typedef enum nc_dm_node_src NC_DM_AS_INT {
   NC_DM_NODE_SRC_NONE = 0,
   NC_DM_NODE_SRC_SDN = 1,    /* an edit of the SDN datastore; never overwritten */
   NC_DM_NODE_SRC_CLI = 2,    /* the device's command line */
@@ -89,7 +97,7 @@ typedef enum nc_dm_node_src {
 } nc_dm_node_src_t;
 
 /* Why a request failed; sent to the server with the path that it concerns. */
-typedef enum nc_dm_fault_code {
+typedef enum nc_dm_fault_code NC_DM_AS_INT {
   NC_DM_FAULT_CODE_OK = 0,
   NC_DM_FAULT_CODE_UNKNOWN = -1,
   NC_DM_FAULT_CODE_LINK = -2,
@@ -114,13 +122,13 @@ typedef struct nc_dm_fault {
 } nc_dm_fault_t;
 
 /* Hooks beside the leaves' callbacks. */
-typedef enum nc_dm_hook_fun_type {
+typedef enum nc_dm_hook_fun_type NC_DM_AS_INT {
   NC_DM_HOOK_FUN_DATA_COMMIT = 1, /* the server asks to make the configuration lasting */
   NC_DM_HOOK_FUN_HAM_DOG = 2      /* accepted, without effect */
 } nc_dm_hook_fun_type_t;
 
 /* What the server is told of a YANG module. */
-typedef enum nc_dm_yang_attr_type {
+typedef enum nc_dm_yang_attr_type NC_DM_AS_INT {
   NC_DM_YANG_ATTR_MODULE_NAME = 0,
   NC_DM_YANG_ATTR_REVISION = 1
 } nc_dm_yang_attr_type_t;

@@ -17,7 +17,7 @@ extern "C" {
 #endif
 
 /* Kinds of task. */
-typedef enum nc_dm_event {
+typedef enum nc_dm_event NC_DM_AS_INT {
   NC_DM_EVENT_CONNECT = 0,
   NC_DM_EVENT_RECONNECT = 1,
   NC_DM_EVENT_READ = 2,

@@ -42,7 +42,7 @@ struct nc_dm_agent_node;
 #define NC_DM_RW_RETRIES 20      /* interrupted or would-block attempts of one transfer */
 
 /* Kinds of message, and of pending registrations (REG_OBJ and UNREG_OBJ never travel). */
-typedef enum nc_dm_msg_type {
+typedef enum nc_dm_msg_type NC_DM_AS_INT {
   NC_DM_MSG_TYPE_FAULT = 1,    /* to the server: a request failed */
   NC_DM_MSG_TYPE_REG = 2,      /* to the server: a path */
   NC_DM_MSG_TYPE_REG_RSP = 3,  /* from the server: how registration went */
@@ -89,7 +89,7 @@ typedef enum nc_dm_msg_type {
 #define NC_DM_PKT_TYPE_COMMIT 11        /* make the configuration lasting */
 
 /* Datastore of a request. */
-typedef enum nc_dm_ds_type {
+typedef enum nc_dm_ds_type NC_DM_AS_INT {
   NC_DM_DATASTORE_ERROR = 0,
   NC_DM_DATASTORE_CONFIG = 1,
   NC_DM_DATASTORE_URL = 2,

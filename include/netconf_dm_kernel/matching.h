@@ -13,7 +13,7 @@ extern "C" {
 /* ---- Matchers: paths/match ---- */
 
 /* What a match reached. */
-typedef enum nc_dm_agent_match_status {
+typedef enum nc_dm_agent_match_status NC_DM_AS_INT {
   NC_DM_CLIENT_MATCH_STATUS_LEAF = 0,
   NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF = 1,
   NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF_MODE = 2,

@@ -24,7 +24,7 @@ extern "C" {
 
 /* ---- The records: tree/tree ---- */
 
-typedef enum nc_dm_node_type {
+typedef enum nc_dm_node_type NC_DM_AS_INT {
   NC_DM_NODE_TYPE_LEAF = 1,           /* schema, and its copies in instances */
   NC_DM_NODE_TYPE_MULT_LEAF = 2,      /* instance: an element of a leaf-list */
   NC_DM_NODE_TYPE_MULT_LEAF_MODE = 3, /* schema: a leaf-list */
@@ -35,7 +35,7 @@ typedef enum nc_dm_node_type {
 } nc_dm_node_type_t;
 
 /* How a node came to be. */
-typedef enum nc_dm_node_origin {
+typedef enum nc_dm_node_origin NC_DM_AS_INT {
   NC_DM_NODE_ORIGIN_APPLICATION = 0, /* the application allocated and linked it */
   NC_DM_NODE_ORIGIN_REGISTERED = 1,  /* a component of a registered path */
   NC_DM_NODE_ORIGIN_COPIED = 2       /* an instance, or a copy of a schema node in one */

@@ -266,6 +266,28 @@ TEST_F(RegistrationTest, MayBeCalledFromManyThreads) {
   EXPECT_EQ(g_nc_agent_dm.total_leaf, static_cast<uint32_t>(kThreads * kLeaves));
 }
 
+// ---- Numbers that no enumerator has ----
+
+TEST_F(RegistrationTest, AnyNumberFitsIntoAnEnumeration) {
+  EXPECT_EQ(ModeReg("top.t.{i}.k", NC_DM_FLAG_KEY), 0);
+  std::string leaf = "a.b";
+  for (const int number : {-1, 4, 15, 99, INT32_MAX, INT32_MIN}) {
+    leaf += "x";
+    EXPECT_EQ(ModeReg(leaf, 0, 0, static_cast<nc_dm_val_type_t>(number)), 0);
+    ASSERT_NE(NodeAt(leaf), nullptr);
+    EXPECT_EQ(NodeAt(leaf)->val_type, number);
+    FreePendingRecords();
+    EXPECT_EQ(Apply("top.t.5.", static_cast<nc_dm_node_src_t>(number)), 0);
+    EXPECT_EQ(NodeAt("top.t.5")->src, number);
+    EXPECT_EQ(Apply("top.t.5.", NC_DM_NODE_SRC_CLI), 0) << "a source that no rule protects";
+    EXPECT_EQ(NodeAt("top.t.5")->src, NC_DM_NODE_SRC_CLI);
+    EXPECT_EQ(ApplyRemoval("top.t.5."), 0);
+    EXPECT_EQ(nc_dm_agent_fun_reg(static_cast<nc_dm_hook_fun_type_t>(number), nullptr), 0);
+    EXPECT_EQ(nc_dm_agent_yang_attr_reg("m", static_cast<nc_dm_yang_attr_type_t>(number), "x"), 0);
+    FreePendingRecords();
+  }
+}
+
 // ---- Complete, hooks ----
 
 TEST_F(RegistrationTest, QueuesTheEndOfRegistration) {
