@@ -214,10 +214,6 @@ typedef struct nc_dm_id_array_node {
  */
 NC_DM_API int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes);
 
-/* Collects the ids of a node's ancestors (and its own, for a leaf-list element) into a cleared
- * array, outermost first. 0, or -1. */
-NC_DM_API int nc_dm_get_ids(nc_dm_id_array_t* id_array, struct nc_dm_agent_node* curr_node);
-
 /* Do both hold the same ids; two null pointers do. */
 NC_DM_API bool nc_dm_id_arrays_same(nc_dm_id_array_t* id_array1, nc_dm_id_array_t* id_array2);
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Looks for mistakes without running anything: format, cppcheck, g++ -fanalyzer and clang-tidy.
+# Looks for mistakes without running anything: format, includes, cppcheck, g++ -fanalyzer and clang-tidy.
 #   scripts/lint.sh [--quick] [--build-dir DIR]
 # --quick leaves clang-tidy out, which takes many minutes. Ends with a line of figures; fails on any finding.
 set -euo pipefail
@@ -58,6 +58,8 @@ check() {
 
 check_format() { files '*.cc' '*.h' '*.c' | xargs clang-format --dry-run -Werror; }
 
+check_includes() { scripts/includes.py; }
+
 # scripts/cppcheck.suppressions says why what it names is meant so.
 check_cppcheck() {
   sed '/^#/d;/^$/d' scripts/cppcheck.suppressions >"$build/cppcheck.suppressions"
@@ -88,6 +90,7 @@ check_tidy() {
 }
 
 check format check_format
+check includes check_includes
 check cppcheck check_cppcheck
 check analyzer check_analyzer
 ((quick)) || check clang-tidy check_tidy

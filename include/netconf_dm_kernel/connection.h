@@ -10,6 +10,7 @@
 
 #include "netconf_dm_inter.h"
 #include "netconf_dm_kernel/records.h"
+#include "netconf_dm_kernel/tree.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -6,6 +6,7 @@
 
 #include "netconf_dm_kernel/matching.h"
 #include "netconf_dm_kernel/records.h"
+#include "netconf_dm_kernel/tree.h"
 
 #ifdef __cplusplus
 extern "C" {

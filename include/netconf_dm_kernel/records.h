@@ -10,7 +10,7 @@
 #include <pthread.h>
 #include <stdbool.h>
 
-#include "netconf_dm_kernel/tree.h"
+#include "netconf_dm_util.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -52,11 +52,11 @@ typedef struct nc_dm_stub_edit {
 } nc_dm_stub_edit_t;
 
 typedef struct nc_dm_stub_edit_node {
-  list_head lst;               /* in edit_head */
-  list_head ky_lst;            /* in key_head; key leaves alone */
-  nc_dm_stub_edit_t* edit;     /* owned */
-  nc_dm_agent_node_t* tmpnode; /* the node that it applies to; borrowed work field */
-  char* tmpname;               /* last component of the path; owned, null until asked for */
+  list_head lst;                    /* in edit_head */
+  list_head ky_lst;                 /* in key_head; key leaves alone */
+  nc_dm_stub_edit_t* edit;          /* owned */
+  struct nc_dm_agent_node* tmpnode; /* the node that it applies to; borrowed work field */
+  char* tmpname;                    /* last component of the path; owned, null until asked for */
 } nc_dm_stub_edit_node_t;
 
 /* One request's edits. */

@@ -5,6 +5,7 @@
 #define NETCONF_DM_KERNEL_REGISTRATION_H_
 
 #include "netconf_dm_kernel/records.h"
+#include "netconf_dm_kernel/tree.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -116,6 +116,12 @@ NC_DM_API extern nc_dm_t g_nc_agent_dm;
 /* Empties the tree and makes its mutex. 0, or -1. */
 NC_DM_API int nc_dm_agent_init_tree(void);
 
+/* ---- The ids on the way to a node: tree/node_ids ---- */
+
+/* Collects the ids of a node's ancestors (and its own, for a leaf-list element) into a cleared
+ * array, outermost first. 0, or -1. */
+NC_DM_API int nc_dm_get_ids(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* curr_node);
+
 /* ---- Creation, registration, removal: tree/copy_subtree, paths/register_path, tree/remove ---- */
 
 /* Creates a node below `parent_node` as a copy of the schema subtree of `src_node`, and enters an

@@ -25,8 +25,6 @@ constexpr size_t kPktTypeLen = sizeof(nc_int32);
 constexpr size_t kValueReserve = 40;
 constexpr size_t kIdArrayReserve = 192;
 
-std::optional<AnswerKind> g_answer_kind;
-
 nc_dm_list_t* Answer() { return &g_nc_dm_mng_info.param_list; }
 
 bool FitsAfter(size_t body_len, size_t name_len, size_t value_len) {
@@ -226,23 +224,8 @@ int SendFault(int fd, char* buf, nc_int32 sid, nc_dm_fault_t* fault) {
 
 void BeginAnswer(AnswerKind kind) {
   ReleaseAnswer(kind);
-  g_answer_kind = kind;
+  SetAnswerKind(kind);
   CancelTask(kind == AnswerKind::kValues ? NC_DM_EVENT_IDRSP_WRITE : NC_DM_EVENT_FLTRSP_WRITE);
-}
-
-void ReleaseAnswer(AnswerKind kind) {
-  if (g_answer_kind.value_or(kind) == AnswerKind::kValues) {
-    nc_dm_agent_free_val_list(Answer());
-  } else {
-    nc_dm_agent_free_id_array_list(Answer());
-  }
-  ForgetAnswer();
-}
-
-void ForgetAnswer() {
-  InitList(&Answer()->head);
-  Answer()->cnt = 0;
-  g_answer_kind.reset();
 }
 
 void StartAnswer(const nc_dm_msg_t* request, nc_dm_event_t write_event) {

@@ -3,6 +3,7 @@
 #ifndef NETCONF_DM_AGENT_ANSWER_H_
 #define NETCONF_DM_AGENT_ANSWER_H_
 
+#include "netconf_dm_agent/pending_answer.h"
 #include "netconf_dm_kernel.h"
 
 namespace nc {
@@ -10,19 +11,10 @@ namespace nc {
 // Sends a FAULT built in `buf`, the bytes of a SendBuffer. The send's result.
 int SendFault(int fd, char* buf, nc_int32 sid, nc_dm_fault_t* fault);
 
-// What the pending answer, param_list of the connection state, holds.
-enum class AnswerKind { kValues, kIdArrays };
-
 // Makes the pending answer an empty one of `kind`. What was left of an answer before (its
 // connection was lost, or the server did not wait for it) is released as what it is, and the write
 // task of the other kind is withdrawn: it would take the new records for its own.
 void BeginAnswer(AnswerKind kind);
-
-// Releases the pending answer, as what it is known to hold, otherwise as `kind`.
-void ReleaseAnswer(AnswerKind kind);
-
-// Empties the pending answer without releasing anything, for a cleared connection state.
-void ForgetAnswer();
 
 // Remembers whom the pending answer is for and schedules its first segment.
 void StartAnswer(const nc_dm_msg_t* request, nc_dm_event_t write_event);

@@ -1,7 +1,8 @@
-// From a received message to its handler, and from a handler's failure to the FAULT that answers
+// From the socket to a message's handler, and from a handler's failure to the FAULT that answers
 // it.
 
 #include <cerrno>
+#include <cstring>
 
 #include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/frame.h"
@@ -9,6 +10,8 @@
 #include "netconf_dm_util/log.h"
 
 namespace {
+
+constexpr int kMaxBodyLen = NC_DM_RECV_BUF_SIZE - NC_DM_MSG_HEAD_SIZE;
 
 struct MessageKind {
   nc_dm_msg_type_t type;
@@ -66,4 +69,29 @@ int nc_dm_agent_handle_msg(int fd, nc_dm_msg_t* in_msg) {
   if (Dispatch(fd, in_msg, &fault) == 0) return 0;
   nc::SendBuffer buf;
   return nc::SendFault(fd, buf.bytes, in_msg->head.sid, &fault);
+}
+
+int nc_dm_agent_recv(int fd) {
+  nc_dm_msg_t* in_msg = nc_dm_agent_init_in_msg();
+  const nc_dm_msg_head_t& head = in_msg->head;
+
+  const int received = nc_dm_read(fd, g_nc_dm_mng_info.recv_msg_buf, NC_DM_MSG_HEAD_SIZE);
+  if (received == 0) {
+    NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
+    return nc::kLinkBroken;
+  }
+  if (received != NC_DM_MSG_HEAD_SIZE) {
+    NC_DM_LOG_ERROR("failed to receive message, received %d, errno = %d, %s\n", received, errno,
+                    strerror(errno));
+    return nc::kLinkBroken;
+  }
+  NC_DM_LOG_INFO("%s client recieve message type=%d, sid=%d, entry_cnt=%d, ds_type=%d, len=%d\n",
+                 g_nc_dm_mng_info.agent_name, head.type, head.sid, head.entry_cnt, head.ds_type,
+                 head.len);
+  if (head.len > kMaxBodyLen) {
+    NC_DM_LOG_ERROR("The length of in msg have reach max! in_msg->head.len=%d\n", head.len);
+    return nc::kLinkBroken;
+  }
+  const int result = nc_dm_agent_get_msg(fd, in_msg);
+  return result == 0 ? nc_dm_agent_handle_msg(fd, in_msg) : result;
 }

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr int kMaxBodyLen = NC_DM_RECV_BUF_SIZE - NC_DM_MSG_HEAD_SIZE;
-
 static_assert(sizeof(nc_dm_msg_head_t) == NC_DM_MSG_HEAD_SIZE);
 static_assert(offsetof(nc_dm_mng_info_t, recv_msg_buf) % alignof(nc_dm_msg_t) == 0);
 static_assert(offsetof(nc_dm_mng_info_t, send_msg_buf) % alignof(nc_dm_msg_t) == 0);
@@ -75,31 +73,6 @@ int nc_dm_agent_get_msg(int fd, nc_dm_msg_t* in_msg) {
                     strerror(errno));
   }
   return nc::kLinkBroken;
-}
-
-int nc_dm_agent_recv(int fd) {
-  nc_dm_msg_t* in_msg = nc_dm_agent_init_in_msg();
-  const nc_dm_msg_head_t& head = in_msg->head;
-
-  const int received = nc_dm_read(fd, g_nc_dm_mng_info.recv_msg_buf, NC_DM_MSG_HEAD_SIZE);
-  if (received == 0) {
-    NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
-    return nc::kLinkBroken;
-  }
-  if (received != NC_DM_MSG_HEAD_SIZE) {
-    NC_DM_LOG_ERROR("failed to receive message, received %d, errno = %d, %s\n", received, errno,
-                    strerror(errno));
-    return nc::kLinkBroken;
-  }
-  NC_DM_LOG_INFO("%s client recieve message type=%d, sid=%d, entry_cnt=%d, ds_type=%d, len=%d\n",
-                 g_nc_dm_mng_info.agent_name, head.type, head.sid, head.entry_cnt, head.ds_type,
-                 head.len);
-  if (head.len > kMaxBodyLen) {
-    NC_DM_LOG_ERROR("The length of in msg have reach max! in_msg->head.len=%d\n", head.len);
-    return nc::kLinkBroken;
-  }
-  const int result = nc_dm_agent_get_msg(fd, in_msg);
-  return result == 0 ? nc_dm_agent_handle_msg(fd, in_msg) : result;
 }
 
 void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len) {

@@ -8,8 +8,8 @@
 
 #include <atomic>
 
-#include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/link_watch.h"
+#include "netconf_dm_agent/pending_answer.h"
 #include "netconf_dm_inter.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/enum_number.h"

@@ -1,6 +1,7 @@
 // Bodies of the short messages from the server, and the packet type that its requests begin with.
 #include <cstring>
 
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_stub/request_fields.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/refuse.h"

@@ -2,6 +2,7 @@
 #include <memory>
 #include <span>
 
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_stub/request_fields.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/malloc_ptr.h"

@@ -1,6 +1,7 @@
 // Bodies of filter and instance-id requests. Lists of both look the same.
 #include <memory>
 
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_stub/request_fields.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/malloc_ptr.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

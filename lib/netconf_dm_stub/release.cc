@@ -2,7 +2,7 @@
 // it again is harmless; a list is released by the elements that it holds, whatever it counts.
 #include <cstdlib>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/refuse.h"
 

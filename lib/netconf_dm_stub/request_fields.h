@@ -3,7 +3,7 @@
 #ifndef NETCONF_DM_STUB_REQUEST_FIELDS_H_
 #define NETCONF_DM_STUB_REQUEST_FIELDS_H_
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/records.h"
 #include "netconf_dm_stub/body_reader.h"
 
 namespace nc {

@@ -4,26 +4,12 @@
 #include <cstdlib>
 #include <span>
 
-#include "netconf_dm_kernel.h"
 #include "netconf_dm_util.h"
+#include "netconf_dm_util/id_span.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 
-namespace {
-
-// The ids that are there, whatever a callback has made of the count.
-std::span<nc_int64> IdsOf(nc_dm_id_array_t* id_array) {
-  return std::span(id_array->id)
-      .first(static_cast<size_t>(std::clamp<nc_int32>(id_array->cnt, 0, NC_DM_MAX_DEPTH)));
-}
-
-// A full array stays as it is.
-void Append(nc_dm_id_array_t* id_array, nc_int64 id) {
-  if (id_array->cnt < 0 || id_array->cnt >= NC_DM_MAX_DEPTH) return;
-  id_array->id[id_array->cnt++] = id;
-}
-
-}  // namespace
+using nc::IdsOf;
 
 int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
   if (id_array == nullptr || path_nodes == nullptr) {
@@ -32,31 +18,8 @@ int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
   }
   const nc_int32 components = std::min<nc_int32>(path_nodes->total_node, NC_DM_MAX_DEPTH);
   for (nc_int32 i = 0; i < components; ++i) {
-    if (path_nodes->instances[i] != 0) Append(id_array, path_nodes->instances[i]);
+    if (path_nodes->instances[i] != 0) nc::AppendId(id_array, path_nodes->instances[i]);
   }
-  return 0;
-}
-
-int nc_dm_get_ids(nc_dm_id_array_t* id_array, struct nc_dm_agent_node* curr_node) {
-  if (curr_node == nullptr) {
-    NC_DM_LOG_ERROR("The current node input is null!\n");
-    return -1;
-  }
-  if (id_array == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
-  }
-  for (const nc_dm_agent_node_t* node = curr_node;; node = node->parent) {
-    if (node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) Append(id_array, node->instid);
-    if (node->parent == nullptr) break;
-    if (id_array->cnt >= NC_DM_MAX_DEPTH) {
-      NC_DM_LOG_ERROR("The id_array->cnt is larger than id_array->id buffer size!\n");
-      // Only the node that was asked for reports it; above it the ids stay innermost first.
-      return node == curr_node ? -1 : 0;
-    }
-    if (node->parent->instid != 0) Append(id_array, node->parent->instid);
-  }
-  std::ranges::reverse(IdsOf(id_array));
   return 0;
 }
 
