@@ -139,8 +139,9 @@ TEST_F(EditTest, EntryThatExistsByItsOwnIdIsAnswered) {
 }
 
 TEST_F(EditTest, EntryEditWithoutKeysOrElementsFails) {
-  EXPECT_EQ(Edit(EditEntry({})), "fault OK");
-  EXPECT_EQ(Edit(EditEntry({{.name = "net.user.name", .value = "x"}})), "fault OK");
+  EXPECT_EQ(Edit(EditEntry({})), "refused, without a reason");
+  EXPECT_EQ(Edit(EditEntry({{.name = "net.user.name", .value = "x"}})),
+            "refused, without a reason");
   EXPECT_EQ(Entry("net.user.name", "root", Operation::kMerge), "ok 1") << "and leaves nothing";
 }
 
@@ -358,7 +359,8 @@ TEST_F(EditTest, ContainersAreEmptied) {
   EXPECT_THAT(app_.Contents(), IsEmpty());
   EXPECT_EQ(g_nc_agent_dm.total_mobject, 0U);
   EXPECT_EQ(g_nc_agent_dm.total_mleaf, 0U);
-  EXPECT_EQ(Subtree({{.name = "net", .value = "x"}}), "fault OK") << "nothing to write to";
+  EXPECT_EQ(Subtree({{.name = "net", .value = "x"}}), "refused, without a reason")
+      << "nothing to write to";
 }
 
 // A container that cannot be emptied keeps the command from being called.

@@ -104,7 +104,7 @@ std::vector<NamedFrame> FramesWithBodies() {
           {"filter list", ReadValues(reads).frames[0], kParseFault},
           {"filter", ReadOne(reads[0]).frames[0], kParseFault},
           {"lookup", FindIds(reads).frames[0], kParseFault},
-          {"debug", SwitchDebug(0, true).frames[0], "fault OK"},
+          {"debug", SwitchDebug(0, true).frames[0], "refused, without a reason"},
           {"registration answer", RegistrationAnswer(-9, "sys.name"), kParseFault}};
 }
 

@@ -68,13 +68,7 @@ void ReferenceReads::ReadWildcard(const Node& node, const Ids& ids, const std::s
       ReadWildcard(container, ids, child_path, names, at + 1, values);
     }
   } else if (child->kind == Schema::Kind::kLeafList && is_last) {
-    // The leaf-list itself gives its elements, and each element gives itself again, by the path of
-    // the request.
     ReadElements(node, *child, ids, child_path, values);
-    for (const auto& [name, id] : node.order) {
-      if (name != child->name) continue;
-      ReadLeaf(*child, node.instances.at({name, id}).src, Below(ids, id), child_path, values);
-    }
   } else if (child->kind == Schema::Kind::kList) {
     for (const auto& [name, id] : node.order) {
       if (name != child->name) continue;
@@ -133,8 +127,7 @@ void ReferenceReads::Read(const ReadElement& element, Values* values) const {
 
 void ReferenceReads::FindBelow(const Node& node, const Ids& ids,
                                const std::vector<std::string>& names, std::size_t at,
-                               const ReadElement& element, std::size_t* known,
-                               std::vector<Ids>* found) const {
+                               const ReadElement& element, std::vector<Ids>* found) const {
   const Schema* child = node.schema->Find(names[at]);
   if (child == nullptr) return;
   const bool is_last = at + 1 == names.size();
@@ -149,22 +142,19 @@ void ReferenceReads::FindBelow(const Node& node, const Ids& ids,
   }
   if (child->kind == Schema::Kind::kContainer) {
     if (!is_last) {
-      FindBelow(node.containers.at(child->name), ids, names, at + 1, element, known, found);
+      FindBelow(node.containers.at(child->name), ids, names, at + 1, element, found);
     }
     return;
   }
   for (const auto& [name, id] : node.order) {
     if (name != child->name) continue;
-    // A known id counts once, wherever the walk goes from there.
-    if (*known < element.ids.size()) {
-      if (id != element.ids[*known]) continue;
-      ++*known;
-    }
+    // The known ids belong to the lists on the path one by one.
+    if (ids.size() < element.ids.size() && id != element.ids[ids.size()]) continue;
     const Node& instance = node.instances.at({name, id});
     if (child->kind == Schema::Kind::kLeafList) {
       if (is_last) compare(instance.src, Below(ids, id));
     } else if (!is_last) {
-      FindBelow(instance, Below(ids, id), names, at + 1, element, known, found);
+      FindBelow(instance, Below(ids, id), names, at + 1, element, found);
     }
   }
 }
@@ -175,8 +165,7 @@ Expectation ReferenceReads::Find(const ModelRequest& request) const {
     const auto names = ParsePath(element.name);
     if (!names) return {.ok = false, .fault_code = NC_DM_FAULT_CODE_OP_FAILED};
     std::vector<Ids> found;
-    std::size_t known = 0;
-    FindBelow(tree_->root(), {}, *names, 0, element, &known, &found);
+    FindBelow(tree_->root(), {}, *names, 0, element, &found);
     if (found.empty()) {
       expected.ids.clear();
       break;
@@ -189,8 +178,7 @@ Expectation ReferenceReads::Find(const ModelRequest& request) const {
                     [&](const Ids& ids) { return std::ranges::count(found, ids) == 0; });
     }
   }
-  // Known ids count once, wherever the walk goes from there; the server's end drops the answers
-  // that do not begin with them.
+  // The server's end drops the answers that do not begin with the known ids.
   for (const ReadElement& element : request.reads) {
     std::erase_if(expected.ids, [&](const Ids& ids) {
       return ids.size() < element.ids.size() ||

@@ -35,8 +35,7 @@ class ReferenceReads {
   void ReadWildcard(const Node& node, const Ids& ids, const std::string& path,
                     const std::vector<std::string>& names, std::size_t at, Values* values) const;
   void FindBelow(const Node& node, const Ids& ids, const std::vector<std::string>& names,
-                 std::size_t at, const Element& element, std::size_t* known,
-                 std::vector<Ids>* found) const;
+                 std::size_t at, const Element& element, std::vector<Ids>* found) const;
 
   const ReferenceApplication& app_;
   ReferenceTree* tree_;

@@ -36,17 +36,19 @@ class InstanceLookup {
                  nc_dm_id_array_t* known, int last)
       : list_(list), path_(path), value_(value), known_(known), last_(last) {}
 
-  // Looks at the siblings that component `at` names, and at what is below them.
-  void Visit(const list_head* siblings, int at) {
+  // Looks at the siblings that component `at` names, below entries of `lists` lists, and at what is
+  // below them. The schema of a list has no entry's id, so nothing is read through it.
+  void Visit(const list_head* siblings, int at, int lists) {
     if (at >= NC_DM_MAX_DEPTH) return;
     const nc_int64 instance = path_->instances[at];
     for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+      if (nc::IsMode(node)) continue;
       NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
                      nc::LongLong(node.instid));
       nc::PrefetchNextEntry(node, kPrefetchedBytes);
-      if (!Admit(node, at)) continue;
+      if (!Admit(node, at, lists)) continue;
       if (at < last_) {
-        Visit(&node.sub_lst, at + 1);
+        Visit(&node.sub_lst, at + 1, lists + (nc::IsInstance(node) ? 1 : 0));
       } else {
         Compare(node);
       }
@@ -55,22 +57,22 @@ class InstanceLookup {
   }
 
  private:
-  bool HasKnownId() const {
-    return known_ != nullptr && known_->match_cnt < std::min(known_->cnt, NC_DM_MAX_DEPTH);
+  bool HasKnownId(int list) const {
+    return known_ != nullptr && list < std::min(known_->cnt, NC_DM_MAX_DEPTH);
   }
 
-  // Notes the node's id on the path; false for an entry that the known ids rule out. A known id
-  // counts once: the cursor stays behind it when the walk leaves the entry.
-  bool Admit(const nc_dm_agent_node_t& node, int at) {
+  // Notes the node's id on the path; false for an entry that the known ids rule out. They belong to
+  // the lists on the path one by one: the entry of the k-th list must have the k-th of them.
+  bool Admit(const nc_dm_agent_node_t& node, int at, int list) {
     if (!nc::IsInstance(node)) {
       path_->instances[at] = 0;
       return true;
     }
-    if (HasKnownId()) {
-      if (node.instid != known_->id[known_->match_cnt]) return false;
+    if (HasKnownId(list)) {
+      if (node.instid != known_->id[list]) return false;
       NC_DM_LOG_INFO("Match node: %s, instance: %lld, math instance, continue match.\n",
                      node.node_name, nc::LongLong(node.instid));
-      ++known_->match_cnt;
+      known_->match_cnt = std::max(known_->match_cnt, list + 1);
     }
     path_->instances[at] = node.instid;
     return true;
@@ -110,7 +112,8 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(nc_dm_list_t* list, l
       path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0) {
     return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_NO_EXIST, "Input parameter is invalid!\n");
   }
-  InstanceLookup(list, path_nodes, value, p_id_array, mt).Visit(dm_root, bg);
+  const int lists = p_id_array != nullptr ? p_id_array->match_cnt : 0;
+  InstanceLookup(list, path_nodes, value, p_id_array, mt).Visit(dm_root, bg, lists);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }
 

@@ -188,7 +188,8 @@ void ReadChildren(nc_dm_list_t* list, Place* place, const nc_dm_agent_node_t& no
   }
 }
 
-// Reads all nodes that a path leads to, whatever their ids.
+// Reads all nodes that a path leads to, whatever their ids. Nothing is read through the schema of a
+// list or leaf-list: it has no entry, so the application would be asked with an id too few.
 class MatchReader {
  public:
   MatchReader(nc_dm_list_t* list, nc_dm_path_nodes_t* path, int first, int last)
@@ -202,10 +203,11 @@ class MatchReader {
     const nc_dm_agent_node_t* parent = nullptr;
     place_.ids = {};
     for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+      if (nc::IsMode(node)) continue;
       NC_DM_LOG_INFO("Match node '%s', instid %lld, continue match descendants to get values.\n",
                      node.node_name, nc::LongLong(node.instid));
       nc::PrefetchNextEntry(node, kPrefetchedBytes);
-      const nc_int64 id = node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT ? node.instid : 0;
+      const nc_int64 id = nc::IsInstance(node) ? node.instid : 0;
       path_->instances[at] = id;
       if (at < last_) {
         VisitChildren(node, name, id);
@@ -232,10 +234,6 @@ class MatchReader {
   void ReadMatch(nc_dm_agent_node_t* node, std::string_view name, nc_int64 id) {
     if (node->node_type == NC_DM_NODE_TYPE_LEAF || node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
       ReadLeafAt(list_, &place_, node, name, id);
-    } else if (node->node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE) {
-      const nc_int32 total_node = std::exchange(path_->total_node, place_.depth + 1);
-      ReadLeafList(list_, path_, node);
-      path_->total_node = total_node;
     } else {
       const Descent descent(&place_, name, id, node->instid);
       ReadChildren(list_, &place_, *node);

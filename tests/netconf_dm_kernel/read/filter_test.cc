@@ -181,15 +181,13 @@ TEST_F(FilterTest, CollectsASubtree) {
 TEST_F(FilterTest, CollectsEveryEntryOfAListWithoutIds) {
   MakeLists();
   EXPECT_THAT(Read({{"a.b.{i}"}}),
-              ElementsAre("a.b.c=-", "a.b.o.d=-", "a.b.3.c=3", "a.b.3.o.d=3", "a.b.3.n.7.e=3,7",
-                          "a.b.3.n.8.e=3,8", "a.b.5.c=5", "a.b.5.o.d=5", "a.b.5.n.7.e=5,7"));
-  EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.c=-", "a.b.3.c=3", "a.b.5.c=5"));
-  EXPECT_THAT(Read({{"a.b.n", {3}}}),
-              ElementsAre("a.b.3.n.e=3", "a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8"))
-      << "the ids given are kept, the schema node of the list behind them is visited too";
+              ElementsAre("a.b.3.c=3", "a.b.3.o.d=3", "a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8",
+                          "a.b.5.c=5", "a.b.5.o.d=5", "a.b.5.n.7.e=5,7"));
+  EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.3.c=3", "a.b.5.c=5"));
+  EXPECT_THAT(Read({{"a.b.n", {3}}}), ElementsAre("a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8"))
+      << "the ids given are kept";
   EXPECT_THAT(Read({{"a.b.n.e"}}),
-              ElementsAre("a.b.n.e=-", "a.b.3.n.e=3", "a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8",
-                          "a.b.5.n.e=5", "a.b.5.n.7.e=5,7"));
+              ElementsAre("a.b.3.n.7.e=3,7", "a.b.3.n.8.e=3,8", "a.b.5.n.7.e=5,7"));
 }
 
 TEST_F(FilterTest, LogsHowFarASearchCameThatFails) {
@@ -202,7 +200,7 @@ TEST_F(FilterTest, LogsHowFarASearchCameThatFails) {
 
 TEST_F(FilterTest, LogsAWalkOverAllInstancesThatFails) {
   MakeLists();
-  EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.c=-", "a.b.3.c=3", "a.b.5.c=5"));
+  EXPECT_THAT(Read({{"a.b.c"}}), ElementsAre("a.b.3.c=3", "a.b.5.c=5"));
   EXPECT_THAT(ErrorLines(), IsEmpty());
   const FailingCall failing(Step::kMatchValues);
   EXPECT_THAT(Read({{"a.b.c"}, {"a.x"}}), ElementsAre("a.x=-"));
@@ -244,7 +242,7 @@ TEST_F(FilterTest, WorksWithoutAnIdArray) {
   MakeLists();
   EXPECT_THAT(Read({{"a.x", {}, {}, false}}), ElementsAre("a.x=-"));
   EXPECT_THAT(LogLines(), Contains("I Current filter 'a.x' id_array is null!\n"));
-  EXPECT_THAT(Read({{"a.b.c", {}, {}, false}}), ElementsAre("a.b.c=-", "a.b.3.c=3", "a.b.5.c=5"));
+  EXPECT_THAT(Read({{"a.b.c", {}, {}, false}}), ElementsAre("a.b.3.c=3", "a.b.5.c=5"));
 }
 
 TEST_F(FilterTest, ReadsALeafList) {
@@ -291,7 +289,7 @@ TEST_F(FilterTest, ReadsAHashIndexedList) {
   EXPECT_THAT(Read({{"a.h.k", {13}}}), ElementsAre("a.h.13.k=13"));
   EXPECT_THAT(Read({{"a.h", {12}}}), ElementsAre("a.h.12.k=12"));
   EXPECT_THAT(Read({{"a.h.k", {14}}}), IsEmpty());
-  EXPECT_THAT(Read({{"a.h.k"}}), ElementsAre("a.h.k=-", "a.h.12.k=12", "a.h.13.k=13"));
+  EXPECT_THAT(Read({{"a.h.k"}}), ElementsAre("a.h.12.k=12", "a.h.13.k=13"));
 }
 
 TEST_F(FilterTest, ShowsTheSdnDatastoreItsOwn) {

@@ -140,11 +140,11 @@ inline int GetNodesVals(ReadValues* values, nc_dm_path_nodes_t* path, Node* node
 inline void MatchGetVals(ReadValues* values, const list_head* list, nc_dm_path_nodes_t* path,
                          int bg, int mt) {
   for (Node* node : NodesOf(list)) {
-    if (!IsNamed(node, path->nodes[bg])) continue;
+    if (!IsNamed(node, path->nodes[bg]) || IsMode(node)) continue;
     nc_dm_agent_dbg_msg(2,
                         "Match node '%s', instid %lld, continue match descendants to get values.\n",
                         node->node_name, static_cast<long long>(node->instid));
-    path->instances[bg] = node->node_type == NC_DM_NODE_TYPE_MULT_OBJECT ? node->instid : 0;
+    path->instances[bg] = IsInstance(node) ? node->instid : 0;
     if (bg >= mt) {
       GetNodesVals(values, path, node);
     } else {
@@ -234,24 +234,26 @@ inline std::string IdsText(const nc_dm_id_array_t& ids) {
 }
 
 inline void MatchGetIdArrays(FoundIds* found, const list_head* list, nc_dm_path_nodes_t* path,
-                             const char* value, nc_dm_id_array_t* known, int bg, int mt) {
+                             const char* value, nc_dm_id_array_t* known, int bg, int mt,
+                             int lists = 0) {
   for (Node* node : NodesOf(list)) {
-    if (!IsNamed(node, path->nodes[bg])) continue;
+    if (!IsNamed(node, path->nodes[bg]) || IsMode(node)) continue;
     nc_dm_agent_dbg_msg(2, "Match node: %s, instance: %lld, match name continue match.\n",
                         node->node_name, static_cast<long long>(node->instid));
     if (!IsInstance(node)) {
       path->instances[bg] = 0;
-    } else if (known != nullptr && known->match_cnt < known->cnt) {
-      if (node->instid != known->id[known->match_cnt]) continue;
+    } else if (known != nullptr && lists < known->cnt) {
+      if (node->instid != known->id[lists]) continue;
       nc_dm_agent_dbg_msg(2, "Match node: %s, instance: %lld, math instance, continue match.\n",
                           node->node_name, static_cast<long long>(node->instid));
       path->instances[bg] = node->instid;
-      ++known->match_cnt;
+      known->match_cnt = std::max(known->match_cnt, lists + 1);
     } else {
       path->instances[bg] = node->instid;
     }
     if (bg < mt) {
-      MatchGetIdArrays(found, &node->sub_lst, path, value, known, bg + 1, mt);
+      MatchGetIdArrays(found, &node->sub_lst, path, value, known, bg + 1, mt,
+                       lists + (IsInstance(node) ? 1 : 0));
       continue;
     }
     const bool is_leaf =
