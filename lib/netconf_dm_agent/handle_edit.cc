@@ -7,6 +7,7 @@
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_agent/request_checks.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
+#include "netconf_dm_util/intrusive_list.h"
 
 namespace {
 
@@ -46,9 +47,22 @@ nc_int64 EditObject(int pkt_type, nc_dm_fault_t* fault) {
   return nc_dm_agent_edit_object(pkt_type, &g_nc_dm_edit_node_list, fault);
 }
 
+// True if an element of the request asks to go on behind an error.
+bool GoesOnAfterErrors() {
+  for (const auto& node : nc::Records<nc_dm_stub_edit_node_t>(&g_nc_dm_edit_node_list.edit_head)) {
+    if (node.edit != nullptr && node.edit->erropt == NC_DM_ERROPT_CONTINUE) return true;
+  }
+  return false;
+}
+
+// The id, or negative. A request that goes on behind its errors does what can be done, but the
+// server must hear of what could not: the last fault is its answer.
 nc_int64 EditSubtree(nc_dm_fault_t* fault) {
   const nc::TreeWalk walk;
-  return nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, &g_nc_dm_edit_node_list, fault);
+  const bool goes_on = GoesOnAfterErrors();
+  const nc_int64 result =
+      nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, &g_nc_dm_edit_node_list, fault);
+  return goes_on && fault->fault_code != NC_DM_FAULT_CODE_OK ? -1 : result;
 }
 
 // Releases what an edit has used. 0, or -1 for a negative result.

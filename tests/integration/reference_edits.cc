@@ -78,7 +78,8 @@ Kinship Compare(const EditElement& edit, const EditElement& first) {
   int common = 0;
   const auto differ = std::ranges::mismatch(*names, first_names).in1;
   if (differ != names->end()) common = static_cast<int>(differ - names->begin()) - 1;
-  return common == static_cast<int>(names->size()) - 2 ? Kinship::kSibling : Kinship::kStranger;
+  return names->size() > 1 && common == static_cast<int>(names->size()) - 2 ? Kinship::kSibling
+                                                                            : Kinship::kStranger;
 }
 
 // Takes the first edit that can be read, and its siblings, out of a request.
@@ -231,13 +232,14 @@ std::int64_t ReferenceEdits::DeleteByKey(const Schema& list, const Element& edit
 
 Expectation ReferenceEdits::EditSubtree(const ModelRequest& request) {
   std::vector<Element> edits = request.edits;
+  const bool goes_on = std::ranges::any_of(edits, GoesOn);
   std::int64_t result = 0;
   while (!edits.empty()) {
     const std::vector<Element> group = TakeGroup(&edits);
     if (group.empty()) break;
     if (!RunGroup(group, &result)) return Failure();
   }
-  return result < 0 ? Failure() : Ok(result);
+  return result < 0 || (goes_on && fault_.code != 0) ? Failure() : Ok(result);
 }
 
 bool ReferenceEdits::RunGroup(const std::vector<Element>& group, std::int64_t* result) {

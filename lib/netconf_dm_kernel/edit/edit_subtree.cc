@@ -127,7 +127,8 @@ Kinship Group::Compare(const nc_dm_stub_edit_node_t& node) {
     return Kinship::kLater;
   }
   const int common = nc_dm_agent_filter_find_max_cmm_node_index(paths_, 2);
-  if (common != length - 2) {
+  // Top-level containers have no parent whose command could take them together.
+  if (length == 1 || common != length - 2) {
     NC_DM_LOG_INFO("The two path nodes max common index is %d, break.\n", common);
     return Kinship::kStranger;
   }

@@ -477,6 +477,16 @@ TEST_F(SubtreeTest, TopLevelContainerIsEmptied) {
   EXPECT_NE(NodeAt("sys.clock.zone"), nullptr);
 }
 
+TEST_F(SubtreeTest, EachTopLevelContainerOfADeletionIsEmptied) {
+  AddInstance("sys.dns.6");
+  EXPECT_EQ(Edit({{.name = "sys", .op = NC_DM_OP_DELETE}, {.name = "if", .op = NC_DM_OP_DELETE}}),
+            0);
+  EXPECT_EQ(left, 0);
+  EXPECT_EQ(NodeAt("sys.dns.6"), nullptr);
+  EXPECT_EQ(NodeAt("if.port.3"), nullptr);
+  EXPECT_EQ(NodeAt("if.port.4"), nullptr);
+}
+
 TEST_F(SubtreeTest, TopLevelContainerIsNotWritten) {
   for (const nc_int32 op : {NC_DM_OP_NONE, NC_DM_OP_MERGE, NC_DM_OP_REPLACE, NC_DM_OP_CREATE, 6}) {
     Restart();

@@ -77,7 +77,7 @@ class ReferenceEdit : public ReferenceCommand {
       common = static_cast<int>(i) - 1;
       break;
     }
-    return common == static_cast<int>(a.size()) - 2;
+    return a.size() > 1 && common == static_cast<int>(a.size()) - 2;
   }
 
   static std::vector<Edit> TakeGroup(std::list<Edit>& request) {
