@@ -280,13 +280,13 @@ void Session::End(Cause cause) {
   if (state_ == State::kEnded) {
     return;
   }
-  const bool was_open = is_open();
+  const bool knows_client = is_open();
   state_ = State::kEnded;
   cause_ = cause;
   busy_ = false;
   CountEnd(cause);
   table_.Remove(this);
-  if (was_open) {
+  if (knows_client) {
     Log("session " + std::to_string(id()) + " has ended");
     operations_.SessionEnded(info_.client);
   }

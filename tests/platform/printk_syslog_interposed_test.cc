@@ -1,8 +1,6 @@
 // The log of the Linux port. This program stands in for syslog(3), so that nothing reaches the
 // machine's log and the severity can be seen.
 
-#include "printk_syslog.h"
-
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <stdarg.h>
@@ -12,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "printk_syslog.h"
 #include "tests/support/scoped_env.h"
 
 namespace {

@@ -70,7 +70,9 @@ class ServerTest : public testing::Test {
     agent->Close();
   }
 
-  bool RunUntil(const std::function<bool()>& done) { return server_->RunUntil(done, kTurnPatience); }
+  bool RunUntil(const std::function<bool()>& done) {
+    return server_->RunUntil(done, kTurnPatience);
+  }
 
   static Request AnEdit() { return EditSubtree({EditElement{.name = "a.b", .value = "1"}}); }
 
