@@ -74,12 +74,16 @@ targets=()
 ((quick)) && targets=(--target netconf_dm_agent zu-platform "${byte_tests[@]}")
 cmake --build "$build" --parallel "$(nproc)" "${targets[@]}" -- -k 0
 
+# A 64-bit file system's positions within a folder do not fit the 32 bits of an emulated program.
+left_out=
+[[ $arch == armhf ]] && left_out='DirectoryTest.*'
 failed=()
 count=0
 for program in $(list_programs); do
   echo "cross: $program"
   count=$((count + 1))
-  "$emulator" -L "/usr/$triplet" "$build/bin/tests/$program" --gtest_brief=1 || failed+=("$program")
+  "$emulator" -L "/usr/$triplet" "$build/bin/tests/$program" --gtest_brief=1 "--gtest_filter=-$left_out" ||
+    failed+=("$program")
 done
 echo "cross: $arch, $count programs, failed: ${failed[*]:-none}"
 ((${#failed[@]} == 0))
