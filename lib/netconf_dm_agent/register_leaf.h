@@ -22,7 +22,7 @@ int RegisterLeaf(nc_dm_agent_node_t* leaf, Numbers numbers);
 // Queues the announcement of a path to the server. 0, or -1.
 int AnnouncePath(char* path, nc_int32 attr);
 
-// Is the component written as a range, "{a-b}", whatever its bounds.
+// True if the component is written as a range, "{a-b}", whatever its bounds.
 bool HasRangeForm(const char* component);
 
 }  // namespace nc

@@ -7,7 +7,7 @@
 
 namespace nc {
 
-// Does the tree stand; otherwise logged, with `fault` filled.
+// True if the tree has been initialized; otherwise that is logged and `fault` is filled.
 inline bool CheckTree(nc_dm_fault_t* fault) {
   if (IsTreeInitialized()) return true;
   fault->fault_code = NC_DM_FAULT_CODE_INIT;

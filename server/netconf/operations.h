@@ -123,7 +123,7 @@ class Operations {
   virtual int PollFd() const = 0;
   // When Run() is wanted at the latest.
   virtual std::optional<Clock::time_point> NextDeadline() const = 0;
-  // Does what there is to do, without waiting.
+  // Carries on whatever is ready; never waits.
   virtual void Run() = 0;
 };
 

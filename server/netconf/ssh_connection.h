@@ -44,7 +44,7 @@ class SshConnection {
 
   // The socket's, also when libssh has closed it.
   int fd() const { return fd_; }
-  // Does what can be done now. Returns true if there is more that need not be waited for.
+  // Reads and writes what the connection is ready for. True if more can be done without waiting.
   bool Step();
   // Closes what has waited too long.
   void Expire(Clock::time_point now);

@@ -39,7 +39,7 @@ class SshServer {
 
   // When Run() is wanted at the latest.
   std::optional<Clock::time_point> NextDeadline() const;
-  // Does what is due, and what sessions asked for by themselves.
+  // Carries out expired deadlines, and the work that sessions asked to be called again for.
   void Run();
 
  private:

@@ -63,7 +63,7 @@ class Agents {
 
   int PollFd() const { return server_.PollFd(); }
   std::optional<server::Clock::time_point> NextDeadline() const { return server_.NextDeadline(); }
-  // Does what there is to do, without waiting.
+  // Carries on whatever is ready in the agents' requests; never waits.
   void Run();
 
   void set_trace(server::TraceSink trace) { server_.set_trace(std::move(trace)); }
