@@ -275,6 +275,15 @@ void RegisterModel() {
   nc_dm_agent_yang_attr_reg("model", NC_DM_YANG_ATTR_REVISION, "2020-01-01");
 }
 
+void RegisterSmallModel() {
+  constexpr auto kString = NC_DM_VAL_TYPE_STRING;
+  Leaf<kString>("sys.host", kRead | kWrite | kEntries);
+  Leaf<kString>("sys.dns", kRead | kEntries, NC_DM_FLAG_LEAF_LIST);
+  Leaf<kString>("net.vrf.{i}.name", kRead | kEntries, NC_DM_FLAG_KEY);
+  Leaf<NC_DM_VAL_TYPE_UINT>("net.vrf.{i}.mtu", kRead | kWrite | kEntries);
+  nc_dm_agent_yang_attr_reg("model", NC_DM_YANG_ATTR_REVISION, "2020-01-01");
+}
+
 void FreePendingRecords() {
   for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
     nc::Unlink(&record.list);
@@ -334,6 +343,11 @@ void StartApplication(Input* input) {
   ReadAll();
 }
 
+void StartSmallApplication(Input* input) {
+  g_input = input;
+  RegisterSmallModel();
+}
+
 void ForgetManyRegistrations() {
   size_t left = 4096;
   for ([[maybe_unused]] const auto& record :
@@ -364,6 +378,7 @@ void Reset() {
   if (g_nc_dm_agent_manage.tt_reconnect != nullptr) {
     nc_dm_agent_clear_connect();
     NCDM_FUZZ_CHECK(nc_dm_agent_connect_socket() == 0);
+    nc_dm_agent_handle_event(NC_DM_EVENT_READ, g_nc_dm_mng_info.agent_fd, 0);
     Accept();
   }
 }

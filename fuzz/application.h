@@ -17,6 +17,10 @@ void StartAgent();
 // Registers the application's data model and a few instances; its callbacks answer from `input` on.
 void StartApplication(Input* input);
 
+// Registers a small part of that model instead, and leaves its announcements to the registration
+// task.
+void StartSmallApplication(Input* input);
+
 // Checks the tree and takes back all that the library holds, but the connection.
 void Reset();
 

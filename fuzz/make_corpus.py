@@ -132,6 +132,35 @@ def frames():
         write("frames", name, data)
 
 
+def schedulings():
+    """Steps of schedulings_fuzzer.cc, each with the tasks that run behind it."""
+    fail, register, accept, receive, hang_up, listen, shrink = 19, 22, 25, 27, 29, 30, 31
+
+    def step(kind, *data, tasks=3):
+        return bytes([kind, *data, tasks, *range(tasks)])
+
+    def request(frame):
+        return frame.removesuffix(UNSPOILT) + b"\0" + bytes([3, 0, 1, 2])
+
+    connect = step(accept) + step(receive, 15)
+    reconnect = step(hang_up) + connect
+    away = step(listen) + step(hang_up) + step(register, 0, 3, 9) + step(listen) + connect
+    edits = request(edit(4, 1, [(0, 0, 2, []), (0, 4, 2, [])])) + request(bytes([RUN_SUBTREE]) + UNSPOILT)
+    read = request(bytes([ONE_FILTER, 1, 0, 5]) + UNSPOILT)
+    lookup = (request(bytes([GETID, 1, 0, 7, 0, 0, 2, 0]) + UNSPOILT)
+              + request(bytes([RUN_GETID]) + UNSPOILT))
+    seeds = {
+        "connected": step(receive, 15) + edits + read + step(receive, 15), "away": away + edits,
+        "slow": step(shrink) + step(register, 0, 6) * 3 + read + step(receive, 8) * 3,
+        "leave": step(register, 0, 7) + request(bytes([18]) + UNSPOILT) + connect,
+        "lookup": lookup + step(receive, 15), "registrations": step(register, 1, 0) + step(register, 0, 3, 7) * 2,
+    }
+    for n in range(1, 6):
+        seeds[f"every-{n}"] = step(fail, n, 0) + reconnect + edits + read + lookup + away + edits
+    for name, data in seeds.items():
+        write("schedulings", name, data)
+
+
 def registration():
     def path(*components):
         """0 is no raw text, then the depth, then places in kComponents; no dot at the end."""
@@ -220,5 +249,5 @@ def netconf():
         write("netconf", name, data)
 
 
-for make in (paths, values, yang, decoders, frames, registration, server, netconf):
+for make in (paths, values, yang, decoders, frames, schedulings, registration, server, netconf):
     make()

@@ -3,6 +3,8 @@
 #ifndef FUZZ_PLATFORM_H_
 #define FUZZ_PLATFORM_H_
 
+#include <stddef.h>
+
 #include "zu_thread.h"
 
 namespace ncdm_fuzz {
@@ -11,6 +13,17 @@ zu_thread_master* Master();
 
 // Runs the scheduled task with this function, and returns whether there was one.
 bool RunTask(zu_thread_func func);
+
+// Runs one of the tasks that an event loop could run now: an event or a timer, or one whose
+// descriptor is ready. False when there is none.
+bool RunReadyTask(size_t choice);
+
+// How many tasks are scheduled.
+size_t ScheduledTasks();
+
+// Makes every n-th scheduling call fail from now on, the first one after `first` others; 0 ends
+// that.
+void FailEvery(size_t n, size_t first = 0);
 
 // Does the environment ask (NC_DM_LOG) to see what the library logs: for looking into a finding.
 bool ShallLog();

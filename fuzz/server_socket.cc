@@ -6,6 +6,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <string>
 
@@ -27,6 +29,10 @@ const std::string& Directory() {
   return directory;
 }
 
+constexpr const char* kServerDirectory = "/mng/netconf/netconf_server";
+
+std::string SocketPath() { return Directory() + kServerDirectory + "/.serv"; }
+
 void RemoveDirectory() {
   std::error_code ignored;
   std::filesystem::remove_all(Directory(), ignored);
@@ -35,15 +41,18 @@ void RemoveDirectory() {
 }  // namespace
 
 void Listen() {
-  const std::string server = Directory() + "/mng/netconf/netconf_server";
-  std::filesystem::create_directories(server);
+  std::filesystem::create_directories(Directory() + kServerDirectory);
   std::filesystem::create_directories(Directory() + "/mng/netconf/netconf_client");
   setenv("TMPDIR", Directory().c_str(), 1);
   atexit(RemoveDirectory);
+  ListenAgain();
+}
 
+void ListenAgain() {
+  if (g_listener >= 0) return;
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  const std::string path = server + "/.serv";
+  const std::string path = SocketPath();
   NCDM_FUZZ_CHECK(path.size() < sizeof(address.sun_path));
   memcpy(address.sun_path, path.c_str(), path.size());
   g_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -51,12 +60,21 @@ void Listen() {
   NCDM_FUZZ_CHECK(listen(g_listener, 8) == 0);
 }
 
-void Accept() {
-  HangUp();
-  for (int fd; (fd = accept4(g_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0;) {
+void StopListening() {
+  if (g_listener >= 0) close(g_listener);
+  g_listener = -1;
+  unlink(SocketPath().c_str());
+}
+
+bool Accept() {
+  bool is_new = false;
+  for (int fd; g_listener >= 0 &&
+               (fd = accept4(g_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0;) {
     HangUp();
     g_peer = fd;
+    is_new = true;
   }
+  return is_new;
 }
 
 void SendToAgent(std::string_view bytes) {
@@ -67,6 +85,13 @@ void ReadAll() {
   char bytes[1 << 14];
   while (g_peer >= 0 && recv(g_peer, bytes, sizeof(bytes), MSG_DONTWAIT) > 0) {
   }
+}
+
+std::string Read(size_t most) {
+  static std::array<char, size_t{1} << 16> buffer;
+  most = std::min(most, buffer.size());
+  const ssize_t count = g_peer < 0 ? 0 : recv(g_peer, buffer.data(), most, MSG_DONTWAIT);
+  return count < 0 ? std::string() : std::string(buffer.data(), static_cast<size_t>(count));
 }
 
 void HangUp() {
