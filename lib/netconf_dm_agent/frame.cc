@@ -1,15 +1,15 @@
-// Frames on the socket: a head of 24 bytes, then a body of the length that the head gives.
+// Frames on the socket as bytes: a head of 24 bytes, then a body of the length that the head gives.
 
 #include "netconf_dm_agent/frame.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <span>
 
 #include "netconf_dm_util/frame_dump.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -18,17 +18,6 @@ static_assert(offsetof(nc_dm_mng_info_t, recv_msg_buf) % alignof(nc_dm_msg_t) ==
 static_assert(offsetof(nc_dm_mng_info_t, send_msg_buf) % alignof(nc_dm_msg_t) == 0);
 
 unsigned g_sent_messages = 0;
-
-bool IsAccepted(nc_int32 type) {
-  constexpr nc_dm_msg_type_t kAccepted[] = {NC_DM_MSG_TYPE_REG_RSP, NC_DM_MSG_TYPE_EDIT,
-                                            NC_DM_MSG_TYPE_FILTER,  NC_DM_MSG_TYPE_DBG,
-                                            NC_DM_MSG_TYPE_GETID,   NC_DM_MSG_TYPE_UNREG_CLIENT_RSP,
-                                            NC_DM_MSG_TYPE_SHOW,    NC_DM_MSG_TYPE_FILTER_RSP};
-  for (nc_dm_msg_type_t accepted : kAccepted) {
-    if (type == accepted) return true;
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -40,10 +29,7 @@ nc_dm_msg_t* nc_dm_agent_init_in_msg(void) {
 }
 
 int nc_dm_agent_send(int fd, nc_dm_msg_t* out_msg) {
-  if (out_msg == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter out_msg is invalid!\n");
-    return -1;
-  }
+  if (out_msg == nullptr) return nc::Refuse("Input parameter out_msg is invalid!\n");
   nc_dm_agent_dbg_print_send_msg(out_msg);
   const int len = NC_DM_MSG_HEAD_SIZE + out_msg->head.len;
   const int written = nc_dm_write(fd, reinterpret_cast<char*>(out_msg), len);
@@ -53,26 +39,6 @@ int nc_dm_agent_send(int fd, nc_dm_msg_t* out_msg) {
   }
   ++g_sent_messages;
   return 0;
-}
-
-int nc_dm_agent_get_msg(int fd, nc_dm_msg_t* in_msg) {
-  if (in_msg == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter in_msg is invalid!\n");
-    return -1;
-  }
-  if (!IsAccepted(in_msg->head.type)) {
-    NC_DM_LOG_ERROR("Unkown message type!\n");
-    return -1;
-  }
-  const int received = nc_dm_read(fd, in_msg->buf, in_msg->head.len);
-  if (received == in_msg->head.len) return 0;
-  if (received == 0) {
-    NC_DM_LOG_ERROR("Disconnected with server and clear connect info.\n");
-  } else {
-    NC_DM_LOG_ERROR("Failed to receive message, received %d, errno = %d, %s.\n", received, errno,
-                    strerror(errno));
-  }
-  return nc::kLinkBroken;
 }
 
 void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len) {

@@ -1,4 +1,4 @@
-// Messages on their way out.
+// Frames as bytes: what sending one takes.
 #ifndef NETCONF_DM_AGENT_FRAME_H_
 #define NETCONF_DM_AGENT_FRAME_H_
 
@@ -6,10 +6,10 @@
 
 namespace nc {
 
-// Result of a send or a receive that found the connection broken; its caller asks for a new one.
+// The result of a send or receive on a broken connection; its caller schedules a reconnection.
 inline constexpr int kLinkBroken = -2;
 
-// How many messages were sent so far; only whether it has changed has a meaning.
+// A count of the messages sent, to be compared with an earlier one.
 unsigned SentMessages();
 
 // Room for one outgoing message.
