@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "netconf_dm_agent/answer.h"
+#include "netconf_dm_agent/fault_message.h"
 #include "netconf_dm_agent/frame.h"
 #include "netconf_dm_agent/messages.h"
 #include "netconf_dm_kernel.h"

@@ -1,10 +1,10 @@
-// EDIT: collects the edits of a request, carries them out, or makes the configuration lasting.
+// EDIT: collects the edits of a request, carries them out, or calls the commit hook.
 
 #include <atomic>
 
-#include "netconf_dm_agent/answer.h"
 #include "netconf_dm_agent/collected_requests.h"
 #include "netconf_dm_agent/frame.h"
+#include "netconf_dm_agent/print_time.h"
 #include "netconf_dm_agent/request_checks.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -26,7 +26,7 @@ int Answer(int fd, nc_int32 sid, nc_int64 inst, nc_dm_fault_t* fault) {
   const int result = nc_dm_agent_send(fd, out_msg);
   if (result != 0) {
     fault->fault_code = NC_DM_FAULT_CODE_LINK;
-    // Even if the FAULT goes through: a part of the answer may stand on the stream.
+    // Even if the FAULT goes through: a part of the answer may be in the stream.
     if (result == nc::kLinkBroken) nc_dm_agent_handle_event(NC_DM_EVENT_RECONNECT, 0, 0);
     return -1;
   }
@@ -55,8 +55,8 @@ bool GoesOnAfterErrors() {
   return false;
 }
 
-// The id, or negative. A request that goes on behind its errors does what can be done, but the
-// server must hear of what could not: the last fault is its answer.
+// The id, or negative. A request that goes on behind its errors does what can be done; what could
+// not be done is told to the server by the last fault, which makes the result negative.
 nc_int64 EditSubtree(nc_dm_fault_t* fault) {
   const nc::TreeWalk walk;
   const bool goes_on = GoesOnAfterErrors();
@@ -75,7 +75,7 @@ int Finish(nc_int64 result) {
 
 void Commit() {
   PrintTimes();
-  // Once: another thread may take the hook away meanwhile.
+  // Read once, because another thread may remove the hook meanwhile.
   const auto commit = std::atomic_ref(g_nc_dm_mng_info.data_commit).load();
   if (commit == nullptr) return;
   NC_DM_LOG_INFO("Call the data commit function.\n");

@@ -1,9 +1,9 @@
 // Bodies of what the agent sends, built in place in the zeroed message that the caller brings.
-// Nothing is allocated. The log lines stand where their fields do.
+// Nothing is allocated.
 #include <algorithm>
-#include <cstring>
 
 #include "netconf_dm_kernel/bodies.h"
+#include "netconf_dm_stub/body_writer.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -11,48 +11,13 @@
 
 namespace {
 
+using nc::BodyWriter;
 using nc::Refuse;
-
-// The body of a message as it grows.
-class BodyWriter {
- public:
-  explicit BodyWriter(nc_dm_msg_t* message) : message_(message) {}
-
-  void Int32(nc_int32 value) { nc_dm_put_int32(message_->buf, &length_, value); }
-  void Int64(nc_int64 value) { nc_dm_put_int64(message_->buf, &length_, value); }
-
-  // A null text is an empty one.
-  void Text(char* text) {
-    nc_dm_lv_str(message_->buf, &length_, text,
-                 text == nullptr ? 0 : static_cast<int>(strlen(text)));
-  }
-  void Text(char* text, size_t longest) {
-    nc_dm_lv_str(message_->buf, &length_, text, static_cast<int>(strnlen(text, longest)));
-  }
-
-  // Leaves room for an integer that is known only later.
-  int Reserve() {
-    const int position = length_;
-    Int32(0);
-    return position;
-  }
-  void Fill(int position, nc_int32 value) { nc_dm_put_int32(message_->buf, &position, value); }
-
-  int Finish(nc_dm_msg_type_t type, nc_int32 flag = 0) {
-    message_->head.type = type;
-    message_->head.flag = flag;
-    message_->head.len = length_;
-    return 0;
-  }
-
- private:
-  nc_dm_msg_t* message_;
-  int length_ = 0;
-};
 
 int RefuseMessage() { return Refuse("Input parameter dm_msg is invalid!\n"); }
 
-// The client's name, and paths to register and to forget, differ in the type alone.
+// The messages with the client's name, a path to register and a path to forget differ in their type
+// alone.
 int EncodeName(nc_dm_msg_type_t type, nc_dm_msg_t* dm_msg, nc_dm_stub_reg_t* name) {
   if (dm_msg == nullptr) return RefuseMessage();
   if (name == nullptr) return Refuse("Input parameter name is invalid!\n");
@@ -145,8 +110,7 @@ int nc_dm_agent_encode_getid_rsp(nc_dm_msg_t* dm_msg, nc_dm_stub_getid_rsp_t* ge
   BodyWriter body(dm_msg);
   body.Int32(getid_rsp->pkt_type);
   if (getid_rsp->id_array_list == nullptr) return body.Finish(NC_DM_MSG_TYPE_GETID_RSP);
-  // The count is that of the arrays written, so that the body is sound whatever the list says of
-  // itself.
+  // The arrays written are counted: the list's own count may be wrong.
   const int count_position = body.Reserve();
   nc_int32 count = 0;
   for (const auto& node : nc::Records<nc_dm_id_array_node_t>(&getid_rsp->id_array_list->head)) {
