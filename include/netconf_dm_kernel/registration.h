@@ -37,8 +37,8 @@ NC_DM_API int nc_dm_agent_get_node_reg(nc_dm_list_t* list, nc_dm_path_nodes_t* p
 /* Records a fault; a path (may be null) is cut at 256 characters. */
 NC_DM_API void nc_dm_agent_set_fault(nc_dm_fault_t* fault, nc_dm_fault_code_t code, char* path);
 
-/* ---- Below the public calls: the agent's register_leaf, register_range, register_instance,
- * register_yang ---- */
+/* ---- Below the public calls: the agent's register_leaf, register_range, id_range,
+ * register_instance, register_yang ---- */
 
 /* Inserts a schema leaf into the tree: 0 for a new one, 1 when it was there, negative on failure.
  */

@@ -12,6 +12,7 @@
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
 #include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -43,8 +44,8 @@ struct FreeTable {
 };
 using TablePtr = std::unique_ptr<nc_dm_hash_tab_t, FreeTable>;
 
-// Enters the instances that exist. Lookups of a list with a table ask the table alone, so that an
-// instance that is not in it would be lost.
+// Enters the instances that exist. Lookups in a list with a table ask the table alone and would not
+// find others.
 bool EnterInstances(nc_dm_hash_tab_t* table, const nc_dm_agent_node_t& mode) {
   const list_head* siblings =
       mode.parent != nullptr ? &mode.parent->sub_lst : &g_nc_agent_dm.dm_root;
@@ -73,10 +74,7 @@ int RegisterTable(nc_dm_path_nodes_t* path, const char* dm_path, uint32_t bits) 
   nc_dm_agent_node_t* mode = nullptr;
   const nc_dm_agent_match_status_t status =
       nc_dm_agent_reg_match(&g_nc_agent_dm.dm_root, path, &mode);
-  if (mode == nullptr) {
-    NC_DM_LOG_ERROR("The last node is null for hash talbe register!\n");
-    return -1;
-  }
+  if (mode == nullptr) return nc::Refuse("The last node is null for hash talbe register!\n");
   if (!nc::IsMode(*mode)) {
     NC_DM_LOG_ERROR("This path: %s isn't multi-leaf-mode or muti-mode, status: %d!\n", dm_path,
                     status);
@@ -86,23 +84,16 @@ int RegisterTable(nc_dm_path_nodes_t* path, const char* dm_path, uint32_t bits) 
     NC_DM_LOG_ERROR("Failed to match the path: %s, match_cnt: %d!\n", dm_path, path->match_cnt);
     return -1;
   }
-  if (!SetTable(mode, bits)) {
-    NC_DM_LOG_ERROR("Failed to malloc last_node->hash_tab!\n");
-    return -1;
-  }
+  if (!SetTable(mode, bits)) return nc::Refuse("Failed to malloc last_node->hash_tab!\n");
   return 0;
 }
 
 }  // namespace
 
 int nc_dm_agent_reg_hash_tab(char* dm_path, unsigned int limit_num) {
-  if (dm_path == nullptr) {
-    NC_DM_LOG_ERROR("Input dm_path is null!\n");
-    return -1;
-  }
+  if (dm_path == nullptr) return nc::Refuse("Input dm_path is null!\n");
   if (limit_num < NC_DM_MIN_HASH_LIMIT) {
-    NC_DM_LOG_ERROR("Input limit_num is to small, no need to use hash table!\n");
-    return -1;
+    return nc::Refuse("Input limit_num is to small, no need to use hash table!\n");
   }
   if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
   nc_dm_path_nodes_t path = {};

@@ -3,18 +3,14 @@
 #include "netconf_dm_agent/register_leaf.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
 #include <cstring>
-#include <utility>
 
+#include "netconf_dm_agent/id_range.h"
 #include "netconf_dm_agent/tasks.h"
-#include "netconf_dm_kernel/registration_queue.h"
 #include "netconf_dm_kernel/tree/ready.h"
-#include "netconf_dm_kernel/tree/tree_lock.h"
-#include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -24,27 +20,18 @@ bool FitsPath(const char* dm_name) {
 }
 
 bool CheckLeafPath(const nc_dm_agent_node_t* leaf) {
-  if (leaf == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return false;
-  }
-  if (leaf->dm_path == nullptr) {
-    NC_DM_LOG_ERROR("Register dm_reg path is null!\n");
-    return false;
-  }
+  if (leaf == nullptr) return nc::Refuse(false, "Input parameter is invalid!\n");
+  if (leaf->dm_path == nullptr) return nc::Refuse(false, "Register dm_reg path is null!\n");
   const size_t len = strlen(leaf->dm_path);
-  if (len == 0) {
-    NC_DM_LOG_ERROR("Register dm_reg path length is 0!\n");
-    return false;
-  }
+  if (len == 0) return nc::Refuse(false, "Register dm_reg path length is 0!\n");
   if (leaf->dm_path[len - 1] == '.') {
-    NC_DM_LOG_ERROR("Only leaf type can be register, the path can't be end with '.'!\n");
-    return false;
+    return nc::Refuse(false, "Only leaf type can be register, the path can't be end with '.'!\n");
   }
   return true;
 }
 
-// A range is no name, although the characters of one would do: it is either expanded or a mistake.
+// True if all components are names. A range is none, although it has the characters of one: it is
+// either expanded or a mistake.
 bool AreNames(const nc_dm_path_nodes_t* path, nc::Numbers numbers) {
   return nc_dm_check_param_name(path) &&
          std::none_of(path->nodes, path->nodes + path->total_node, [&](const char* component) {
@@ -57,10 +44,7 @@ int Insert(nc_dm_agent_node_t* leaf, nc_dm_path_nodes_t* path, nc::Numbers numbe
   if (!CheckLeafPath(leaf)) return -1;
   const int parsed = nc_dm_parse(leaf->dm_path, path, false);
   if (parsed != 0) return parsed;
-  if (!AreNames(path, numbers)) {
-    NC_DM_LOG_ERROR("Register dm name is invalid!\n");
-    return -1;
-  }
+  if (!AreNames(path, numbers)) return nc::Refuse("Register dm name is invalid!\n");
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
   nc_dm_agent_node_t* last_node = nullptr;
   const nc_dm_agent_match_status_t status =
@@ -71,7 +55,7 @@ int Insert(nc_dm_agent_node_t* leaf, nc_dm_path_nodes_t* path, nc::Numbers numbe
     return 1;
   }
   NC_DM_LOG_INFO("The count of node which the register path match to tree:%d\n", path->match_cnt);
-  // A wide node is worth a warning, and no reason to refuse what the application has.
+  // A wide node is only warned of: the application has that much data.
   if (last_node != nullptr) nc_dm_agent_check_width(last_node);
   leaf->node_type = NC_DM_NODE_TYPE_LEAF;
   return nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, path, last_node, leaf);
@@ -82,15 +66,8 @@ int Insert(nc_dm_agent_node_t* leaf, nc_dm_path_nodes_t* path, nc::Numbers numbe
 namespace nc {
 
 bool IsRegistrablePath(const char* dm_name) {
-  if (dm_name == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter dm_name is invalid!\n");
-    return false;
-  }
-  if (!FitsPath(dm_name)) {
-    NC_DM_LOG_ERROR("Invalid dm_name length!\n");
-    return false;
-  }
-  return true;
+  if (dm_name == nullptr) return Refuse(false, "Input parameter dm_name is invalid!\n");
+  return FitsPath(dm_name) || Refuse(false, "Invalid dm_name length!\n");
 }
 
 int RegisterLeaf(nc_dm_agent_node_t* leaf, Numbers numbers) {
@@ -109,8 +86,7 @@ int AnnouncePath(char* path, nc_int32 attr) {
   record.attr = attr;
   record.name = path;
   if (nc_dm_agent_reg_server(&record) != 0) {
-    NC_DM_LOG_ERROR("Failed to register data mode to server!\n");
-    return -1;
+    return Refuse("Failed to register data mode to server!\n");
   }
   RetrySchedulingFromCall();
   return 0;
@@ -144,39 +120,14 @@ int nc_dm_agent_mode_reg(char* dm_name, nc_dm_val_type_t val_type, int flag, int
                          nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
                          nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
                          int (*reserved)(void), nc_dm_exe_cmd_fn exe_cmd) {
-  if (dm_name == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter dm_name is invalid.\n");
-    return -1;
-  }
-  if (!FitsPath(dm_name)) {
-    NC_DM_LOG_ERROR("Invalid dm_name length.\n");
-    return -1;
-  }
+  if (dm_name == nullptr) return nc::Refuse("Input parameter dm_name is invalid.\n");
+  if (!FitsPath(dm_name)) return nc::Refuse("Invalid dm_name length.\n");
   NC_DM_LOG_INFO("Register path:%s\n", dm_name);
   if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
   if (nc_dm_agent_path_reg(dm_name, val_type, flag, index, set, get, create, delete_fn, get_attr,
                            reserved, exe_cmd) < 0) {
-    NC_DM_LOG_ERROR("Failed to register data mode path!\n");
-    return -1;
+    return nc::Refuse("Failed to register data mode path!\n");
   }
-  // Announced even when it was registered: the server may have forgotten it.
+  // Also when it was registered before: the server may have forgotten it.
   return nc::AnnouncePath(dm_name, flag | (index != 0 ? NC_DM_REG_ATTR_INDEX : 0));
-}
-
-void nc_dm_agent_mode_reg_cplt(void) {
-  if (!nc::IsClientInitialized()) return;
-  std::atomic_ref(g_nc_dm_mng_info.local_dm_reg_over).store(true);
-  nc::PendingPtr record = nc::NewPending(NC_DM_MSG_TYPE_REG_CPLT);
-  if (record == nullptr) return;
-  NC_DM_LOG_INFO("Add mode_reg_cplt to register list.\n");
-  nc::Queue(std::move(record));
-  nc::RetrySchedulingFromCall();
-}
-
-int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*)) {
-  if (!nc::IsClientInitialized()) return -1;
-  if (fun_type == NC_DM_HOOK_FUN_DATA_COMMIT) {
-    std::atomic_ref(g_nc_dm_mng_info.data_commit).store(handler);
-  }
-  return 0;
 }

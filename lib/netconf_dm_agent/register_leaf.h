@@ -1,4 +1,4 @@
-// A leaf on its way into the tree, as the registration calls share it.
+// The registration of a leaf: what the calls that register one share.
 #ifndef NETCONF_DM_AGENT_REGISTER_LEAF_H_
 #define NETCONF_DM_AGENT_REGISTER_LEAF_H_
 
@@ -9,10 +9,10 @@ namespace nc {
 // What a number in a schema path is.
 enum class Numbers {
   kInstanceIds,  // the id of the entry that the component before it names
-  kRefused,  // no name: the path was written with ranges, and a number beside them means nothing
+  kRefused,      // an error: in a path that was written with ranges a number means nothing
 };
 
-// Checks the length of a path; an overlong or empty one is logged.
+// True if a path can be registered by its length; otherwise that is logged.
 bool IsRegistrablePath(const char* dm_name);
 
 // Inserts a leaf, whose path, flags and callbacks stand in `leaf`: 0 for a new one, 1 when it was
@@ -21,9 +21,6 @@ int RegisterLeaf(nc_dm_agent_node_t* leaf, Numbers numbers);
 
 // Queues the announcement of a path to the server. 0, or -1.
 int AnnouncePath(char* path, nc_int32 attr);
-
-// True if the component is written as a range, "{a-b}", whatever its bounds.
-bool HasRangeForm(const char* component);
 
 }  // namespace nc
 

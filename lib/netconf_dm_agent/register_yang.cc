@@ -74,7 +74,7 @@ int nc_dm_agent_yang_attr_reg(const char* name, nc_dm_yang_attr_type_t attr_type
   bool was_queued = false;
   if (RecordAndNote(name, attr_type, attr_val, &was_queued) != 0) return -1;
 
-  // Behind the tree's lock: the registration task takes the two locks in the other order.
+  // The tree is not held any more: the registration task takes the two locks in the other order.
   nc_dm_yang_attr_t announced = {};
   announced.type = attr_type;
   announced.module_name = const_cast<char*>(name);

@@ -252,6 +252,12 @@ TEST_F(OwedTaskTest, EachRegistrationCallBringsBackWhatFailed) {
       [] { EXPECT_EQ(nc_dm_agent_unreg(const_cast<char*>("t.1.")), 0); },
       [] { EXPECT_EQ(nc_dm_agent_yang_attr_reg("m", NC_DM_YANG_ATTR_REVISION, "x"), 0); },
       [] { nc_dm_agent_mode_reg_cplt(); },
+      // Without an instance: the leaf alone is queued.
+      [] {
+        EXPECT_EQ(nc_dm_agent_mul_reg(const_cast<char*>("c.{2-1}.d"), NC_DM_VAL_TYPE_STRING, 0,
+                                      nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                  0);
+      },
       [] {
         EXPECT_EQ(
             nc_dm_agent_mode_reg(const_cast<char*>("a.b"), NC_DM_VAL_TYPE_STRING, 0, 0, nullptr,
