@@ -1,5 +1,5 @@
-// What the agent tells the server of its own accord: its name, what is registered, and that it is
-// complete.
+// The messages that the agent sends without being asked: its name, what is registered, and that the
+// registration is complete.
 
 #include "netconf_dm_agent/announce.h"
 
@@ -54,19 +54,24 @@ int SendPath(nc_dm_stub_reg_t* record, int (*encode)(nc_dm_msg_t*, nc_dm_stub_re
   return FitsMessage(*record) && encode(out_msg, record) == 0 ? SendToServer(out_msg) : 0;
 }
 
+// Notes at the tree's own attribute whether an announcement of it is queued. That attribute, or
+// null when the tree has none. The tree is held.
+nc_dm_yang_attr_t* NoteQueued(const nc_dm_yang_attr_t* queued, bool is_queued,
+                              nc::TreeAttributes* attributes) {
+  nc_dm_yang_attr_t* known = queued == nullptr ? nullptr : attributes->Find(*queued);
+  if (known != nullptr) known->queued = is_queued;
+  return known;
+}
+
 // An attribute is announced with the value that the tree holds at this moment, whatever it was when
-// the announcement was queued: so no order of threads and repetitions can send an old one last. The
-// text of the record itself counts for an attribute that is in no tree.
+// the announcement was queued: so no order of threads and repetitions can send an old value last.
+// An attribute that is not in the tree is announced with the value in its record.
 bool EncodeYangAttr(nc_dm_msg_t* out_msg, nc_dm_yang_attr_t* queued,
                     nc::TreeAttributes* attributes) {
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
   nc_dm_yang_attr_t* announced = queued;
-  if (queued != nullptr) {
-    if (nc_dm_yang_attr_t* known = attributes->Find(*queued)) {
-      known->queued = false;
-      if (known->attr != nullptr) announced = known;
-    }
-  }
+  nc_dm_yang_attr_t* known = NoteQueued(queued, false, attributes);
+  if (known != nullptr && known->attr != nullptr) announced = known;
   if (announced != nullptr && !FitsMessage(*announced)) return false;
   return nc_dm_agent_encode_reg_yang_attr(out_msg, announced) == 0;
 }
@@ -76,7 +81,7 @@ bool EncodeYangAttr(nc_dm_msg_t* out_msg, nc_dm_yang_attr_t* queued,
 namespace nc {
 
 nc_dm_yang_attr_t* TreeAttributes::Find(const nc_dm_yang_attr_t& key) {
-  // A list of attributes is walked as quickly as it is sorted, but not over and over again.
+  // Sorting the attributes takes as long as a few walks along them, so that the first lookups walk.
   constexpr int kWalks = 8;
   if (++lookups_ == kWalks) BuildIndex();
   if (lookups_ >= kWalks) {
@@ -90,7 +95,7 @@ void TreeAttributes::BuildIndex() {
   for (const auto& yang : Records<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
     index_.Add(&yang);
   }
-  // What memory was too short for is found by a walk.
+  // An attribute that memory was too short for is found by a walk.
   index_.Sort();
 }
 
@@ -102,7 +107,13 @@ int SendYangAttr(nc_dm_stub_reg_t* record, TreeAttributes* attributes) {
   SendBuffer buf;
   nc_dm_msg_t* out_msg = StartOwnMessage(buf.bytes);
   auto* queued = static_cast<nc_dm_yang_attr_t*>(record->other);
-  return EncodeYangAttr(out_msg, queued, attributes) ? SendToServer(out_msg) : 0;
+  if (!EncodeYangAttr(out_msg, queued, attributes)) return 0;
+  const int result = SendToServer(out_msg);
+  if (result == kLinkBroken) {  // the record goes back into the queue
+    const MutexLock lock(&g_nc_agent_dm.dm_mutex);
+    NoteQueued(queued, true, attributes);
+  }
+  return result;
 }
 
 int SendCplt() {

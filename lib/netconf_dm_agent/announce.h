@@ -1,4 +1,4 @@
-// What the agent tells the server of its own accord, message by message.
+// The messages that the agent sends without being asked.
 #ifndef NETCONF_DM_AGENT_ANNOUNCE_H_
 #define NETCONF_DM_AGENT_ANNOUNCE_H_
 
@@ -7,8 +7,9 @@
 
 namespace nc {
 
-// The attributes of the tree, as one run of the registration task looks them up; the tree is held
-// meanwhile. The run is on the event loop, where alone attributes are removed.
+// The attributes of the tree, as one run of the registration task looks them up. Callers hold the
+// tree. An index made for the run stays true: attributes are removed on the event loop alone, where
+// the run is.
 class TreeAttributes {
  public:
   // The tree's own attribute of the module and kind of `key`, or null.

@@ -396,6 +396,20 @@ TEST_F(RegistrationTaskTest, AnAttributeThatWasSentIsQueuedAgain) {
   }
 }
 
+TEST_F(RegistrationTaskTest, AnAttributeWhoseMessageWasLostWaitsOnce) {
+  ASSERT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "old"), 0);
+  peer().Close();
+  EXPECT_EQ(Run(), -2);
+  ASSERT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "new"), 0);
+  EXPECT_EQ(PendingTypes(), std::vector<int>{NC_DM_MSG_TYPE_REG_YANG_ATTR});
+
+  close(agent_fd());
+  Connect();
+  EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
+  ExpectYangAttr("mod", "new", NC_DM_YANG_ATTR_REVISION);
+  EXPECT_TRUE(peer().IsQuiet());
+}
+
 // ---- Without a connection ----
 
 TEST_F(RegistrationTaskTest, WithoutAConnectionARunAsksForOne) {
