@@ -1,4 +1,4 @@
-// The client's socket: its place below TMPDIR, how it is made there, and its way to the server's.
+// The client's socket: its path below TMPDIR, its creation, and its connection to the server's.
 
 #include "netconf_dm_agent/client_socket.h"
 
@@ -31,8 +31,8 @@ SocketSuffix ClientSocketSuffix(const char* agent_name) {
   return suffix;
 }
 
-// The address of a path and its length for the kernel, which ends a path by length: 2 bytes of
-// family, then the path without a NUL. Length 0: the path does not fit an address.
+// The address of a path. Its length, by which the kernel knows the path's end, is that of the
+// family and of the path without a NUL; 0 when the path does not fit.
 struct SocketAddress {
   sockaddr_un address = {};
   socklen_t len = 0;
@@ -47,7 +47,8 @@ struct SocketAddress {
   const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address); }
 };
 
-// What "TMPDIR" names is the administrator's word; only what stands below it is looked at.
+// True if what stands below TMPDIR can be trusted. The directory that TMPDIR itself names is the
+// administrator's choice.
 bool IsTrusted(const char* path, const char* suffix) {
   return nc::IsTrustedPath(path, strlen(path) - strlen(suffix));
 }
@@ -56,7 +57,6 @@ bool IsTrusted(const char* path, const char* suffix) {
 
 namespace nc {
 
-// A connect on a non-blocking local socket never waits: a server whose backlog is full fails it.
 int ConnectToServer(int fd) {
   char suffix[] = "/mng/netconf/netconf_server/.serv";
   const char* path = nc_dm_make_path(suffix);
@@ -109,7 +109,7 @@ int nc_dm_agent_create_socket(char* path, bool is_block) {
     return -1;
   }
   unlink(full_path);
-  // The file takes over the mode: nobody but the owner has any business with it.
+  // The file that bind makes takes over the socket's mode: only its owner may use it.
   fchmod(fd, S_IRUSR | S_IWUSR);
   if (bind(fd, client.get(), client.len) != 0) {
     NC_DM_LOG_ERROR("Failed to bind client socket, path:%s\n", full_path);

@@ -1,4 +1,4 @@
-// The client's socket on its way to the server.
+// The client's socket: how it is connected, and how its file is removed.
 #ifndef NETCONF_DM_AGENT_CLIENT_SOCKET_H_
 #define NETCONF_DM_AGENT_CLIENT_SOCKET_H_
 

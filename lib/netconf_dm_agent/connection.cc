@@ -14,9 +14,11 @@
 #include "netconf_dm_agent/tasks.h"
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
-// Before the start descriptor 0 is the application's, not a connection. A constructor says so: an
-// initializer would make the record's buffers five kilobytes of zeros in the library's file.
+// There is no connection before the start, and descriptor 0 is the application's. A constructor
+// sets -1: with an initializer the record, whose buffers have five kilobytes, would be stored in
+// the library's file.
 nc_dm_mng_info_t g_nc_dm_mng_info;
 
 namespace {
@@ -42,7 +44,7 @@ void CloseSocket() {
 
 namespace {
 
-// What a new connection takes, in order. The server has forgotten all that it was told.
+// The steps behind a reconnection, in order: the server has forgotten all that it was told.
 struct Step {
   int (*run)();
   const char* failure;
@@ -70,7 +72,7 @@ int ConnectAndRun(std::span<const Step> steps) {
   return result;
 }
 
-// What ends with a connection. The registration task goes on.
+// The tasks that end with a connection. The registration task goes on.
 constexpr nc_dm_event_t kConnectionTasks[] = {
     NC_DM_EVENT_CONNECT,     NC_DM_EVENT_RECONNECT,    NC_DM_EVENT_READ, NC_DM_EVENT_FLTRSP_WRITE,
     NC_DM_EVENT_IDRSP_WRITE, NC_DM_EVENT_UNREG_CLIENT, nc::kWatchTask,
@@ -84,12 +86,10 @@ int nc_dm_agent_connect_socket(void) {
     return 0;
   }
   g_nc_dm_mng_info.agent_fd = nc_dm_agent_create();
-  if (g_nc_dm_mng_info.agent_fd < 0) {
-    NC_DM_LOG_ERROR("Failed to create dm client!\n");
-    return -1;
-  }
+  if (g_nc_dm_mng_info.agent_fd < 0) return nc::Refuse("Failed to create dm client!\n");
   if (nc::ConnectToServer(g_nc_dm_mng_info.agent_fd) != 0) return -1;
-  // What a lost server has begun is not this one's to finish, and nobody waits for its answer.
+  // A request that a lost server has begun must not be finished by this one, and nobody waits for
+  // an answer to it.
   nc_dm_agent_op_data_init();
   nc::ReleaseAnswer(nc::AnswerKind::kValues);
   return 0;
@@ -126,10 +126,7 @@ int nc_dm_agent_read(zu_thread* t) {
   const nc::RetryAtEnd retry;
   NC_DM_LOG_INFO("Dm client read....\n");
   g_nc_dm_agent_manage.tt_read = nullptr;
-  if (t == nullptr) {
-    NC_DM_LOG_ERROR("DM client read error!\n\n");
-    return -1;
-  }
+  if (t == nullptr) return nc::Refuse("DM client read error!\n\n");
   const int fd = t->value;
   if (nc_dm_agent_recv(fd) == nc::kLinkBroken) {
     nc_dm_agent_handle_event(NC_DM_EVENT_RECONNECT, 0, 0);

@@ -1,5 +1,5 @@
-// The server's windows into a running agent: DBG switches debug bits, SHOW dumps the tree. What
-// they write to the log appears whatever the debug bits are.
+// DBG switches debug bits, SHOW writes the tree to the log. What these two write appears whatever
+// the debug bits are.
 
 #include "netconf_dm_agent/request_checks.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"

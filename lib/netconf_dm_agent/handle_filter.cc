@@ -5,6 +5,7 @@
 #include "netconf_dm_agent/request_checks.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -54,8 +55,7 @@ int nc_dm_agent_do_filter(nc_dm_stub_filter_node_list_t* filter_list, nc_dm_list
                           nc_dm_fault_t* fault) {
   EmptyValueList(result_list);
   if (nc::IsEmpty(&filter_list->filter_head)) {
-    NC_DM_LOG_ERROR("The filter node list is empty!\n");
-    return 0;
+    return nc::Refuse(0, "The filter node list is empty!\n");
   }
   int result = 0;
   {

@@ -1,5 +1,5 @@
 // Leaving: the application takes back all that it registered, and the server is asked to forget the
-// client. Its answer is reported once for each request, and to nobody who did not ask.
+// client. The server's answer is reported once for each request; one without a request is ignored.
 
 #include "netconf_dm_agent/leave.h"
 
@@ -51,14 +51,12 @@ void ForgetLeaveRequests() {
 int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void)) {
   if (!nc::IsClientInitialized() || !nc::IsTreeInitialized()) return -1;
   if (static_cast<pid_t>(syscall(SYS_gettid)) != g_nc_dm_mng_info.agent_pid) {
-    NC_DM_LOG_ERROR("Unregister request is not the thread in which netconf dm client init!\n");
-    return -1;
+    return nc::Refuse("Unregister request is not the thread in which netconf dm client init!\n");
   }
   {
     const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
     if (nc::TreeWalk::IsUnderWay()) {
-      NC_DM_LOG_ERROR("Unregister request is made by a callback, the tree is in use!\n");
-      return -1;
+      return nc::Refuse("Unregister request is made by a callback, the tree is in use!\n");
     }
     nc::EmptyTree();
   }

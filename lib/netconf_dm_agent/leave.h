@@ -1,4 +1,4 @@
-// What leaving takes, for the start and the connection.
+// Leaving the server: what the start and the connection need of it.
 #ifndef NETCONF_DM_AGENT_LEAVE_H_
 #define NETCONF_DM_AGENT_LEAVE_H_
 
@@ -7,7 +7,7 @@ namespace nc {
 // Removes every node and every YANG attribute from the tree, which the caller holds.
 void EmptyTree();
 
-// The connection is closed: what was asked on it is not answered any more.
+// Forgets the requests to leave. The connection is closed, so that none is answered any more.
 void ForgetLeaveRequests();
 
 }  // namespace nc

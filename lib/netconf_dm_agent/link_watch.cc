@@ -21,12 +21,12 @@ namespace {
 
 constexpr int kPatienceSeconds = 5;
 
-// What was seen a second ago.
+// What one look at the connection sees.
 struct Sight {
   int queued;
   unsigned sent;
 };
-Sight g_last;
+Sight g_last;  // a second ago
 int g_idle_seconds = 0;
 
 Sight Look() { return {nc::QueuedBytes(g_nc_dm_mng_info.agent_fd), nc::SentMessages()}; }

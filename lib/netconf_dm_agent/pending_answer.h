@@ -6,10 +6,10 @@ namespace nc {
 
 enum class AnswerKind { kValues, kIdArrays };
 
-// Says what the list will hold from now on.
+// Notes what the list will hold from now on.
 void SetAnswerKind(AnswerKind kind);
 
-// Releases the pending answer, as what it is known to hold, otherwise as `kind`.
+// Releases the pending answer. What it holds was noted; if not, it is `kind`.
 void ReleaseAnswer(AnswerKind kind);
 
 // Empties the pending answer without releasing anything, for a cleared connection state.

@@ -32,8 +32,8 @@ int UnregObject(Record* record, nc::TreeAttributes*) { return nc_dm_agent_unreg_
 // What becomes of a record of each type.
 struct RecordKind {
   nc_dm_msg_type_t type;
-  bool is_object;  // applied to the tree, and counted, since a run holds up the event loop
-  bool is_kept;    // when its send breaks the connection; the others are in the repetition
+  bool is_object;  // applied to the tree; a run applies a limited number, it holds the event loop
+  bool is_kept;  // stays queued when its send breaks the connection; a reconnection repeats others
   int (*finish)(Record* record, nc::TreeAttributes* attributes);
 };
 
@@ -79,7 +79,7 @@ class ServerSocket {
   int limit_ = 0;
 };
 
-// The registration task waits for the socket, not for a time.
+// True while the registration task waits for the socket, not for a timer.
 bool g_waits_for_socket = false;
 
 void WaitForSocket() {

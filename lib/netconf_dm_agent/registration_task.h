@@ -1,4 +1,4 @@
-// The registration task, as the connection sees it.
+// The registration task, while it waits for the socket.
 #ifndef NETCONF_DM_AGENT_REGISTRATION_TASK_H_
 #define NETCONF_DM_AGENT_REGISTRATION_TASK_H_
 
@@ -7,8 +7,8 @@ namespace nc {
 // True if the task waits until the server has taken what was sent.
 bool IsRegistrationWaiting();
 
-// The connection is going to be closed: a registration task that waits for its socket goes on by
-// time.
+// Has a registration task that waits for the socket run by a timer again, before the socket is
+// closed.
 void ResumeRegistrations();
 
 }  // namespace nc

@@ -25,7 +25,7 @@ int CheckClientName(const char* name) {
   const size_t len = strnlen(name, NC_DM_MAX_NAME_LEN + 1);
   if (len > NC_DM_MAX_NAME_LEN) return nc::Refuse("The length of client's name is too long!\n");
   if (len == 0) return nc::Refuse("The client's name can't be empty!\n");
-  // The name is a part of the socket's path, and must not lead out of the clients' directory.
+  // The name becomes a part of the socket's path and must not lead out of the clients' directory.
   if (strchr(name, '/') != nullptr) {
     return nc::Refuse("The client's name must not contain '/'!\n");
   }
@@ -107,8 +107,7 @@ int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(v
     }
     nc_dm_agent_mode_reg_cplt();
   }
-  // Without a connection the descriptor is what the failed attempt left: the task is cancelled by
-  // the reconnection.
+  // After a failed connect this may be a bad descriptor; the reconnect task cancels the read task.
   nc_dm_agent_handle_event(NC_DM_EVENT_READ, g_nc_dm_mng_info.agent_fd, 0);
   nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, kRegSeconds);
   return 0;

@@ -14,6 +14,7 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 nc_dm_thread_manage_t g_nc_dm_agent_manage;
 
@@ -116,9 +117,7 @@ void Schedule(nc_int32 number, const Request& request) {
 }
 
 bool HasMaster() {
-  if (Master() != nullptr) return true;
-  NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-  return false;
+  return Master() != nullptr || nc::Refuse(false, "Input parameter is invalid!\n");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The library's tasks: what cannot be scheduled is owed, and tried again.
+// The library's tasks. One that cannot be scheduled is owed: it is tried again later.
 #ifndef NETCONF_DM_AGENT_TASKS_H_
 #define NETCONF_DM_AGENT_TASKS_H_
 
@@ -6,11 +6,13 @@
 
 namespace nc {
 
-// The kind behind the events: the watch over a server that takes nothing. Each second.
+// The watch over a server that takes nothing (link_watch.h). It is a kind of task like the events,
+// with the number behind the last of them.
 inline constexpr nc_dm_event_t kWatchTask = NC_DM_EVENT_MAX;
+// Schedules the watch for a second from now.
 void ScheduleWatch();
 
-// Unschedules the task of a kind, and owes none.
+// Unschedules the task of a kind, which is not owed any more either.
 void CancelTask(nc_dm_event_t kind);
 
 // True if a task of the kind is scheduled or owed.
@@ -23,8 +25,8 @@ void RetryScheduling();
 // schedule.
 void RetrySchedulingFromCall();
 
-// Stands at the head of each task function: whatever the task could not schedule, or an earlier
-// one, is tried again at its end.
+// Stands at the head of each task function: what this task or an earlier one could not schedule is
+// tried again at its end.
 class [[nodiscard]] RetryAtEnd {
  public:
   RetryAtEnd() = default;

@@ -1,6 +1,5 @@
-// A directory that everybody may write is no place to look for a socket without a question: whoever
-// comes first may lay a link there, for the library to remove files through, or a server of his
-// own.
+// Where everybody may write, another user may have been there first: with a symbolic link, through
+// which the library would remove a file elsewhere, or with a server of his own.
 
 #include "netconf_dm_agent/trusted_path.h"
 

@@ -1,5 +1,5 @@
-// A received body, field by field from its start. Each reader says whether the field was there;
-// after the first that was not, the decoding is over.
+// Reads a received body field by field from its start. Each reader returns true if the field was
+// there; after the first that was not, the decoding is over.
 #ifndef NETCONF_DM_STUB_BODY_READER_H_
 #define NETCONF_DM_STUB_BODY_READER_H_
 
@@ -26,10 +26,10 @@ class BodyReader {
     return nc_dm_decode_lv_non(path, &position_, message_->buf, message_->head.len) == 0;
   }
 
-  // Have the fields read filled the body; otherwise logged.
+  // True if the fields read so far fill the body; otherwise that is logged.
   bool AtEnd() const { return position_ == message_->head.len || Misfit(); }
 
-  // True if the body can hold the entries that the head counts; no body holds fewer than none.
+  // True if the head's count of entries is not negative; otherwise that is logged.
   bool HasEntryCount() const { return message_->head.entry_cnt >= 0 || Misfit(); }
   nc_int32 entry_count() const { return message_->head.entry_cnt; }
 

@@ -1,4 +1,4 @@
-// Bodies of the short messages from the server, and the packet type that its requests begin with.
+// Bodies of the short messages from the server, and the packet type with which a request begins.
 #include <cstring>
 
 #include "netconf_dm_kernel/bodies.h"

@@ -82,7 +82,7 @@ int nc_dm_agent_decode_getid(nc_dm_msg_t* dm_msg, nc_dm_stub_getid_t* getid) {
   if (dm_msg == nullptr || getid == nullptr) return Refuse("Input parameter is invalid!\n");
   BodyReader body(dm_msg);
   if (ReadFilterPacketType(&body, &getid->pkt_type) != 0) return -1;
-  // A lookup of its own carries no ids.
+  // A single lookup carries no ids.
   const nc_int32 present = dm_msg->head.flag & ~NC_DM_MSG_FLAG_IDS;
   if (nc::ReadRequestFields(&body, kSingleWords, present, {&getid->name, &getid->val, nullptr}) ==
       0) {

@@ -6,8 +6,8 @@
 namespace nc {
 namespace {
 
-// The count is the peer's word, while the array has its slots: a larger one fails as a field of its
-// own.
+// The peer says how many ids there are, and the array has a fixed number of slots: a larger count
+// is refused as a count that cannot be decoded.
 int ReadIds(BodyReader* body, const RequestWords& words, nc_dm_id_array_t** id_array) {
   constexpr const char* kFailure = "Failed to decode id_array->cnt!\n";
   nc_int32 count = 0;

@@ -1,5 +1,5 @@
-// What the requests have in common: the packet type before everything else, and then, an entry or a
-// request, a name, a value and the instance ids along the name.
+// The fields that all requests have: the packet type at the start, and then, for each entry of a
+// list or for a single request, a name, a value and the instance ids along the name.
 #ifndef NETCONF_DM_STUB_REQUEST_FIELDS_H_
 #define NETCONF_DM_STUB_REQUEST_FIELDS_H_
 
@@ -12,13 +12,14 @@ namespace nc {
 
 int ReadPacketType(BodyReader* body, nc_int32* packet_type);
 
-// Where the fields go, pointers of a zeroed record, and what the log calls them.
+// Where the fields go: pointers in a zeroed record.
 struct RequestFields {
   char** name;
   char** value;
   nc_dm_id_array_t** id_array;
 };
 
+// What the log calls the record, and says when a field cannot be decoded.
 struct RequestWords {
   const char* record;
   const char* name_failure;

@@ -14,8 +14,8 @@ struct FreeValueNode {
 };
 using ValueNodePtr = std::unique_ptr<nc_dm_val_node_t, FreeValueNode>;
 
-// An element that is linked nowhere, with copies of the texts; or null. A value whose data() is
-// null is none.
+// A new element with copies of the texts, in no list yet; null when memory is short. Without a
+// value (null data()) the element has none.
 ValueNodePtr NewValueNode(std::string_view name, std::string_view value);
 
 }  // namespace nc

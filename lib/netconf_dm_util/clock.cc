@@ -1,4 +1,4 @@
-// What the clocks are asked for: a time stamp in the log, and a number that is different each time.
+// A time stamp for the log, and a random number that begins with the processor's time.
 
 #include <sys/time.h>
 

@@ -1,12 +1,13 @@
-// The fields of a message body, in place: integers as they stand in memory, since both ends run on
-// one machine, and strings behind their length. Readers never trust a length or a position; writers
-// leave the room to their callers.
+// Fields of a message body: integers in the byte order of the machine, on which both ends run, and
+// strings behind their length. Readers check each length and position against the body; writers
+// leave it to their callers that there is room.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -80,10 +81,7 @@ int nc_dm_decode_str(char** data, nc_int32* decode_len, nc_int32 data_len, char*
   if (!Fits(*decode_len, data_len, msg_len)) return -1;
   const auto length = static_cast<size_t>(data_len);
   auto* text = static_cast<char*>(malloc(length + 1));
-  if (text == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc for *data!\n");
-    return -1;
-  }
+  if (text == nullptr) return nc::Refuse("Failed to malloc for *data!\n");
   memcpy(text, msg + *decode_len, length);
   text[length] = '\0';
   *decode_len += data_len;
@@ -101,7 +99,7 @@ int nc_dm_decode_lv_non(char* data, nc_int32* decode_len, char* msg, nc_int32 ms
   nc_int32 length = 0;
   if (DecodeLength(&length, decode_len, msg, msg_len) != 0) return -1;
   if (!Fits(*decode_len, length, msg_len)) return -1;
-  // The buffer is as much of a bound as the body is.
+  // The buffer has an end, too.
   if (length > NC_DM_MAX_PATH_LEN) {
     LogMisfit(*decode_len + length, msg_len);
     return -1;

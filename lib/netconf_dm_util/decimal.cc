@@ -9,6 +9,7 @@
 
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -31,25 +32,15 @@ int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* parsed_num,
                         nc_int32* parse_len) {
   if (parse_str == nullptr || parse_tag == nullptr || parsed_num == nullptr ||
       parse_len == nullptr) {
-    NC_DM_LOG_ERROR("parse string first number parmeter invalid!\n");
-    return -1;
+    return nc::Refuse("parse string first number parmeter invalid!\n");
   }
   NC_DM_LOG_INFO("parse string first number, str:%s; tag:%s.\n", parse_str, parse_tag);
   const char* tag = strstr(parse_str, parse_tag);
-  if (tag == nullptr) {
-    NC_DM_LOG_ERROR("parse number fail!\n");
-    return -1;
-  }
+  if (tag == nullptr) return nc::Refuse("parse number fail!\n");
   const std::string_view number(parse_str, static_cast<size_t>(tag - parse_str));
   *parse_len = static_cast<nc_int32>(number.size());
-  if (number.size() > kMaxNumberLen) {
-    NC_DM_LOG_ERROR("parsed length of parse_tag is too long!\n");
-    return -1;
-  }
-  if (!nc::IsDecimal(number)) {
-    NC_DM_LOG_ERROR("parsed is not number!\n");
-    return -1;
-  }
+  if (number.size() > kMaxNumberLen) return nc::Refuse("parsed length of parse_tag is too long!\n");
+  if (!nc::IsDecimal(number)) return nc::Refuse("parsed is not number!\n");
   *parsed_num = nc::ClampedInt32(number);
   ++*parse_len;
   return 0;

@@ -8,7 +8,7 @@
 
 namespace nc {
 
-// Whatever the locale: vertical tab and form feed are no blanks.
+// True if the character is a blank, in any locale. Vertical tab and form feed are none.
 constexpr bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -19,8 +19,8 @@ constexpr std::string_view TrimBlanks(std::string_view text) {
   return text;
 }
 
-// Digits without a leading zero, or '-' and whatever digits follow, none included; blanks around
-// them.
+// True if the text is a decimal number: digits without a leading zero, or '-' and any digits or
+// none. Blanks around it do not matter.
 constexpr bool IsDecimal(std::string_view text) {
   text = TrimBlanks(text);
   if (text.empty()) return false;
@@ -30,8 +30,8 @@ constexpr bool IsDecimal(std::string_view text) {
 }
 
 // The value of what IsDecimal accepts; a lone '-' is 0. A number out of range becomes the nearest
-// limit, as in a conversion to a 32-bit long; but errno stays, because a date with such a field is
-// accepted and must not make the next value look out of range.
+// limit, as in a conversion to a 32-bit long. errno is left alone, though: a date with such a field
+// is accepted, and must not make the next value look out of range.
 int32_t ClampedInt32(std::string_view decimal);
 
 }  // namespace nc

@@ -1,4 +1,4 @@
-// The debug mask and what goes through it.
+// The debug mask, and the messages that it lets through.
 
 #include <unistd.h>
 
@@ -61,7 +61,7 @@ void nc_dm_agent_dbg_set(int dbg_type, bool is_open) {
 void nc_dm_agent_dbg_check(const char* agent_name) {
   if (agent_name == nullptr) return;
   char name[kMaxSwitchName + 1];
-  // A client's name of full length is cut, and so is its file's.
+  // With a client's name of full length the file's name is cut, and so must be that on the device.
   if (snprintf(name, sizeof(name), "/.nc-%s-dbg", agent_name) < 0) return;
   char path[kMaxSwitchPath + 1];
   if (nc_dm_make_flash_home(name, path, sizeof(path)) == nullptr) return;

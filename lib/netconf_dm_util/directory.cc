@@ -9,6 +9,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// A name that finds no memory is missing from the result, no more.
+// A name that memory is too short for is left out of the result.
 void AppendName(const char* name, list_head* head) {
   auto entry = nc::NewRecord<nc_dm_dir_entname_t>();
   if (entry == nullptr) {
@@ -36,14 +37,8 @@ bool nc_dm_is_file_ext(char* file_name, char* ext) {
 }
 
 int nc_dm_get_dir_entnames(const char* dir_name, char* ext, list_head* head) {
-  if (dir_name == nullptr) {
-    NC_DM_LOG_ERROR("The dir_name input is null!\n");
-    return -1;
-  }
-  if (head == nullptr) {
-    NC_DM_LOG_ERROR("The list head pointer input is null!\n");
-    return -1;
-  }
+  if (dir_name == nullptr) return nc::Refuse("The dir_name input is null!\n");
+  if (head == nullptr) return nc::Refuse("The list head pointer input is null!\n");
   const std::unique_ptr<DIR, CloseDirectory> directory(opendir(dir_name));
   if (directory == nullptr) {
     NC_DM_LOG_ERROR("Failed to open dir(%s)!\n", dir_name);

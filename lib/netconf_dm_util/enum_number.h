@@ -1,6 +1,5 @@
-// Enumerations cross the C border, where any number fits into them; reading one that has no
-// enumerator as such is undefined here. Where the number comes from outside it is read, and stored,
-// as a number.
+// An enumeration that crosses the C border may hold a number for which it has no enumerator. C++
+// may not read such a number as an enumeration, so these read and store it as a number.
 #ifndef NETCONF_DM_UTIL_ENUM_NUMBER_H_
 #define NETCONF_DM_UTIL_ENUM_NUMBER_H_
 

@@ -7,6 +7,7 @@
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -42,10 +43,7 @@ char* nc_dm_get_file_cont(const char* file_path) {
   }
   const auto size = static_cast<size_t>(status.st_size);
   nc::MallocPtr<char> content = nc::NewText(size + 1);
-  if (content == nullptr) {
-    NC_DM_LOG_ERROR("Failed to malloc memory for file content!\n");
-    return nullptr;
-  }
+  if (content == nullptr) return nc::Refuse(nullptr, "Failed to malloc memory for file content!\n");
   if (file.Read(content.get(), size) != status.st_size) {
     NC_DM_LOG_ERROR("Failed to read file(%s)!\n", file_path);
     return nullptr;

@@ -9,9 +9,9 @@
 
 namespace nc {
 
-// Each byte in hexadecimal, a bar behind every fourth, an empty line at the end. Each piece is a
-// call of its own, because the log's buffer would cut a frame. Writes whatever the debug mask says:
-// the caller has looked.
+// Writes each byte in hexadecimal, a bar behind every fourth, an empty line at the end. Each piece
+// is a call of its own, because the log's buffer would cut a frame. The caller has checked the
+// debug mask.
 inline void DumpBytes(std::span<const char> bytes) {
   size_t written = 0;
   for (const char byte : bytes) {

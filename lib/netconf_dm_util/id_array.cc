@@ -8,13 +8,13 @@
 #include "netconf_dm_util/id_span.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 using nc::IdsOf;
 
 int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
   if (id_array == nullptr || path_nodes == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
+    return nc::Refuse("Input parameter is invalid!\n");
   }
   const nc_int32 components = std::min<nc_int32>(path_nodes->total_node, NC_DM_MAX_DEPTH);
   for (nc_int32 i = 0; i < components; ++i) {

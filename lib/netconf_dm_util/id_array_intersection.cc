@@ -1,5 +1,5 @@
-// Id arrays that are in both of two lists. The lists are results of searches and may be long, so
-// that comparing each with each is only for short ones.
+// The id arrays that two lists have in common. The lists are results of searches and may be long:
+// only short ones are compared each with each.
 
 #include <bit>
 #include <cstdint>
@@ -25,7 +25,7 @@ size_t HashOf(const nc_dm_id_array_t& id_array) {
   return static_cast<size_t>(hash ^ (hash >> 32));
 }
 
-// Answers whether a list has an array. Walks the list when it is short, or when there is no memory
+// Tells whether a list has an array. Walks the list when it is short, or when there is no memory
 // for a table.
 class Members {
  public:
@@ -69,7 +69,7 @@ class Members {
 
 void nc_dm_id_array_list_intscn(nc_dm_list_t* tmp_list, nc_dm_list_t* res_list) {
   if (tmp_list == nullptr || res_list == nullptr) return;
-  // Nothing found so far and nothing left look the same.
+  // A result that has not begun and one that has become empty look the same: both take the list.
   if (nc::IsEmpty(&res_list->head)) {
     nc::MoveAll(&tmp_list->head, &res_list->head);
     return;

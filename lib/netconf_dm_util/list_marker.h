@@ -1,4 +1,4 @@
-// What stands in a registered path for the id of a list's entry.
+// The list marker, which stands in a registered path for the id of a list's entry.
 #ifndef NETCONF_DM_UTIL_LIST_MARKER_H_
 #define NETCONF_DM_UTIL_LIST_MARKER_H_
 

@@ -15,17 +15,14 @@
 
 namespace {
 
-int FormError() {
-  NC_DM_LOG_ERROR("The form of dm's path is error!\n");
-  return NC_DM_FAULT_CODE_PARSE;
-}
+int FormError() { return nc::Refuse(NC_DM_FAULT_CODE_PARSE, "The form of dm's path is error!\n"); }
 
 // Turns the number in the slot behind the last component into that component's instance id.
 int TakeInstanceId(nc_dm_path_nodes_t* path_nodes) {
   const nc_int32 owner = path_nodes->total_node - 1;
   if (owner < 0) return FormError();
   char(&number)[NC_DM_MAX_NAME_LEN + 1] = path_nodes->nodes[path_nodes->total_node];
-  // Unsigned and back, so that the largest ids and the negative ones survive alike.
+  // Converted as an unsigned number, which keeps the largest ids, and the negative ones as well.
   path_nodes->instances[owner] = static_cast<nc_int64>(strtoull(number, nullptr, 10));
   memset(number, 0, sizeof(number));
   return 0;
@@ -33,12 +30,10 @@ int TakeInstanceId(nc_dm_path_nodes_t* path_nodes) {
 
 int AddComponent(nc_dm_path_nodes_t* path_nodes, std::string_view component, bool getinst) {
   if (component.size() > NC_DM_MAX_NAME_LEN) {
-    NC_DM_LOG_ERROR("The length of node is too long!\n");
-    return NC_DM_FAULT_CODE_PARSE;
+    return nc::Refuse(NC_DM_FAULT_CODE_PARSE, "The length of node is too long!\n");
   }
   if (path_nodes->total_node >= NC_DM_MAX_DEPTH) {
-    NC_DM_LOG_ERROR("The depth of path is too deep!\n");
-    return NC_DM_FAULT_CODE_PARSE;
+    return nc::Refuse(NC_DM_FAULT_CODE_PARSE, "The depth of path is too deep!\n");
   }
   char* name = path_nodes->nodes[path_nodes->total_node];
   memcpy(name, component.data(), component.size());
@@ -60,8 +55,7 @@ constexpr bool IsNameRest(char c) { return IsNameStart(c) || c == '-'; }
 // NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
 int nc_dm_parse(char* dm_name, nc_dm_path_nodes_t* path_nodes, bool getinst) {
   if (dm_name == nullptr || path_nodes == nullptr) {
-    NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-    return -1;
+    return nc::Refuse("Input parameter is invalid!\n");
   }
   path_nodes->total_node = 0;
   const char* rest = dm_name;

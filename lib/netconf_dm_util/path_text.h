@@ -13,7 +13,7 @@
 
 namespace nc {
 
-// Of a component, in an array of its own or elsewhere.
+// The name of a component, at most as long as a path may have one.
 inline std::string_view ComponentName(const char* name) {
   return {name, strnlen(name, NC_DM_MAX_NAME_LEN)};
 }
@@ -39,12 +39,12 @@ class PathText {
     if (id != 0) PutId(id);
   }
 
-  // How far the text goes, and how it gets there again.
+  // The text's end, and the way back to it.
   size_t Mark() const { return length_; }
   void CutTo(size_t mark) { length_ = mark; }
 
   bool Fits() const { return length_ <= NC_DM_MAX_PATH_LEN; }
-  std::string_view View() const { return {text_, length_}; }  // of a text that fits
+  std::string_view View() const { return {text_, length_}; }  // only if it fits
 
  private:
   void Put(std::string_view text) {

@@ -1,7 +1,7 @@
-// Small records that are searched through lie together, apart from the large ones that are made
-// between them. The index of a list of a million entries takes 64 megabytes so; one by one from
-// malloc its records are strewn over all of the list's gigabyte, and each step of a search waits
-// for another page.
+// A pool keeps small records together that are searched through, apart from the large records that
+// are made between them. The index of a list of a million entries takes 64 megabytes this way. With
+// each record from malloc it would be spread over the gigabyte that the list takes, and each step
+// of a search would wait for another page.
 //
 // A record has a field `slab` that says which slab of the pool it belongs to. It is null in a
 // record that somebody allocated and cleared himself; such a record is released to malloc.
@@ -70,9 +70,9 @@ class RecordPool {
     list_head lst;  // among those with room
     Slot* free;
     uint32_t used;
-    uint32_t made;  // slots that were used at all
+    uint32_t made;  // slots that were handed out at least once
 
-    // Slots of the size of a cache line are one.
+    // Slots begin at multiples of their size, so that one as large as a cache line lies in one.
     Slot* At(uint32_t index) {
       const auto behind = reinterpret_cast<uintptr_t>(this + 1);
       const uintptr_t first = (behind + sizeof(Slot) - 1) / sizeof(Slot) * sizeof(Slot);

@@ -1,4 +1,4 @@
-// A failure in one breath: its line in the log and its result.
+// A failure in one statement: it is logged, and the result says it to the caller.
 #ifndef NETCONF_DM_UTIL_REFUSE_H_
 #define NETCONF_DM_UTIL_REFUSE_H_
 

@@ -7,7 +7,7 @@
 #include "flash_home.h"
 #include "netconf_dm_util.h"
 
-// A device without a flash home directory leaves this out.
+// A platform without a flash home directory need not have this function.
 #pragma weak fs_get_flash_home
 
 namespace {
@@ -26,7 +26,7 @@ char* nc_dm_make_path(char* path_suffix) {
   memset(path, 0, sizeof(path));
   const char* root = getenv("TMPDIR");
   if (root == nullptr || path_suffix == nullptr) return nullptr;
-  // A path that is cut would be another file's.
+  // A path that is too long is refused: cut, it would name another file.
   const int length = snprintf(path, sizeof(path), "%s%s", root, path_suffix);
   return length >= 0 && static_cast<size_t>(length) < sizeof(path) ? path : nullptr;
 }

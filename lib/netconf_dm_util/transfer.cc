@@ -1,5 +1,5 @@
 // Exact transfers on the socket. It is non-blocking, so a transfer that finds it full or empty
-// tries again at once, a bounded number of times: the event loop waits for nobody.
+// tries again at once, a bounded number of times, and then fails: the event loop must not wait.
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,8 +12,8 @@
 
 namespace {
 
-// write() has no flag against SIGPIPE, so the signal is held back for this thread and taken off
-// again, unless it was pending before and thus somebody else's.
+// write() has no flag that suppresses SIGPIPE. The signal is blocked for this thread meanwhile, and
+// removed when the write has raised it. One that was pending before is the application's and stays.
 ssize_t WriteWithoutSignal(int fd, const char* data, size_t size) {
   sigset_t pipe_signal;
   sigset_t pending;

@@ -1,9 +1,10 @@
 // Leaf values between their text and their typed object, as a table of the value types.
 //
-// Two things look odd and are meant. errno is not cleared before a conversion, so that a stale
-// ERANGE refuses a number; who starts a piece of work clears it. And what a DATATIME prints is not
-// always accepted back: the printed fields are padded with zeros, and a number with a leading zero
-// is none.
+// errno is deliberately not cleared here: a conversion refuses every number while it holds ERANGE,
+// and callers clear it before each unit of work.
+//
+// The text of a DATATIME is not always accepted as a value again: its fields are padded with zeros,
+// and a number with a leading zero is refused.
 #include <time.h>
 
 #include <array>
@@ -80,7 +81,7 @@ std::string_view TimeText(const char* typed, ValueTextBuffer buffer) {
 
 // ---- Text to typed object ----
 
-// The conversions of a machine whose long has 32 bits.
+// Converts as a machine does whose long has 32 bits; so does the next.
 int32_t ParseLong(const char* text) {
   const long long value = strtoll(text, nullptr, 10);
   constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
@@ -237,7 +238,7 @@ constexpr ValueType kValueTypes[] = {
     {IntegerText<uint32_t>, ReadNumber,
      Number<uint32_t, ParseUnsignedLong>("Failed to deserialize node, is not unsigend long val!\n",
                                          Sign::kNoMinus)},
-    // LONGLONG, which speaks of 32 bits all the same
+    // LONGLONG, whose message names another type
     {IntegerText<int64_t>, ReadNumber,
      Number<int64_t, ParseLongLong>("Failed to deserialize node, is not int32_t val!\n")},
     // ULONGLONG
