@@ -4,10 +4,13 @@
 #   scripts/soak.sh [--seconds N | --minutes N] [--hostile] [--seed N] [--output DIR] [--build-dir DIR]
 #   scripts/soak.sh --hostile-agents [--seconds N] [--output DIR] [--build-dir DIR]
 #   scripts/soak.sh --restarts N [--seed N] [--output DIR] [--build-dir DIR]
+#   scripts/soak.sh --floods N | --without-server N [--output DIR] [--build-dir DIR]
 # Without an option ten minutes of random requests, announcements and losses of the server.
 # --hostile   servers that never read, close, split, flood and talk nonsense
 # --hostile-agents  agents that flood, lie, do not read: the server, at least 1,000 rounds
 # --restarts  N restarts of the server, at any moment; the agent's timers run out at once
+# --floods    N servers that send segments without end and go; what the agent keeps is bounded
+# --without-server  N instances that come and go before there is a server
 # --output    where samples.csv, memory.svg and latency.svg go; build/soak otherwise
 set -euo pipefail
 
@@ -15,11 +18,12 @@ called_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/setup.sh
 
-usage() { sed -n '2,11s/^# *//p' scripts/soak.sh; }
+usage() { sed -n '2,14s/^# *//p' scripts/soak.sh; }
 
 test=soak
 seconds=600
 restarts=
+rounds=
 seed=1
 output=
 build=build
@@ -38,6 +42,8 @@ take_value() {
         --seconds) seconds=$2 ;;
         --minutes) seconds=$(($2 * 60)) ;;
         --restarts) test=restarts restarts=$2 ;;
+        --floods) test=floods rounds=$2 ;;
+        --without-server) test=without_server rounds=$2 ;;
         --seed) seed=$2 ;;
       esac
       ;;
@@ -46,7 +52,7 @@ take_value() {
 
 while (($#)); do
   case $1 in
-    --seconds | --minutes | --restarts | --seed | --output | --build-dir)
+    --seconds | --minutes | --restarts | --floods | --without-server | --seed | --output | --build-dir)
       if (($# < 2)); then
         echo "soak: $1 needs a value" >&2
         exit 2
@@ -81,6 +87,8 @@ export GLIBC_TUNABLES=glibc.malloc.tcache_count=0
 export NCDM_SOAK_CSV=$samples NCDM_SOAK_SEED=$seed
 if [[ -n $restarts ]]; then
   export NCDM_SOAK_RESTARTS=$restarts
+elif [[ -n $rounds ]]; then
+  export NCDM_SOAK_ROUNDS=$rounds
 else
   export NCDM_SOAK_SECONDS=$seconds
 fi
@@ -90,7 +98,7 @@ result=0
 "$build/bin/tests/soak_${test}_test" --gtest_color=no >"$log" 2>&1 || result=$?
 
 plots=(memory)
-[[ $test == hostile ]] || plots+=(latency)
+[[ $test == soak || $test == restarts ]] && plots+=(latency)
 [[ $test == hostile_agents ]] && plots=()  # its rounds are all alike: no samples
 for plot in "${plots[@]}"; do
   gnuplot -e "samples='$samples'; target='$output/$plot.svg'" "tests/soak/$plot.gp" ||

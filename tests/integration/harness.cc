@@ -1,6 +1,7 @@
 #include "harness.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -134,12 +135,12 @@ std::string Describe(const Frame& frame) {
   }
 }
 
-RawServer::RawServer(const std::string& root) : listener_(root) {}
+RawServer::RawServer(const std::string& root) : listener_(std::in_place, root) {}
 
 RawServer::~RawServer() { Close(); }
 
 bool RawServer::Accept() {
-  const int fd = accept4(listener_.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  const int fd = accept4(listener_->fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd < 0) return false;
   Close();
   fd_ = fd;
@@ -185,6 +186,11 @@ void RawServer::Send(const Request& request, std::int32_t first_sid) const {
 }
 
 void RawServer::StopReading() const { EXPECT_EQ(shutdown(fd_, SHUT_RD), 0); }
+
+bool RawServer::IsLeft() const {
+  pollfd state = {fd_, 0, 0};
+  return poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
+}
 
 void RawServer::Close() {
   if (fd_ >= 0) close(std::exchange(fd_, -1));

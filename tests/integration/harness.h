@@ -93,10 +93,14 @@ class RawServer {
   void Send(const ncdm::server::Request& request, std::int32_t first_sid) const;
   // From now on the agent cannot send, and does not notice before it tries.
   void StopReading() const;
+  // Leaves the place to another server. The connection stays.
+  void StopListening() { listener_.reset(); }
+  // True if the agent has closed the connection.
+  bool IsLeft() const;
   void Close();
 
  private:
-  ncdm::server::Listener listener_;
+  std::optional<ncdm::server::Listener> listener_;
   int fd_ = -1;
   int connections_ = 0;
   ncdm::server::FrameReader reader_;

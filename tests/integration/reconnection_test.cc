@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 
@@ -202,6 +203,36 @@ TEST_F(ReconnectionTest, ThousandsOfPathsReachASlowServer) {
   }
   EXPECT_EQ(descriptions.back(), "CPLT");
   EXPECT_EQ(PendingRegistrations(), 0);
+}
+
+// Nothing is skipped here: the agent has five seconds' patience with a server that takes nothing.
+TEST_F(ReconnectionTest, ServerThatNeverReadsIsLeftForAnother) {
+  LogText log;
+  const DebugMask mask(NC_DM_DBG_ERROR);
+  device_.KeepTime();
+  RawServer deaf(device_.dir().path());
+  ASSERT_EQ(device_.StartAgent(RegisterThousands), 0);
+  ASSERT_TRUE(device_.RunUntil([&] { return deaf.Accept(); }));
+  ASSERT_NO_FATAL_FAILURE(ShrinkSocket());
+  app_.PutEntry("net.user", {7}, "behind");
+  char path[] = "net.user.7.";
+  ASSERT_EQ(nc_dm_agent_reg(path), 0);
+  ASSERT_TRUE(device_.RunUntil([] { return g_nc_dm_agent_manage.tt_watch != nullptr; }));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_GT(PendingRegistrations(), 3000);
+
+  deaf.StopListening();
+  device_.StartServer();
+  ASSERT_TRUE(device_.RunUntil([&] { return device_.IsConnected(); }));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_TRUE(deaf.IsLeft());
+  EXPECT_EQ(log.Count("The server has taken nothing for 5 seconds, the connection is given up.\n"),
+            1);
+  ASSERT_NO_FATAL_FAILURE(device_.WaitUntilRegistered());
+  EXPECT_EQ(device_.server().FindAgent(Device::kName)->registry.path_count(),
+            3000U + static_cast<std::size_t>(kLeafCount));
+  EXPECT_THAT(Texts(device_.Call(ReadValues({{.name = "net.user.name", .ids = {7}}})).values),
+              ElementsAre("net.user.7.name=behind"));
 }
 
 // The notice stays queued when its own message is the one that is lost.

@@ -1,6 +1,5 @@
 #include "bad_servers.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -71,20 +70,15 @@ void BadServers::Accept() {
   ASSERT_TRUE(device().RunUntil([&] { return raw_->Accept(); }));
 }
 
-bool BadServers::HasAgentClosed() const {
-  pollfd state = {raw_->fd(), 0, 0};
-  return poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
-}
-
 void BadServers::KeepConnection() {
-  if (raw_->IsOpen() && !HasAgentClosed()) return;
+  if (raw_->IsOpen() && !raw_->IsLeft()) return;
   if (raw_->IsOpen()) ++closed_by_agent_;
   raw_->Close();
   Accept();
 }
 
 void BadServers::CloseConnection() {
-  ++(HasAgentClosed() ? closed_by_agent_ : closed_by_server_);
+  ++(raw_->IsLeft() ? closed_by_agent_ : closed_by_server_);
   raw_->Close();
 }
 

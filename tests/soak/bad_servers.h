@@ -51,7 +51,6 @@ class BadServers {
   void TurnWhileBusy();
   // Waits until the agent has connected.
   void Accept();
-  bool HasAgentClosed() const;
   // A new connection in place of one that the agent has closed.
   void KeepConnection();
   void CloseConnection();

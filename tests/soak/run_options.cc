@@ -19,6 +19,8 @@ std::chrono::milliseconds RunTime(std::chrono::milliseconds otherwise) {
 
 int Restarts(int otherwise) { return NumberFrom("NCDM_SOAK_RESTARTS", otherwise); }
 
+int Rounds(int otherwise) { return NumberFrom("NCDM_SOAK_ROUNDS", otherwise); }
+
 unsigned Seed() { return static_cast<unsigned>(NumberFrom("NCDM_SOAK_SEED", 1)); }
 
 std::string SampleFile() {

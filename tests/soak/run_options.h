@@ -2,6 +2,7 @@
 //
 //   NCDM_SOAK_SECONDS   how long it runs
 //   NCDM_SOAK_RESTARTS  how many restarts
+//   NCDM_SOAK_ROUNDS    how many rounds, of what the run repeats
 //   NCDM_SOAK_SEED      of the random choices
 //   NCDM_SOAK_CSV       the file for its samples
 #ifndef TESTS_SOAK_RUN_OPTIONS_H_
@@ -22,6 +23,7 @@ using SoakClock = std::chrono::steady_clock;
 
 std::chrono::milliseconds RunTime(std::chrono::milliseconds otherwise);
 int Restarts(int otherwise);
+int Rounds(int otherwise);
 unsigned Seed();
 // Empty when no samples are wanted.
 std::string SampleFile();
