@@ -50,7 +50,7 @@ int SendGetidEnd(int fd) {
 
 void PrintGetTime() { nc::PrintTime("get", &g_nc_dm_mng_info.get_time); }
 
-// What the write tasks of the two kinds of answer differ in.
+// The write task of a kind of answer.
 struct AnswerTask {
   AnswerKind kind;
   int (*send_segment)(int fd);

@@ -17,7 +17,7 @@ constinit nc_dm_stub_filter_node_list_t g_nc_dm_filter_node_list = {
 
 namespace {
 
-// What one of the lists holds.
+// The size of one of the two lists.
 struct Account {
   size_t elements = 0;
   size_t heap = 0;

@@ -1,4 +1,5 @@
-// What the segments of a request have brought until the message comes that executes it.
+// The elements of a request that its segments have brought, until the message comes that executes
+// it.
 //
 // A list holds at most 65,536 elements and 16 MiB of heap. The segment that would pass that is
 // answered with a FAULT and what was collected is released; the segments behind it are dropped

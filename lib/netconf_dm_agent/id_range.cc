@@ -54,8 +54,8 @@ bool ParseBound(std::string_view text, nc_int64* bound) {
   return accepted;
 }
 
-// How many instance paths the ranges give; nothing when they are too many, or one has ids that no
-// entry can have.
+// The number of instance paths that the ranges give; none when they are too many, or when a range
+// has ids that no entry can have.
 std::optional<nc_int64> CountPaths(const nc_int64 (*ranges)[2], int cnt) {
   nc_int64 paths = 0;
   nc_int64 entries = 1;  // of the lists so far

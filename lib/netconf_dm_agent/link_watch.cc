@@ -21,7 +21,7 @@ namespace {
 
 constexpr int kPatienceSeconds = 5;
 
-// What one look at the connection sees.
+// One look at the connection.
 struct Sight {
   int queued;
   unsigned sent;

@@ -13,8 +13,8 @@ void WatchWaitingTasks();
 // The watch's task, once a second while somebody waits. -2 when the connection is given up.
 int WatchLink(zu_thread* t);
 
-// How much of what was sent the server has not taken yet, as the socket counts it; -1 when that is
-// no socket.
+// The bytes sent that the server has not taken yet, as the socket counts them; -1 when it is no
+// socket.
 int QueuedBytes(int fd);
 
 }  // namespace nc

@@ -12,7 +12,7 @@ struct MessageKind {
   int (*handle)(int fd, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault);  // null: refused with a FAULT
 };
 
-// What the agent accepts. Any other type is refused at its head: its body stays in the stream,
+// All types that the agent accepts. Any other is refused at its head: its body stays in the stream,
 // where it is read as the next head.
 inline constexpr MessageKind kMessageKinds[] = {
     {NC_DM_MSG_TYPE_EDIT, "edit 'Edit'", nc_dm_agent_handle_msg_edit},

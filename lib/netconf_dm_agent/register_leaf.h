@@ -6,7 +6,7 @@
 
 namespace nc {
 
-// What a number in a schema path is.
+// The meaning of a number in a schema path.
 enum class Numbers {
   kInstanceIds,  // the id of the entry that the component before it names
   kRefused,      // an error: in a path that was written with ranges a number means nothing

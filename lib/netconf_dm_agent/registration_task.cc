@@ -29,7 +29,7 @@ int SendCplt(Record*, nc::TreeAttributes*) { return nc::SendCplt(); }
 int RegObject(Record* record, nc::TreeAttributes*) { return nc_dm_agent_reg_obj_in(record); }
 int UnregObject(Record* record, nc::TreeAttributes*) { return nc_dm_agent_unreg_obj_in(record); }
 
-// What becomes of a record of each type.
+// A type of record, and the way it is dealt with.
 struct RecordKind {
   nc_dm_msg_type_t type;
   bool is_object;  // applied to the tree; a run applies a limited number, it holds the event loop

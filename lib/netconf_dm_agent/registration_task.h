@@ -7,8 +7,7 @@ namespace nc {
 // True if the task waits until the server has taken what was sent.
 bool IsRegistrationWaiting();
 
-// Has a registration task that waits for the socket run by a timer again, before the socket is
-// closed.
+// Ends the task's wait for the socket, which is about to be closed: it runs by a timer again.
 void ResumeRegistrations();
 
 }  // namespace nc

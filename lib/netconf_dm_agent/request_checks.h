@@ -1,4 +1,4 @@
-// What the handlers of requests have in common.
+// The checks that the handlers of requests have in common.
 #ifndef NETCONF_DM_AGENT_REQUEST_CHECKS_H_
 #define NETCONF_DM_AGENT_REQUEST_CHECKS_H_
 

@@ -1,4 +1,4 @@
-// What the registration calls end with.
+// The last step of a registration call.
 #ifndef NETCONF_DM_AGENT_SUBMIT_H_
 #define NETCONF_DM_AGENT_SUBMIT_H_
 

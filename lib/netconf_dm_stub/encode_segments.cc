@@ -15,9 +15,9 @@ namespace {
 
 constexpr size_t kMaxBodyLen = NC_DM_SEND_BUF_SIZE - 1;
 constexpr size_t kPktTypeLen = sizeof(nc_int32);
-// What must be free beside a value's two texts: room for the head and for their two lengths.
+// The bytes that must be free beside a value's two texts, for the head and for their two lengths.
 constexpr size_t kValueReserve = 40;
-// What must be free for an id array: more than the longest takes.
+// The bytes that must be free for an id array, more than the longest one takes.
 constexpr size_t kIdArrayReserve = 192;
 
 bool FitsAfter(size_t body_len, size_t name_len, size_t value_len) {
@@ -31,7 +31,7 @@ struct NamedText {
 
 std::optional<NamedText> Drop(const char* reason) { return Refuse(std::nullopt, reason); }
 
-// What an element says; none for one that cannot be sent.
+// The texts of an element; none for one that cannot be sent.
 std::optional<NamedText> Sendable(const nc_dm_val_entry_t& entry) {
   if (entry.dm_name == nullptr) return Drop("The current val_entry.name is null!\n");
   if (entry.dm_val == nullptr) return Drop("The current val_entry.val is null!\n");

@@ -12,14 +12,14 @@ namespace nc {
 
 int ReadPacketType(BodyReader* body, nc_int32* packet_type);
 
-// Where the fields go: pointers in a zeroed record.
+// The pointers in a zeroed record that take the fields.
 struct RequestFields {
   char** name;
   char** value;
   nc_dm_id_array_t** id_array;
 };
 
-// What the log calls the record, and says when a field cannot be decoded.
+// The record's name in the log, and the messages for fields that cannot be decoded.
 struct RequestWords {
   const char* record;
   const char* name_failure;

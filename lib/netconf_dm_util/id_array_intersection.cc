@@ -25,7 +25,7 @@ size_t HashOf(const nc_dm_id_array_t& id_array) {
   return static_cast<size_t>(hash ^ (hash >> 32));
 }
 
-// Tells whether a list has an array. Walks the list when it is short, or when there is no memory
+// The arrays of a list, to look one up. Walks the list when it is short, or when there is no memory
 // for a table.
 class Members {
  public:

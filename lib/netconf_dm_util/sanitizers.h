@@ -1,4 +1,5 @@
-// Which sanitizers a build has: 0 or 1. g++ tells by macros, clang by features.
+// The sanitizers of a build: 1 for one that it has, 0 otherwise. g++ tells by macros, clang by
+// features.
 #ifndef NETCONF_DM_UTIL_SANITIZERS_H_
 #define NETCONF_DM_UTIL_SANITIZERS_H_
 

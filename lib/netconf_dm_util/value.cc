@@ -122,7 +122,7 @@ bool Convert(const char* text, char* typed) {
   return true;
 }
 
-// How a number type reads its text.
+// The rules by which a number type reads its text.
 struct NumberRules {
   size_t size = 0;
   bool (*convert)(const char* text, char* typed) = nullptr;
