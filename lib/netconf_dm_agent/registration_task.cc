@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include "netconf_dm_agent/announce.h"
@@ -97,44 +98,57 @@ enum class Outcome { kExhausted, kPaused, kSocketFull, kBroken };
 // Finishes what was queued when the run began. Without a connection what is for the server stays in
 // the queue, and what is for the tree is applied all the same: the application may run for days
 // before its server.
-Outcome RunQueue() {
-  nc::QueueRun run;
-  nc::TreeAttributes attributes;
-  const ServerSocket socket(g_nc_dm_mng_info.agent_fd);
-  const bool is_connected = socket.IsConnected();
-  // A number that was refused earlier leaves errno set, and the conversions of this run look at it.
-  errno = 0;
-  int objects = 0;
-  bool is_anything_left = false;
-  while (nc::PendingPtr record = run.Next()) {
-    const RecordKind* kind = FindKind(nc::EnumNumber(record->type));
-    if (kind == nullptr) {
-      NC_DM_LOG_ERROR("unknown message type node in the register list.\n");
-      continue;
+class Run {
+ public:
+  Outcome Drain() {
+    // A number that was refused earlier leaves errno set, and the conversions of this run look at
+    // it.
+    errno = 0;
+    while (nc::PendingPtr record = queue_.Next()) {
+      const RecordKind* kind = FindKind(nc::EnumNumber(record->type));
+      if (kind == nullptr) {
+        NC_DM_LOG_ERROR("unknown message type node in the register list.\n");
+        continue;
+      }
+      const End end = kind->is_object ? Apply(*kind, record.get()) : Send(*kind, &record);
+      if (end) return *end;
+      queue_.LetProducersIn();
     }
-    if (!kind->is_object && !is_connected) {
-      run.Keep(std::move(record));
-      is_anything_left = true;
-      run.LetProducersIn();
-      continue;
+    return is_anything_left_ ? Outcome::kBroken : Outcome::kExhausted;
+  }
+
+ private:
+  using End = std::optional<Outcome>;  // none: the run goes on
+
+  End Apply(const RecordKind& kind, Record* record) {
+    kind.finish(record, &attributes_);
+    if (++objects_ <= NC_DM_REG_OBJ_BATCH) return std::nullopt;
+    NC_DM_LOG_INFO("The count of reg(or unreg) objects is to high this time, break.\n");
+    return Outcome::kPaused;
+  }
+
+  End Send(const RecordKind& kind, nc::PendingPtr* record) {
+    if (!is_connected_) {
+      queue_.Keep(std::move(*record));
+      is_anything_left_ = true;
+      return std::nullopt;
     }
-    if (!kind->is_object && socket.IsFull()) {
-      run.Keep(std::move(record));
+    if (socket_.IsFull()) {
+      queue_.Keep(std::move(*record));
       return Outcome::kSocketFull;
     }
-    const int result = kind->finish(record.get(), &attributes);
-    if (!kind->is_object && result == nc::kLinkBroken) {
-      if (kind->is_kept) run.Keep(std::move(record));
-      return Outcome::kBroken;
-    }
-    if (kind->is_object && ++objects > NC_DM_REG_OBJ_BATCH) {
-      NC_DM_LOG_INFO("The count of reg(or unreg) objects is to high this time, break.\n");
-      return Outcome::kPaused;
-    }
-    run.LetProducersIn();
+    if (kind.finish(record->get(), &attributes_) != nc::kLinkBroken) return std::nullopt;
+    if (kind.is_kept) queue_.Keep(std::move(*record));
+    return Outcome::kBroken;
   }
-  return is_anything_left ? Outcome::kBroken : Outcome::kExhausted;
-}
+
+  nc::QueueRun queue_;
+  nc::TreeAttributes attributes_;
+  const ServerSocket socket_{g_nc_dm_mng_info.agent_fd};
+  const bool is_connected_ = socket_.IsConnected();
+  int objects_ = 0;
+  bool is_anything_left_ = false;
+};
 
 }  // namespace
 
@@ -156,7 +170,7 @@ int nc_dm_agent_reg_handler(zu_thread* /*t*/) {
   g_nc_dm_agent_manage.tt_reg = nullptr;
   g_waits_for_socket = false;
   nc::WatchWaitingTasks();
-  switch (RunQueue()) {
+  switch (Run().Drain()) {
     case Outcome::kBroken:
       nc_dm_agent_handle_event(NC_DM_EVENT_RECONNECT, 0, 0);
       nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, kRegSeconds);
