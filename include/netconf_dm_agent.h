@@ -170,8 +170,8 @@ typedef struct nc_dm_id_array {
  */
 typedef struct nc_dm_agent_data_block {
   nc_dm_id_array_t id_array;                              /* the entry that the block is about */
-  bool (*has_int_var)(void* padb, int index);             /* is the integer slot set */
-  bool (*has_str_var)(void* padb, int index);             /* is the string slot set */
+  bool (*has_int_var)(void* padb, int index);             /* true if the integer slot is set */
+  bool (*has_str_var)(void* padb, int index);             /* true if the string slot is set */
   unsigned long (*get_int_var)(void* padb, int index);    /* low 32 bits of the integer slot */
   char* (*get_str_var)(void* padb, int index);            /* borrowed text of the string slot */
   int op_flag;                                            /* one of NC_DM_CMD_OP_* */
@@ -212,6 +212,8 @@ typedef int (*nc_dm_get_attr_fn)(nc_dm_agent_data_block_t* padb, nc_dm_op_output
  * created or merged; -7 when the entry does not exist; otherwise negative. */
 typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t* padb);
 
+/* ---- Start: start ---- */
+
 /*
  * Starts the library: checks `name`, connects to the server (or arranges to try each second), calls
  * `dm_reg` and schedules the library's tasks on `master`.
@@ -224,6 +226,8 @@ typedef nc_int64 (*nc_dm_exe_cmd_fn)(nc_dm_agent_data_block_t* padb);
  */
 NC_DM_API int nc_dm_agent_init(const char* name, zu_thread_master* master, int (*dm_reg)(void),
                                int (*dm_reg_rsp)(void));
+
+/* ---- Schema: register_leaf, register_range ---- */
 
 /*
  * Registers a leaf: inserts it into the tree and queues its announcement to the server.
@@ -252,6 +256,8 @@ NC_DM_API int nc_dm_agent_mul_reg(char* dm_name, nc_dm_val_type_t val_type, int 
                                   nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
                                   int (*reserved)(void));
 
+/* ---- Instances: register_instance, leave, register_hash_table ---- */
+
 /*
  * Queues an instance ("a.b.3.", or "a.b.3.c.5." for one in another) that exists from now on. It is
  * applied to the tree by the registration task, in order of queueing, on the event-loop thread; its
@@ -279,6 +285,8 @@ NC_DM_API int nc_dm_agent_unreg_all(int (*dm_unreg_rsp)(void));
  */
 NC_DM_API int nc_dm_agent_reg_hash_tab(char* dm_path, unsigned int limit_num);
 
+/* ---- Hooks, end of the registration, YANG modules: hooks, completion, register_yang ---- */
+
 /* Installs a hook; a null handler removes it. Returns 0, or -1 before nc_dm_agent_init. */
 NC_DM_API int nc_dm_agent_fun_reg(nc_dm_hook_fun_type_t fun_type, int (*handler)(char*));
 
@@ -294,6 +302,8 @@ NC_DM_API void nc_dm_agent_mode_reg_cplt(void);
  */
 NC_DM_API int nc_dm_agent_yang_attr_reg(const char* name, nc_dm_yang_attr_type_t attr_type,
                                         const char* attr_val);
+
+/* ---- Diagnostics: diagnostics ---- */
 
 /* Levels of nc_dm_agent_dbg_msg and bits of the debug mask. */
 #define NC_DM_DBG_ERROR 1   /* what failed */

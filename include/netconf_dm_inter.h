@@ -49,7 +49,7 @@ typedef struct nc_dm_thread_manage {
   zu_thread* tt_reg;
   zu_thread* tt_unreg_client;
 
-  /* Behind the record proper. */
+  /* Internal; not part of the documented record. */
   zu_thread* tt_watch; /* sees whether the server takes what is sent */
   uint32_t owed; /* a bit for each kind of task that is to be scheduled by the next chance; the
                     bit behind the kinds is the watch's */
@@ -57,6 +57,8 @@ typedef struct nc_dm_thread_manage {
 } nc_dm_thread_manage_t;
 
 NC_DM_API extern nc_dm_thread_manage_t g_nc_dm_agent_manage;
+
+/* ---- Scheduling: the agent's tasks ---- */
 
 /*
  * Schedules the task of `event`, unless one of its kind is scheduled already.
@@ -73,6 +75,8 @@ NC_DM_API void nc_dm_agent_handle_event(nc_dm_event_t event, int32_t socket, int
  * NC_DM_EVENT_REG. */
 NC_DM_API void nc_dm_agent_handle_timer(nc_dm_event_t event, long sec, long usec);
 
+/* ---- The tasks: connection, registration_task, leave, answer ---- */
+
 /*
  * Task functions. Each takes the task that runs it, and returns 0 or the result of the step that
  * failed; the loop ignores it.
@@ -84,6 +88,8 @@ NC_DM_API int nc_dm_agent_reg_handler(zu_thread* t);
 NC_DM_API int nc_dm_agent_unreg_client(zu_thread* t);
 NC_DM_API int nc_dm_agent_send_filter_rsp_lst(zu_thread* t);
 NC_DM_API int nc_dm_agent_send_getid_rsp_lst(zu_thread* t);
+
+/* ---- The socket and the connection: client_socket, connection, collected_requests ---- */
 
 /*
  * Creates the client's socket bound to `path` (a suffix of TMPDIR); a file in its place is removed.

@@ -121,7 +121,7 @@ typedef struct nc_dm_lv {
   char value[];
 } nc_dm_lv_t;
 
-/* ---- Messages: the field codec ---- */
+/* ---- Messages: the fields of a body, and transfers: codec, transfer ---- */
 
 /* Writers: put a field at `buf + *offset` and advance `*offset`. They do not know the buffer's
  * size: the caller bounds what it puts in. */
@@ -160,7 +160,7 @@ NC_DM_API char* nc_dm_copy_str(const char* s);
  * below 1. */
 NC_DM_API nc_dm_msg_t* nc_dm_agent_init_out_msg(char* buf, int size);
 
-/* ---- Paths ---- */
+/* ---- Paths: path, decimal ---- */
 
 /* A parsed dotted path. Clear the whole record before parsing into it. */
 typedef struct nc_dm_path_nodes {
@@ -175,7 +175,8 @@ typedef struct nc_dm_path_nodes {
  */
 NC_DM_API int nc_dm_parse(char* dm_name, nc_dm_path_nodes_t* path_nodes, bool getinst);
 
-/* Is the text a decimal integer: digits, a '-' before them, blanks around them, no leading zero. */
+/* True if the text is a decimal integer: digits, perhaps a '-' before them and blanks around them,
+ * and no leading zero. */
 NC_DM_API bool nc_dm_is_str_num(const char* str);
 
 /* Reads the decimal number before the first `parse_tag` (one character) of `parse_str`;
@@ -183,14 +184,15 @@ NC_DM_API bool nc_dm_is_str_num(const char* str);
 NC_DM_API int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* parsed_num,
                                   nc_int32* parse_len);
 
-/* Is the first component `root`; otherwise logged. For applications whose paths share a root. */
+/* True if the first component is `root`; otherwise that is logged. For applications whose paths
+ * share a root. */
 NC_DM_API bool nc_dm_check_root(const char* root, const nc_dm_path_nodes_t* path_nodes);
 
-/* Does the name obey the character rules: letters, digits, '_', '{', '}', and '-' but for the
- * first. */
+/* True if the name has only letters, digits, '_', '{', '}' and, but for the first character, '-'.
+ */
 NC_DM_API bool nc_dm_check_c_naming(const char* name);
 
-/* Do all components of the path. */
+/* True if all components of the path are such names. */
 NC_DM_API bool nc_dm_check_param_name(const nc_dm_path_nodes_t* path_nodes);
 
 /* Joins an instance path, ids included: "a.b.3.c" for a leaf, "a.b.3.c." otherwise. 0; -1 for a
@@ -202,7 +204,7 @@ NC_DM_API int nc_dm_agent_comb_path_name(char** path_name, nc_dm_path_nodes_t* p
 NC_DM_API int nc_dm_agent_comb_reg_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
                                              int node_cnt, bool is_leaf);
 
-/* ---- Instance id arrays ---- */
+/* ---- Instance id arrays: id_array, id_array_intersection ---- */
 
 /* A list element that holds an id array. */
 typedef struct nc_dm_id_array_node {
@@ -214,10 +216,12 @@ typedef struct nc_dm_id_array_node {
  */
 NC_DM_API int nc_dm_get_id(nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes);
 
-/* Do both hold the same ids; two null pointers do. */
+/* True if both hold the same ids, or both are null. */
 NC_DM_API bool nc_dm_id_arrays_same(nc_dm_id_array_t* id_array1, nc_dm_id_array_t* id_array2);
 
-/* Does `short_arr` address `long_arr` (0), an ancestor of it (1), or neither (-1). */
+/* 0 when both hold the same ids, 1 when `long_arr` has more behind those of `short_arr`, otherwise
+ * -1.
+ */
 NC_DM_API int nc_dm_id_arrays_contain_certainly(nc_dm_id_array_t* long_arr,
                                                 nc_dm_id_array_t* short_arr);
 
@@ -231,7 +235,7 @@ NC_DM_API void nc_dm_id_arrays_free(list_head* id_array_list);
  * `tmp_list`. */
 NC_DM_API void nc_dm_id_array_list_intscn(nc_dm_list_t* tmp_list, nc_dm_list_t* res_list);
 
-/* ---- Values ---- */
+/* ---- Values: value ---- */
 
 /* Text to a new typed object of `val_type`. 0, or -1; after -1 `*dest_val` may hold an object to
  * free, so set it to null before. A type outside 1 to 13 gives 0 and leaves `*dest_val`. */
@@ -240,7 +244,7 @@ NC_DM_API int nc_dm_unserialize_val(char* src_val, char** dest_val, nc_dm_val_ty
 /* Typed object to a new text. 0, or -1. A type outside 1 to 13 gives 0 and leaves `*dm_val`. */
 NC_DM_API int nc_dm_serialize_val(char** dm_val, char* src_val, nc_dm_val_type_t val_type);
 
-/* ---- Files, directories, paths, time ---- */
+/* ---- Files, directories, paths, time: file, directory, rooted_path, clock ---- */
 
 /* Name of a directory entry. */
 typedef struct nc_dm_dir_entname {
@@ -251,7 +255,7 @@ typedef struct nc_dm_dir_entname {
 /* The content of a file as a NUL-terminated string, or null. */
 NC_DM_API char* nc_dm_get_file_cont(const char* file_path);
 
-/* Is the text after the first '.' of the name `ext`. */
+/* True if the text after the first '.' of the name is `ext`. */
 NC_DM_API bool nc_dm_is_file_ext(char* file_name, char* ext);
 
 /* Appends the names in a directory, those with the extension `ext` alone unless it is null; the
@@ -271,7 +275,7 @@ NC_DM_API void nc_dm_print_time(char* str);
 /* A pseudo-random number; no good for secrets. Every call seeds the generator of random(3) anew. */
 NC_DM_API int nc_dm_rand(void);
 
-/* ---- Diagnostics ---- */
+/* ---- Diagnostics: diagnostics, and the agent's frame for what was received ---- */
 
 /* The debug mask: NC_DM_DBG_* bits. 0 at load. */
 NC_DM_API extern int g_nc_dm_agent_dbg;

@@ -16,6 +16,8 @@
 extern "C" {
 #endif
 
+/* ---- State: the agent's connection, collected_requests ---- */
+
 /* State of the one connection to the server. */
 typedef struct nc_dm_mng_info {
   pid_t agent_pid; /* kernel thread id of the initialising thread */
@@ -47,6 +49,8 @@ NC_DM_API extern nc_dm_mng_info_t g_nc_dm_mng_info;
 NC_DM_API extern nc_dm_stub_edit_node_list_t g_nc_dm_edit_node_list;
 NC_DM_API extern nc_dm_stub_filter_node_list_t g_nc_dm_filter_node_list;
 
+/* ---- Frames and their dispatch: frame, dispatch ---- */
+
 /* The receive buffer, zeroed, as a message. */
 NC_DM_API nc_dm_msg_t* nc_dm_agent_init_in_msg(void);
 
@@ -59,14 +63,12 @@ NC_DM_API int nc_dm_agent_recv(int fd);
 /* Receives the body behind a head, of the types that the agent accepts. 0, -1 or -2. */
 NC_DM_API int nc_dm_agent_get_msg(int fd, nc_dm_msg_t* in_msg);
 
-/* Sends the client's name, once a connection. 0, or the send's result. */
-NC_DM_API int nc_dm_agent_reg_server_name(int fd, int attr, char* client_name, nc_dm_t* client_dm);
-/* Sends "mode register complete" at once. 0, or the send's result. */
-NC_DM_API int nc_dm_agent_reg_server_mode_cplt(void);
-
 /* Serves one received message; a failure is answered with a FAULT. 0, or the result of sending
  * that. */
 NC_DM_API int nc_dm_agent_handle_msg(int fd, nc_dm_msg_t* in_msg);
+
+/* ---- Handlers: handle_edit, handle_filter, handle_getid, handle_reg_rsp, handle_debug, leave ----
+ */
 
 /* Handlers of the message types. 0; negative with `fault` filled. */
 NC_DM_API int nc_dm_agent_handle_msg_reg_rsp(int fd, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault);
@@ -83,11 +85,20 @@ NC_DM_API int nc_dm_agent_handle_msg_show(int fd, nc_dm_msg_t* in_msg, nc_dm_fau
 NC_DM_API int nc_dm_agent_do_filter(nc_dm_stub_filter_node_list_t* filter_list,
                                     nc_dm_list_t* result_list, nc_dm_fault_t* fault);
 
+/* ---- Segments of answers: answer ---- */
+
 /* Send the next segment of an answer and take what it holds off the list. 0, or -1. */
 NC_DM_API int nc_dm_agent_send_filter_rsp(int fd, nc_dm_msg_t* out_msg,
                                           nc_dm_stub_filter_rsp_list_t* filter_rsp_list);
 NC_DM_API int nc_dm_agent_send_getid_rsp(int fd, nc_dm_msg_t* out_msg,
                                          nc_dm_stub_getid_rsp_t* getid_rsp);
+
+/* ---- What the agent sends without being asked: announce ---- */
+
+/* Sends the client's name, once a connection. 0, or the send's result. */
+NC_DM_API int nc_dm_agent_reg_server_name(int fd, int attr, char* client_name, nc_dm_t* client_dm);
+/* Sends "mode register complete" at once. 0, or the send's result. */
+NC_DM_API int nc_dm_agent_reg_server_mode_cplt(void);
 
 #ifdef __cplusplus
 }

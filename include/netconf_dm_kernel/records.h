@@ -152,8 +152,8 @@ typedef struct nc_dm_yang_attr {
   char* module_name; /* owned */
   char* attr;        /* owned */
 
-  /* Behind the record proper: of an attribute in the tree, false when no announcement of it waits.
-   */
+  /* Internal; not part of the documented record. Of an attribute in the tree: false when no
+   * announcement of it waits. */
   bool queued;
 } nc_dm_yang_attr_t;
 
@@ -166,7 +166,8 @@ typedef struct nc_dm_stub_reg {
   char* name;           /* a path, or the client's name; owned */
   void* other;          /* nc_dm_yang_attr_t of REG_YANG_ATTR, owned */
 
-  /* Behind the record proper: queued by a re-registration, so that the next one takes its place. */
+  /* Internal; not part of the documented record. Queued by a repetition of the tree, so that the
+   * next one takes its place. */
   bool repeated;
 } nc_dm_stub_reg_t;
 
