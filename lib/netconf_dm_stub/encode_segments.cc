@@ -6,6 +6,7 @@
 
 #include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_stub/body_writer.h"
+#include "netconf_dm_stub/value_node.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"
@@ -47,8 +48,7 @@ void LogFull() { NC_DM_LOG_INFO("There is no more space to store another message
 
 void Free(nc_dm_val_node_t* node) {
   Unlink(&node->lst);
-  nc_dm_agent_free_val_node(node);
-  free(node);
+  FreeValueNode()(node);
 }
 
 void Free(nc_dm_id_array_node_t* node) {

@@ -16,12 +16,6 @@ char* CopyText(std::string_view text) {
 
 }  // namespace
 
-void FreeValueNode::operator()(nc_dm_val_node_t* node) const {
-  free(node->val_entry.dm_name);
-  free(node->val_entry.dm_val);
-  free(node);
-}
-
 ValueNodePtr NewValueNode(std::string_view name, std::string_view value) {
   // malloc, because calloc does not take memory from the thread's cache of freed pieces.
   ValueNodePtr node(static_cast<nc_dm_val_node_t*>(malloc(sizeof(nc_dm_val_node_t))));

@@ -2,6 +2,7 @@
 #ifndef NETCONF_DM_STUB_VALUE_NODE_H_
 #define NETCONF_DM_STUB_VALUE_NODE_H_
 
+#include <cstdlib>
 #include <string_view>
 
 #include "netconf_dm_kernel/records.h"
@@ -10,7 +11,11 @@
 namespace nc {
 
 struct FreeValueNode {
-  void operator()(nc_dm_val_node_t* node) const;
+  void operator()(nc_dm_val_node_t* node) const {
+    free(node->val_entry.dm_name);
+    free(node->val_entry.dm_val);
+    free(node);
+  }
 };
 using ValueNodePtr = std::unique_ptr<nc_dm_val_node_t, FreeValueNode>;
 
