@@ -278,23 +278,49 @@ void ConstraintCheck::Unique(const Constraint& constraint) const {
 
 void ConstraintCheck::Children(const Constraint& constraint) const {
   if (constraint.context == nullptr) {
-    Demanded(constraint.module->compiled->data, nullptr, full_.first());
+    Demanded(constraint, constraint.module->compiled->data, nullptr, full_.first());
     return;
   }
   for (lyd_node* node : Instances(constraint.context)) {
-    Demanded(lysc_node_child(constraint.context), node, lyd_child(node));
+    Demanded(constraint, lysc_node_child(constraint.context), node, lyd_child(node));
   }
 }
 
-void ConstraintCheck::Demanded(const lysc_node* first, const lyd_node* parent,
-                               lyd_node* siblings) const {
+// Its conditions are evaluated at a stand-in for the node, which is not there or may not be.
+bool ConstraintCheck::IsDemanded(const Constraint& constraint, const lysc_node* node,
+                                 lyd_node* parent) const {
+  if (!is_served_(node)) {
+    return false;
+  }
+  const auto conditions = constraint.conditions.find(node);
+  if (conditions == constraint.conditions.end()) {
+    return true;
+  }
+  lyd_node* stand_in = nullptr;
+  if (parent == nullptr || lyd_new_opaq2(parent, nullptr, node->name, nullptr, nullptr,
+                                         node->module->ns, &stand_in) != LY_SUCCESS) {
+    return false;
+  }
+  const bool is_demanded = std::ranges::all_of(conditions->second, [&](const auto& condition) {
+    const lyd_node* start = parent;
+    while (start != nullptr && start->schema != condition.start) {
+      start = lyd_parent(start);
+    }
+    return Holds(start == nullptr ? stand_in : start, condition.expression);
+  });
+  lyd_free_tree(stand_in);
+  return is_demanded;
+}
+
+void ConstraintCheck::Demanded(const Constraint& constraint, const lysc_node* first,
+                               lyd_node* parent, lyd_node* siblings) const {
   for (const lysc_node* child = first; child != nullptr; child = child->next) {
     if (!IsConfig(child)) {
       continue;
     }
     if (child->nodetype == LYS_CHOICE) {
-      Choice(child, parent, siblings);
-    } else if (!HasDemand(child) || !is_served_(child) || lysc_has_when(child) != nullptr) {
+      Choice(constraint, child, parent, siblings);
+    } else if (!HasDemand(child) || !IsDemanded(constraint, child, parent)) {
       continue;
     } else if ((child->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0) {
       Count(child, parent, siblings);
@@ -324,13 +350,13 @@ bool CaseHasData(const lysc_node* one, lyd_node* siblings) {
 
 }  // namespace
 
-void ConstraintCheck::Choice(const lysc_node* choice, const lyd_node* parent,
-                             lyd_node* siblings) const {
+void ConstraintCheck::Choice(const Constraint& constraint, const lysc_node* choice,
+                             lyd_node* parent, lyd_node* siblings) const {
   bool has_case = false;
   for (const lysc_node* one = lysc_node_child(choice); one != nullptr; one = one->next) {
     if (CaseHasData(one, siblings)) {
       has_case = true;
-      Demanded(lysc_node_child(one), parent, siblings);
+      Demanded(constraint, lysc_node_child(one), parent, siblings);
     }
   }
   if (!has_case && (choice->flags & LYS_MAND_TRUE) != 0 && lysc_has_when(choice) == nullptr) {

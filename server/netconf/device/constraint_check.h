@@ -36,8 +36,11 @@ class ConstraintCheck {
   bool HasTarget(const Constraint& constraint, const lyd_node* node);
   void Unique(const Constraint& constraint) const;
   void Children(const Constraint& constraint) const;
-  void Demanded(const lysc_node* first, const lyd_node* parent, lyd_node* siblings) const;
-  void Choice(const lysc_node* choice, const lyd_node* parent, lyd_node* siblings) const;
+  void Demanded(const Constraint& constraint, const lysc_node* first, lyd_node* parent,
+                lyd_node* siblings) const;
+  bool IsDemanded(const Constraint& constraint, const lysc_node* node, lyd_node* parent) const;
+  void Choice(const Constraint& constraint, const lysc_node* choice, lyd_node* parent,
+              lyd_node* siblings) const;
   void Count(const lysc_node* schema, const lyd_node* parent, lyd_node* siblings) const;
 
   const ly_ctx* context_;

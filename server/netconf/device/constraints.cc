@@ -112,18 +112,24 @@ class Collector {
   }
 
   // Its own, and those of the choices and cases around it.
-  void Whens(const lysc_node* node) {
+  template <typename Function>
+  static void ForEachWhen(const lysc_node* node, Function function) {
     const lysc_node* owner = node;
     do {
       lysc_when* const* whens = lysc_node_when(owner);
       for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(whens); ++i) {
-        Constraint& constraint = Add(Kind::kWhen, node);
-        constraint.start =
-            whens[i]->context == nullptr ? nullptr : lysc_data_node(whens[i]->context);
-        Expression(whens[i]->cond, whens[i]->prefixes, constraint.start, owner, &constraint);
+        function(*whens[i], owner);
       }
       owner = owner->parent;
     } while (owner != nullptr && (owner->nodetype & (LYS_CHOICE | LYS_CASE)) != 0);
+  }
+
+  void Whens(const lysc_node* node) {
+    ForEachWhen(node, [&](const lysc_when& when, const lysc_node* owner) {
+      Constraint& constraint = Add(Kind::kWhen, node);
+      constraint.start = when.context == nullptr ? nullptr : lysc_data_node(when.context);
+      Expression(when.cond, when.prefixes, constraint.start, owner, &constraint);
+    });
   }
 
   void Reference(const lysc_node* node) {
@@ -164,6 +170,23 @@ class Collector {
     }
   }
 
+  // What is demanded under a condition only.
+  static void Conditions(const lysc_node* node, Constraint* demanded) {
+    bool stays_home = true;
+    ForEachWhen(node, [&](const lysc_when& when, const lysc_node* owner) {
+      Constraint one;
+      const lysc_node* start = when.context == nullptr ? nullptr : lysc_data_node(when.context);
+      Expression(when.cond, when.prefixes, start, owner, &one);
+      demanded->conditions[node].push_back({start, one.expression});
+      demanded->looks_at.merge(one.looks_at);
+      demanded->looks_everywhere = demanded->looks_everywhere || one.looks_everywhere;
+      stays_home = stays_home && one.home != nullptr && one.home == demanded->home;
+    });
+    if (!stays_home) {
+      demanded->home = nullptr;
+    }
+  }
+
   // The nodes directly in `parent` that must be there, or in a certain number.
   static void Demanded(const lysc_node* first, std::set<const lysc_node*>* nodes) {
     for (const lysc_node* child = first; child != nullptr; child = child->next) {
@@ -192,8 +215,11 @@ class Collector {
     Demanded(parent == nullptr ? module_->compiled->data : lysc_node_child(parent), &demanded);
     if (!demanded.empty()) {
       Constraint& constraint = Add(Kind::kChildren, parent);
-      constraint.looks_at = std::move(demanded);
+      constraint.looks_at = demanded;
       constraint.home = ListAround(parent);
+      for (const lysc_node* node : demanded) {
+        Conditions(node, &constraint);
+      }
     }
   }
 
@@ -286,9 +312,12 @@ Constraints::Constraints(const YangContext& context) : context_(context) {
 Constraints::Affected Constraints::AffectedBy(const Difference& difference) const {
   Affected affected;
   const auto changed = ChangedNodes(difference);
+  const bool anything_goes = std::ranges::any_of(difference.changes, &Change::deletes);
   for (const auto& constraint : constraints_) {
-    if (changed.contains(constraint->context) ||
-        (constraint->looks_everywhere && constraint->kind != Kind::kReference) ||
+    // What is written takes no instance away that is referred to.
+    const bool is_everywhere =
+        constraint->looks_everywhere && (constraint->kind != Kind::kReference || anything_goes);
+    if (changed.contains(constraint->context) || is_everywhere ||
         std::ranges::any_of(constraint->looks_at,
                             [&](const lysc_node* node) { return changed.contains(node); })) {
       affected.constraints_.push_back(constraint.get());

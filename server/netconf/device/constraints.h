@@ -8,6 +8,7 @@
 #define NCDM_SERVER_NETCONF_DEVICE_CONSTRAINTS_H_
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -37,7 +38,13 @@ struct Constraint {
   const lysc_must* must = nullptr;
   const lysc_node* start = nullptr;             // of kWhen: what the expression is evaluated at
   std::vector<const lysc_node_leaf*> unique{};  // of kUnique
-  std::set<const lysc_node*> looks_at{};        // besides the context
+  // Of kChildren: those that are demanded only where all of these hold.
+  struct Condition {
+    const lysc_node* start = nullptr;  // as of kWhen
+    std::string expression{};
+  };
+  std::map<const lysc_node*, std::vector<Condition>> conditions{};
+  std::set<const lysc_node*> looks_at{};  // besides the context
   bool looks_everywhere = false;
   // The list whose entries each decide for themselves; null: one entry's data may depend on
   // another's.

@@ -37,9 +37,8 @@ class Comparison {
 
  private:
   void Add(Kind kind, const lyd_node* node, std::vector<const lyd_node*> leaves) {
-    const bool deletes = kind == Kind::kDeleteLeaves || kind == Kind::kDeleteEntry;
-    (deletes ? difference_.changes : writes_)
-        .push_back({.kind = kind, .node = node, .leaves = std::move(leaves)});
+    Change change{.kind = kind, .node = node, .leaves = std::move(leaves)};
+    (change.deletes() ? difference_.changes : writes_).push_back(std::move(change));
   }
 
   void AddLeaves(Kind kind, const lyd_node* parent, std::vector<const lyd_node*> leaves) {

@@ -25,6 +25,8 @@ struct Change {
   std::vector<const lyd_node*> leaves{};
   // For kWriteLeaves: what each leaf is now, null where it is not there.
   std::vector<const lyd_node*> old_leaves{};
+
+  bool deletes() const { return kind == Kind::kDeleteLeaves || kind == Kind::kDeleteEntry; }
 };
 
 struct Difference {

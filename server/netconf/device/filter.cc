@@ -368,13 +368,20 @@ std::unique_ptr<Filter> MakeXPathFilter(const YangContext& context, Element filt
 
 // ---- Values with prefixes ----
 
+// Of what a reference refers to.
+const lysc_type* RealType(const lysc_type* type) {
+  while (type->basetype == LY_TYPE_LEAFREF) {
+    type = reinterpret_cast<const lysc_type_leafref*>(type)->realtype;
+  }
+  return type;
+}
+
 bool HasPrefixes(const lysc_type* type) {
+  type = RealType(type);
   switch (type->basetype) {
     case LY_TYPE_IDENT:
     case LY_TYPE_INST:
       return true;
-    case LY_TYPE_LEAFREF:
-      return HasPrefixes(reinterpret_cast<const lysc_type_leafref*>(type)->realtype);
     case LY_TYPE_UNION: {
       const auto* types = reinterpret_cast<const lysc_type_union*>(type);
       for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(types->types); ++i) {
@@ -389,12 +396,10 @@ bool HasPrefixes(const lysc_type* type) {
   }
 }
 
-std::string ValueWithModuleNames(const YangContext& context, const lysc_node* schema,
-                                 Element element, const std::string& text) {
-  const auto* leaf = reinterpret_cast<const lysc_node_leaf*>(schema);
-  if (leaf->type->basetype != LY_TYPE_IDENT && text.find(':') == std::string::npos) {
-    return text;  // a union's member without prefixes
-  }
+// The value with module names in the place of the prefixes that the element declares. Nothing for
+// what is neither an identity nor an instance.
+std::optional<std::string> ValueWithModuleNames(const YangContext& context, const lysc_node* schema,
+                                                Element element, const std::string& text) {
   const auto module_of = [&](const std::string& prefix) -> std::optional<std::string> {
     const auto name_space = element.NamespaceOf(prefix);
     const lys_module* module = name_space ? context.ImplementedByNamespace(*name_space) : nullptr;
@@ -403,29 +408,57 @@ std::string ValueWithModuleNames(const YangContext& context, const lysc_node* sc
     }
     return module == nullptr ? std::nullopt : std::optional<std::string>(module->name);
   };
-  return WithModuleNames(text, module_of).value_or(text);
+  return text.starts_with('/') ? InstanceWithModuleNames(text, module_of)
+                               : IdentityWithModuleName(text, module_of);
+}
+
+// A value as the model takes it.
+struct Validated {
+  std::optional<std::string> canonical{};
+  const lysc_type* type = nullptr;  // of a union the member's
+};
+
+Validated Validate(const YangContext& context, const lysc_node* schema, const std::string& value) {
+  // The canonical text, as the dictionary keeps it.
+  const char* canonical = nullptr;
+  Validated validated;
+  const LY_ERR result = lyd_value_validate(context.get(), schema, value.c_str(), value.size(),
+                                           nullptr, &validated.type, &canonical);
+  if (canonical != nullptr && (result == LY_SUCCESS || result == LY_EINCOMPLETE)) {
+    validated.canonical = canonical;
+  }
+  lydict_remove(context.get(), canonical);
+  return validated;
+}
+
+[[noreturn]] void InvalidValue(std::string message, std::string app_tag) {
+  RpcError error = ApplicationError("invalid-value", std::move(message));
+  error.app_tag = std::move(app_tag);
+  throw OperationFailed(std::move(error));
 }
 
 }  // namespace
 
 std::string CanonicalValue(const YangContext& context, const lysc_node* schema, Element element,
                            const std::string& text) {
-  const lysc_type* type = reinterpret_cast<const lysc_node_leaf*>(schema)->type;
-  const std::string value =
-      HasPrefixes(type) ? ValueWithModuleNames(context, schema, element, std::string(Trim(text)))
-                        : text;
-  // The canonical text, as the dictionary keeps it.
-  const char* canonical = nullptr;
-  const LY_ERR result = lyd_value_validate(context.get(), schema, value.c_str(), value.size(),
-                                           nullptr, nullptr, &canonical);
-  if (canonical == nullptr || (result != LY_SUCCESS && result != LY_EINCOMPLETE)) {
-    RpcError error = ApplicationError("invalid-value", context.LastError());
-    error.app_tag = context.LastErrorAppTag();
-    throw OperationFailed(std::move(error));
+  const lysc_type* type = RealType(reinterpret_cast<const lysc_node_leaf*>(schema)->type);
+  if (HasPrefixes(type)) {
+    const auto value = ValueWithModuleNames(context, schema, element, std::string(Trim(text)));
+    const Validated named = value ? Validate(context, schema, *value) : Validated{};
+    if (named.canonical && HasPrefixes(named.type)) {
+      return *named.canonical;
+    }
+    if (type->basetype != LY_TYPE_UNION) {
+      InvalidValue(value ? context.LastError() : "'" + text + "' has a prefix that is not declared",
+                   context.LastErrorAppTag());
+    }
   }
-  std::string found(canonical);
-  lydict_remove(context.get(), canonical);
-  return found;
+  const Validated validated = Validate(context, schema, text);
+  // A union's member with prefixes was tried before.
+  if (!validated.canonical || (validated.type != nullptr && HasPrefixes(validated.type))) {
+    InvalidValue(context.LastError(), context.LastErrorAppTag());
+  }
+  return *validated.canonical;
 }
 
 std::unique_ptr<Filter> MakeFilter(const YangContext& context, Element filter) {

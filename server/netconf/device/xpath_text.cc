@@ -224,6 +224,46 @@ std::optional<std::string> WithModuleNames(std::string_view expression,
   return result;
 }
 
+std::optional<std::string> InstanceWithModuleNames(std::string_view path,
+                                                   const PrefixResolver& resolve) {
+  std::string result;
+  std::string module;  // of the step
+  bool in_predicate = false;
+  for (const Token& token : Tokens(path).All()) {
+    if (token.kind == Kind::kLiteral) {
+      result += LiteralWithModuleName(token.text, resolve);
+    } else if (token.kind == Kind::kName) {
+      const std::size_t colon = token.text.find(':');
+      const auto named = resolve(std::string(token.text.substr(0, colon)));
+      if (colon == std::string_view::npos || !named) {
+        return std::nullopt;
+      }
+      result += *named == module ? "" : *named + ":";
+      result += token.text.substr(colon + 1);
+      module = in_predicate ? module : *named;
+    } else {
+      in_predicate = token.text == "[" || (in_predicate && token.text != "]");
+      result += token.text;
+    }
+  }
+  return result;
+}
+
+std::optional<std::string> IdentityWithModuleName(std::string_view name,
+                                                  const PrefixResolver& resolve) {
+  const std::vector<Token> tokens = Tokens(name).All();
+  if (tokens.size() != 1 || tokens.front().kind != Kind::kName || name.ends_with('*')) {
+    return std::nullopt;
+  }
+  const std::size_t colon = name.find(':');
+  const bool has_prefix = colon != std::string_view::npos;
+  const auto module = resolve(has_prefix ? std::string(name.substr(0, colon)) : "");
+  if (!module) {
+    return std::nullopt;
+  }
+  return *module + ":" + std::string(has_prefix ? name.substr(colon + 1) : name);
+}
+
 std::optional<std::vector<PathStep>> PlainPath(std::string_view expression) {
   return PlainPathReader(expression).Read();
 }

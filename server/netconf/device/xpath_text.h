@@ -23,6 +23,15 @@ std::optional<std::string> WithModuleNames(std::string_view expression,
                                            const PrefixResolver& resolve,
                                            Literals literals = Literals::kAsTheyAre);
 
+// The same for an instance identifier: a step names its module only where that is another than the
+// one of the step before, and the literals of its predicates may be identities.
+std::optional<std::string> InstanceWithModuleNames(std::string_view path,
+                                                   const PrefixResolver& resolve);
+
+// The same for an identity's name. Nothing for what is no name, too.
+std::optional<std::string> IdentityWithModuleName(std::string_view name,
+                                                  const PrefixResolver& resolve);
+
 // One step of a path, in the form with module names.
 struct PathStep {
   std::string name;                                             // "module:name"

@@ -7,12 +7,15 @@
 
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "server/netconf/device/device.h"
 #include "support/temp_dir.h"
 #include "tests/server/fake_agent.h"
+#include "tests/server/netconf/device/store_agent.h"
 
 namespace ncdm::netconf {
 
@@ -49,9 +52,22 @@ class DeviceTest : public testing::Test {
  protected:
   using FakeAgent = ncdm_test::FakeAgent;
 
-  DeviceTest() {
-    std::ofstream(yang_.path() + "/shop.yang") << kShopModule;
+  using Modules = std::vector<std::pair<std::string, std::string>>;  // names and texts
+  using StoreAgent = ncdm_test::StoreAgent;
+
+  explicit DeviceTest(const Modules& modules = {{"shop", kShopModule}}) {
+    for (const auto& [name, text] : modules) {
+      std::ofstream(yang_.path() + "/" + name + ".yang") << text;
+    }
     device_ = std::make_unique<Device>(DeviceOptions{root_.path(), yang_.path()}, sessions_);
+  }
+
+  std::unique_ptr<StoreAgent> NewStore(const std::string& name, const StoreAgent::Paths& paths,
+                                       const std::string& module = "shop") {
+    auto store = std::make_unique<StoreAgent>(root_.path(), name, paths, module);
+    playing_.push_back(&store->agent());
+    Settle();
+    return store;
   }
 
   // Registers the shop's paths and names the module.
@@ -105,6 +121,27 @@ class DeviceTest : public testing::Test {
     }
     EXPECT_TRUE(reply.has_value());
     return reply.value_or(Reply{});
+  }
+
+  static std::string EditConfig(const std::string& config, const std::string& parameters = "",
+                                const std::string& target = "running") {
+    return "<edit-config xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><target><" + target +
+           "/></target>" + parameters + "<config>" + config + "</config></edit-config>";
+  }
+
+  // Tags of the errors that the operation ends with.
+  std::vector<std::string> Refused(const std::string& operation) {
+    std::vector<std::string> tags;
+    for (const RpcError& error : Call(operation).errors) {
+      tags.push_back(error.tag);
+    }
+    return tags;
+  }
+
+  void Done(const std::string& operation) {
+    const Reply reply = Call(operation);
+    ASSERT_TRUE(reply.errors.empty())
+        << operation << ": " << reply.errors.front().tag << ": " << reply.errors.front().message;
   }
 
   std::string Get(const std::string& filter) {
