@@ -21,7 +21,8 @@ struct Lock {
   std::chrono::system_clock::time_point since{};
 };
 
-// The candidate once it is changed; before that it is what running is.
+// The candidate once it is changed; before that it is what running is. What an agent has comes into
+// it when it is first needed, and is what running has until then.
 struct Candidate {
   Tree base;  // running as it was then
   Tree tree;
@@ -30,11 +31,14 @@ struct Candidate {
 
 // A commit that is undone unless it is confirmed.
 struct ConfirmedCommit {
+  std::uint64_t number = 0;  // of each that begins to wait
   std::uint32_t session_id = 0;
   std::optional<std::string> persist{};
   Tree before;                     // what running goes back to
-  std::set<std::string> agents{};  // whose data is in it
-  std::chrono::steady_clock::time_point deadline{};
+  Tree after;                      // what it was made
+  std::set<std::string> agents{};  // whose data is in both
+  // None once it is being undone.
+  std::optional<std::chrono::steady_clock::time_point> deadline{};
 };
 
 struct Datastores {

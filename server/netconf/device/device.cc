@@ -77,7 +77,7 @@ void Device::SessionEnded(const Client& client) {
   }
   const auto& confirmed = datastores_.confirmed;
   if (confirmed && !confirmed->persist && confirmed->session_id == client.session_id) {
-    Background(RollBack());
+    Background(RollBack(confirmed->number));
   }
 }
 
@@ -118,16 +118,19 @@ Task<Reply> Device::Dispatch(const Rpc& rpc) {
 
 std::optional<Operations::Clock::time_point> Device::NextDeadline() const {
   std::optional<Clock::time_point> next = agents_.NextDeadline();
-  if (datastores_.confirmed && (!next || datastores_.confirmed->deadline < *next)) {
-    next = datastores_.confirmed->deadline;
+  if (datastores_.confirmed && datastores_.confirmed->deadline) {
+    next =
+        std::min(next.value_or(*datastores_.confirmed->deadline), *datastores_.confirmed->deadline);
   }
   return next;
 }
 
 void Device::Run() {
   agents_.Run();
-  if (datastores_.confirmed && datastores_.confirmed->deadline <= Clock::now()) {
-    Background(RollBack());
+  auto& confirmed = datastores_.confirmed;
+  if (confirmed && confirmed->deadline && *confirmed->deadline <= Clock::now()) {
+    confirmed->deadline.reset();
+    Background(RollBack(confirmed->number));
   }
 }
 
@@ -192,12 +195,12 @@ Task<Reply> Device::GetConfig(const Rpc& rpc) {
   CheckParameters(rpc.operation, {"source", "filter"}, true);
   const Datastore source = ReadDatastore(rpc.operation, "source");
   const auto filter = MakeFilter(context_, rpc.operation.Child("filter", kBaseNamespace));
+  Wanted wanted = filter ? filter->ToRead() : WantEverything(context_);
   Tree tree;
   if (source == Datastore::kCandidate && datastores_.candidate) {
-    tree = co_await ReadCandidate();
+    tree = co_await ReadCandidate(std::move(wanted));
     ReportDefaults(&tree);
   } else {
-    Wanted wanted = filter ? filter->ToRead() : WantEverything(context_);
     tree = co_await ReadRunning(std::move(wanted), Content::kConfig);
   }
   if (filter) {

@@ -75,7 +75,8 @@ class Device : public Operations {
   std::shared_ptr<const Mapping> CurrentMapping();
   // Throws OperationFailed when an agent did not answer.
   Task<Tree> ReadRunning(Wanted wanted, Content content);
-  Task<Tree> ReadCandidate();
+  // At least what is wanted.
+  Task<Tree> ReadCandidate(Wanted wanted);
   // Adds the defaults of what can be served: all data is reported.
   void ReportDefaults(Tree* tree);
 
@@ -83,7 +84,8 @@ class Device : public Operations {
   // Throws OperationFailed unless every node of the edit can be served now.
   void CheckServed(const Mapping& mapping, const EditNode& edit);
   RpcError NotServed(const Mapping& mapping, const lysc_node* node, const InstancePath& path) const;
-  std::set<std::string> AgentsOf(const Mapping& mapping, const EditNode& edit) const;
+  // What of a datastore decides what the edit does.
+  Wanted PartOf(const EditNode& edit) const;
   // Reads for a change: an agent whose data is not at hand fails it.
   Task<ReadResult> ReadForChange(std::shared_ptr<const Mapping> mapping, Wanted part);
   Task<> EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
@@ -97,15 +99,33 @@ class Device : public Operations {
                        std::vector<RpcError>* errors);
   Task<std::vector<RpcError>> Undo(std::shared_ptr<const Mapping> mapping, const ReadResult& then,
                                    Wanted part, Compares compares, std::set<std::string> lost);
+  // An error for each part that is not what it was.
+  Task<std::vector<RpcError>> LeftBehind(std::shared_ptr<const Mapping> mapping,
+                                         const ReadResult& then, Wanted part, Compares compares);
   // Makes running what `wanted` is, at all agents whose data it was made from (`loaded`). What
   // others have stays; `base` is what `wanted` was before anything of it was changed, so that a
-  // change that needs one of them is refused. Returns what running was.
-  Task<Tree> ReplaceRunning(const Tree& wanted, const Tree* base, std::set<std::string> loaded);
-  Task<> LoadCandidate();
+  // change that needs one of them is refused. Without a base everything needs all of `loaded`.
+  // Returns what running was, at all that were looked at.
+  struct Replaced {
+    Tree before;
+    Tree after;
+    std::set<std::string> agents{};
+  };
+  Task<Replaced> ReplaceRunning(const Tree& wanted, const Tree* base, std::set<std::string> loaded);
+  // Throws OperationFailed unless all that differs between the trees is among what is compared.
+  void CheckReachable(const Mapping& mapping, const Tree& base, const Tree& wanted,
+                      const Compares& compares,
+                      const std::map<std::string, RpcError>& failed) const;
+  Task<> LoadCandidate(std::set<std::string> names);
 
   void CheckLock(Datastore datastore, const Client& client) const;
   void CheckConfirming(const Client& client, const CommitParameters& parameters) const;
-  Task<> RollBack();
+  // That a commit of the candidate, as it is now, has to do with.
+  std::set<std::string> AgentsOfCommit(bool is_confirmed);
+  Task<> CommitCandidate(const Rpc& rpc, const CommitParameters& parameters);
+  void NoteConfirmed(const Rpc& rpc, const CommitParameters& parameters, Replaced replaced);
+  // Undoes the confirmed commit of this number, unless that is confirmed or undone meanwhile.
+  Task<> RollBack(std::uint64_t number);
   void ForgetCandidate() { datastores_.candidate.reset(); }
 
   // Throws OperationFailed when the configuration breaks a constraint of the model.
@@ -113,6 +133,7 @@ class Device : public Operations {
   // do not count.
   void CheckWhole(Tree* tree, bool is_given);
   IsServed ServedBy(const std::shared_ptr<const Mapping>& mapping) const;
+  std::set<std::string> AllAgents();
 
   void Log(const std::string& line);
 
@@ -123,6 +144,7 @@ class Device : public Operations {
   std::shared_ptr<const Mapping> mapping_;
   std::uint64_t mapped_version_ = 0;
   std::set<const lysc_node*> known_;  // nodes that any agent has served
+  std::uint64_t confirmed_commits_ = 0;
   Turns turns_;
   Datastores datastores_;
   std::set<std::string> logged_;

@@ -40,6 +40,19 @@ Tree OnlyOfOthers(const Tree& tree, const Mapping& mapping, const std::set<std::
 
 const Compares kEverything = [](const lysc_node*) { return true; };
 
+std::set<std::string> Without(std::set<std::string> names, const std::set<std::string>& others) {
+  std::erase_if(names, [&](const std::string& name) { return others.contains(name); });
+  return names;
+}
+
+std::set<std::string> NamesIn(const std::map<std::string, RpcError>& failures) {
+  std::set<std::string> names;
+  for (const auto& [name, error] : failures) {
+    names.insert(name);
+  }
+  return names;
+}
+
 Tree Edited(const Tree& tree, const EditNode& edit, std::vector<RpcError>* errors) {
   Tree edited = tree.Copy();
   ApplyEdit(edit, &edited, errors);
@@ -77,16 +90,15 @@ void Device::CheckServed(const Mapping& mapping, const EditNode& edit) {
   }
 }
 
-std::set<std::string> Device::AgentsOf(const Mapping& mapping, const EditNode& edit) const {
+Wanted Device::PartOf(const EditNode& edit) const {
+  return edit.operation == EditOperation::kReplace ? WantConfig(context_) : ToRead(edit);
+}
+
+std::set<std::string> Device::AllAgents() {
   std::set<std::string> names;
-  for (const auto& child : edit.children) {
-    const auto below = AgentsOf(mapping, *child);
-    if (below.empty()) {
-      for (const AgentModel* agent : mapping.ServersOf(child->schema)) {
-        names.insert(agent->name);
-      }
-    }
-    names.insert(below.begin(), below.end());
+  const auto mapping = CurrentMapping();
+  for (const auto& agent : mapping->agents()) {
+    names.insert(agent->name);
   }
   return names;
 }
@@ -108,11 +120,11 @@ Task<Reply> Device::EditConfig(const Rpc& rpc) {
 
 Task<> Device::EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
                            std::vector<RpcError>* errors) {
-  const auto turn = co_await turns_.Take(AgentsOf(*CurrentMapping(), edit));
+  Wanted part = PartOf(edit);
+  const auto turn = co_await turns_.Take(AgentsOf(*CurrentMapping(), part));
   CheckLock(Datastore::kRunning, rpc.client);
   const auto mapping = CurrentMapping();
   CheckServed(*mapping, edit);
-  Wanted part = ToRead(edit);
   ReadResult now = co_await ReadForChange(mapping, part);
   const bool go_on = parameters.on_error == OnError::kContinue;
   std::vector<RpcError> refused;
@@ -158,11 +170,14 @@ Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, c
   CheckLock(Datastore::kCandidate, rpc.client);
   CheckServed(*CurrentMapping(), edit);
   const bool was_changed = datastores_.candidate.has_value();
-  co_await LoadCandidate();
+  const bool is_tested =
+      parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly;
+  std::set<std::string> names = is_tested ? AllAgents() : AgentsOf(*CurrentMapping(), PartOf(edit));
+  co_await LoadCandidate(std::move(names));
   try {
     Tree wanted = datastores_.candidate->tree.Copy();
     ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
-    if (parameters.test == Test::kTestThenSet || parameters.test == Test::kTestOnly) {
+    if (is_tested) {
       CheckWhole(&wanted, false);
     }
     if (parameters.test != Test::kTestOnly) {
@@ -202,7 +217,7 @@ Task<> Device::ChangeRunning(std::shared_ptr<const Mapping> mapping, const ReadR
   if (errors != nullptr) {
     Append(errors, writer.errors());
   }
-  for (const std::string& agent : writer.asked()) {
+  for (const std::string& agent : writer.changed()) {
     agents_.Send(agent, server::Commit());
   }
 }
@@ -210,12 +225,9 @@ Task<> Device::ChangeRunning(std::shared_ptr<const Mapping> mapping, const ReadR
 Task<std::vector<RpcError>> Device::Undo(std::shared_ptr<const Mapping> mapping,
                                          const ReadResult& then, Wanted part, Compares compares,
                                          std::set<std::string> lost) {
-  const ReadResult now = co_await Read(agents_, mapping, std::move(part), Content::kConfig, log_);
-  for (const auto* failures : {&now.failed, &now.gone}) {
-    for (const auto& [agent, error] : *failures) {
-      lost.insert(agent);
-    }
-  }
+  const ReadResult now = co_await Read(agents_, mapping, part, Content::kConfig, log_);
+  lost.merge(NamesIn(now.failed));
+  lost.merge(NamesIn(now.gone));
   const Difference difference = Compare(now.tree, then.tree, compares);
   Writer writer(agents_, *mapping, difference, now.ids);
   writer.Exclude(lost);
@@ -231,94 +243,130 @@ Task<std::vector<RpcError>> Device::Undo(std::shared_ptr<const Mapping> mapping,
     error.info.clear();
     errors.push_back(std::move(error));
   }
+  if (errors.empty() && !difference.changes.empty()) {
+    errors = co_await LeftBehind(std::move(mapping), then, std::move(part), std::move(compares));
+  }
   co_return errors;
 }
 
-Task<Tree> Device::ReplaceRunning(const Tree& wanted, const Tree* base,
-                                  std::set<std::string> loaded) {
-  const auto mapping = CurrentMapping();
-  Wanted part = WantConfig(context_);
-  ReadResult now = co_await Read(agents_, mapping, part, Content::kConfig, log_);
-  // Agents whose data is not at hand are left alone, unless something of theirs is to change.
-  std::set<std::string> usable;
-  for (const auto& agent : mapping->agents()) {
-    if (!now.failed.contains(agent->name) && !now.gone.contains(agent->name) &&
-        loaded.contains(agent->name)) {
-      usable.insert(agent->name);
-    }
+// An agent accepts what it does nothing for.
+Task<std::vector<RpcError>> Device::LeftBehind(std::shared_ptr<const Mapping> mapping,
+                                               const ReadResult& then, Wanted part,
+                                               Compares compares) {
+  const ReadResult now =
+      co_await Read(agents_, std::move(mapping), std::move(part), Content::kConfig, log_);
+  std::vector<RpcError> errors;
+  const Difference difference = Compare(now.tree, then.tree, compares);
+  for (const Change& change : difference.changes) {
+    const lyd_node* node = change.leaves.empty() ? change.node : change.leaves.front();
+    errors.push_back(At(ApplicationError("rollback-failed", "this could not be taken back"),
+                        InstancePath(node)));
   }
-  const Mapping& present = *mapping;
-  const Compares compares = [&](const lysc_node* schema) {
-    const auto servers = present.ServersOf(schema);
-    return std::ranges::any_of(
-        servers, [&](const AgentModel* agent) { return usable.contains(agent->name); });
-  };
+  co_return errors;
+}
+
+void Device::CheckReachable(const Mapping& mapping, const Tree& base, const Tree& wanted,
+                            const Compares& compares,
+                            const std::map<std::string, RpcError>& failed) const {
   const Compares others = [&](const lysc_node* schema) {
     return !compares(schema) || !IsTerm(schema);
   };
-  const Tree none;
-  const Difference missed = Compare(base == nullptr ? none : *base, wanted, others);
+  const Difference missed = Compare(base, wanted, others);
   for (const Change& change : missed.changes) {
-    for (const lyd_node* leaf : change.leaves) {
-      if (!compares(leaf->schema)) {
-        ThrowFirst(now.failed);
-        throw OperationFailed(NotServed(present, leaf->schema, InstancePath(leaf)));
+    std::vector<const lyd_node*> nodes = change.leaves;
+    if (nodes.empty()) {
+      nodes.push_back(change.node);
+    }
+    for (const lyd_node* node : nodes) {
+      if (!compares(node->schema)) {
+        ThrowFirst(failed);
+        throw OperationFailed(NotServed(mapping, node->schema, InstancePath(node)));
       }
     }
-    if (change.leaves.empty() && !compares(change.node->schema)) {
+  }
+}
+
+Task<Device::Replaced> Device::ReplaceRunning(const Tree& wanted, const Tree* base,
+                                              std::set<std::string> loaded) {
+  const auto mapping = CurrentMapping();
+  const Mapping& present = *mapping;
+  Wanted part = WantConfig(context_);
+  Tree checked = wanted.Copy();
+  ReadResult now;
+  Compares compares;
+  Constraints::Affected affected;
+  std::set<std::string> usable;
+  for (bool is_enough = false; !is_enough;) {
+    now = co_await Read(agents_, mapping, part, Content::kConfig, log_, loaded);
+    // Agents whose data is not at hand are left alone, unless something of theirs is to change.
+    usable = Without(Without(loaded, NamesIn(now.failed)), NamesIn(now.gone));
+    compares = [&present, usable](const lysc_node* schema) {
+      return std::ranges::any_of(present.ServersOf(schema), [&](const AgentModel* agent) {
+        return usable.contains(agent->name);
+      });
+    };
+    if (base == nullptr) {
       ThrowFirst(now.failed);
-      throw OperationFailed(NotServed(present, change.node->schema, InstancePath(change.node)));
+    }
+    const Tree none;
+    CheckReachable(present, base == nullptr ? none : *base, wanted, compares, now.failed);
+    affected = constraints_.AffectedBy(Compare(now.tree, checked, compares));
+    // What the constraints look at may be other agents'.
+    const auto more = Without(AgentsOf(present, affected.to_read()), loaded);
+    is_enough = more.empty();
+    if (!is_enough) {
+      ReadResult there = co_await Read(agents_, mapping, part, Content::kConfig, log_, more);
+      ThrowFirst(there.failed);
+      Tree tree = OnlyOfOthers(there.tree, present, loaded);
+      tree.Merge(std::move(checked));
+      checked = std::move(tree);
+      loaded.insert(more.begin(), more.end());
     }
   }
-  Tree checked = wanted.Copy();
-  constraints_.Check(constraints_.AffectedBy(Compare(now.tree, checked, compares)), &checked,
-                     ServedBy(mapping), [](const lyd_node*) { return false; });
+  constraints_.Check(affected, &checked, ServedBy(mapping), [](const lyd_node*) { return false; });
   co_await ChangeRunning(mapping, now, checked, std::move(part), compares, nullptr);
-  co_return std::move(now.tree);
+  co_return Replaced{std::move(now.tree), std::move(checked), std::move(usable)};
 }
 
 // ---- The candidate ----
 
-// Brings it to be, and what agents have that came since then.
-Task<> Device::LoadCandidate() {
-  auto mapping = CurrentMapping();
+// Brings it to be, with what these agents have as far as it is not in it yet.
+Task<> Device::LoadCandidate(std::set<std::string> names) {
+  const auto mapping = CurrentMapping();
   std::set<std::string> loaded;
   if (datastores_.candidate) {
     loaded = datastores_.candidate->agents;
+    names = Without(std::move(names), loaded);
+    if (names.empty()) {
+      co_return;
+    }
   }
-  const bool has_new = std::ranges::any_of(
-      mapping->agents(), [&](const auto& agent) { return !loaded.contains(agent->name); });
-  if (datastores_.candidate && !has_new) {
-    co_return;
-  }
-  ReadResult now = co_await Read(agents_, mapping, WantConfig(context_), Content::kConfig, log_);
+  const ReadResult now =
+      co_await Read(agents_, mapping, WantConfig(context_), Content::kConfig, log_, names);
   ThrowFirst(now.failed);
   if (!datastores_.candidate) {
-    Candidate candidate;
-    candidate.tree = now.tree.Copy();
-    candidate.base = std::move(now.tree);
-    datastores_.candidate = std::move(candidate);
-  } else {
-    Tree added = OnlyOfOthers(now.tree, *mapping, loaded);
-    Tree tree = added.Copy();
-    tree.Merge(std::move(datastores_.candidate->tree));
-    datastores_.candidate->tree = std::move(tree);
-    datastores_.candidate->base.Merge(std::move(added));
+    datastores_.candidate.emplace();
   }
-  for (const auto& agent : mapping->agents()) {
-    if (!now.gone.contains(agent->name)) {
-      datastores_.candidate->agents.insert(agent->name);
+  Candidate& candidate = *datastores_.candidate;
+  Tree added = OnlyOfOthers(now.tree, *mapping, loaded);
+  Tree tree = added.Copy();
+  tree.Merge(std::move(candidate.tree));
+  candidate.tree = std::move(tree);
+  candidate.base.Merge(std::move(added));
+  for (const std::string& name : names) {
+    if (!now.gone.contains(name)) {
+      candidate.agents.insert(name);
     }
   }
 }
 
-Task<Tree> Device::ReadCandidate() {
+Task<Tree> Device::ReadCandidate(Wanted wanted) {
   const auto turn = co_await turns_.TakeCandidate();
   if (!datastores_.candidate) {
-    Wanted wanted = WantConfig(context_);
     co_return co_await ReadRunning(std::move(wanted), Content::kConfig);
   }
-  co_await LoadCandidate();
+  std::set<std::string> names = AgentsOf(*CurrentMapping(), wanted);
+  co_await LoadCandidate(std::move(names));
   co_return datastores_.candidate->tree.Copy();
 }
 
@@ -339,38 +387,79 @@ void Device::ReportDefaults(Tree* tree) {
 
 // ---- commit ----
 
+std::set<std::string> Device::AgentsOfCommit(bool is_confirmed) {
+  // What a confirmed commit goes back to is all of running.
+  if (is_confirmed || datastores_.confirmed) {
+    return AllAgents();
+  }
+  if (!datastores_.candidate) {
+    return {};
+  }
+  const Candidate& candidate = *datastores_.candidate;
+  const Difference difference = Compare(candidate.base, candidate.tree, kEverything);
+  std::set<std::string> names =
+      AgentsOf(*CurrentMapping(), constraints_.AffectedBy(difference).to_read());
+  names.insert(candidate.agents.begin(), candidate.agents.end());
+  return names;
+}
+
 Task<Reply> Device::Commit(const Rpc& rpc) {
   const CommitParameters parameters = ReadCommitParameters(rpc.operation);
-  const auto turn = co_await turns_.TakeEverything();
+  for (;;) {
+    const std::set<std::string> names = AgentsOfCommit(parameters.confirmed);
+    const auto turn = co_await turns_.TakeCandidateAnd(names);
+    // Others had their turns before.
+    if (std::ranges::includes(names, AgentsOfCommit(parameters.confirmed))) {
+      co_await CommitCandidate(rpc, parameters);
+      co_return Reply{};
+    }
+  }
+}
+
+Task<> Device::CommitCandidate(const Rpc& rpc, const CommitParameters& parameters) {
   CheckLock(Datastore::kRunning, rpc.client);
   CheckLock(Datastore::kCandidate, rpc.client);
   CheckConfirming(rpc.client, parameters);
-  Tree before;
-  std::set<std::string> loaded;
+  Replaced replaced;
   if (datastores_.candidate) {
-    co_await LoadCandidate();
-    loaded = datastores_.candidate->agents;
-    before =
-        co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, loaded);
+    if (parameters.confirmed) {
+      co_await LoadCandidate(AllAgents());
+    }
+    const Candidate& candidate = *datastores_.candidate;
+    replaced = co_await ReplaceRunning(candidate.tree, &candidate.base, candidate.agents);
     ForgetCandidate();
   } else if (parameters.confirmed && !datastores_.confirmed) {
-    Wanted wanted = WantConfig(context_);
-    before = co_await ReadRunning(std::move(wanted), Content::kConfig);
-    for (const auto& agent : CurrentMapping()->agents()) {
-      loaded.insert(agent->name);
-    }
+    replaced.agents = AllAgents();
+    ReadResult now =
+        co_await Read(agents_, CurrentMapping(), WantConfig(context_), Content::kConfig, log_);
+    ThrowFirst(now.failed);
+    replaced.agents = Without(std::move(replaced.agents), NamesIn(now.gone));
+    replaced.after = now.tree.Copy();
+    replaced.before = std::move(now.tree);
   }
-  if (!parameters.confirmed) {
+  if (parameters.confirmed) {
+    NoteConfirmed(rpc, parameters, std::move(replaced));
+  } else {
     datastores_.confirmed.reset();
-    co_return Reply{};
   }
-  if (!datastores_.confirmed) {
-    datastores_.confirmed = ConfirmedCommit{.before = std::move(before), .agents = loaded};
+}
+
+void Device::NoteConfirmed(const Rpc& rpc, const CommitParameters& parameters, Replaced replaced) {
+  auto& confirmed = datastores_.confirmed;
+  if (!confirmed) {
+    confirmed = ConfirmedCommit{.number = ++confirmed_commits_,
+                                .before = std::move(replaced.before),
+                                .after = std::move(replaced.after),
+                                .agents = std::move(replaced.agents)};
+  } else if (!replaced.agents.empty()) {
+    // Running goes back behind both.
+    confirmed->before.Merge(OnlyOfOthers(replaced.before, *CurrentMapping(), confirmed->agents));
+    confirmed->after = std::move(replaced.after);
+    confirmed->agents.merge(replaced.agents);
   }
-  datastores_.confirmed->session_id = rpc.client.session_id;
-  datastores_.confirmed->persist = parameters.persist;
-  datastores_.confirmed->deadline = Clock::now() + parameters.timeout;
-  co_return Reply{};
+  confirmed->session_id = rpc.client.session_id;
+  confirmed->persist = parameters.persist;
+  confirmed->deadline = Clock::now() + parameters.timeout;
 }
 
 // One that waits is confirmed by its own session, or by who knows its <persist>.
@@ -410,19 +499,19 @@ Task<Reply> Device::CancelCommit(const Rpc& rpc) {
     throw OperationFailed(ApplicationError("operation-failed", "no commit waits"));
   }
   CheckConfirming(rpc.client, parameters);
-  co_await RollBack();
+  co_await RollBack(datastores_.confirmed->number);
   co_return Reply{};
 }
 
-Task<> Device::RollBack() {
-  if (!datastores_.confirmed) {
+Task<> Device::RollBack(std::uint64_t number) {
+  const auto turn = co_await turns_.TakeEverything();
+  if (!datastores_.confirmed || datastores_.confirmed->number != number) {
     co_return;
   }
   const ConfirmedCommit undone = std::move(*datastores_.confirmed);
   datastores_.confirmed.reset();
-  const auto turn = co_await turns_.TakeEverything();
   try {
-    co_await ReplaceRunning(undone.before, nullptr, undone.agents);
+    co_await ReplaceRunning(undone.before, &undone.after, undone.agents);
   } catch (const OperationFailed& failed) {
     Log("a commit that was not confirmed could not be undone: " + failed.errors().front().message);
     throw;
@@ -450,20 +539,16 @@ Task<Reply> Device::CopyConfig(const Rpc& rpc) {
   if (target == Datastore::kCandidate) {
     ForgetCandidate();
     if (source.config) {
-      co_await LoadCandidate();
+      co_await LoadCandidate(AllAgents());
       datastores_.candidate->tree = std::move(config);
     }
     co_return Reply{};
   }
-  if (!source.config && !datastores_.candidate) {
-    co_return Reply{};  // they are the same
-  }
-  co_await LoadCandidate();
-  const std::set<std::string> loaded = datastores_.candidate->agents;
   if (source.config) {
-    co_await ReplaceRunning(config, nullptr, loaded);
-  } else {
-    co_await ReplaceRunning(datastores_.candidate->tree, &datastores_.candidate->base, loaded);
+    co_await ReplaceRunning(config, nullptr, AllAgents());
+  } else if (datastores_.candidate) {  // else they are the same
+    const Candidate& candidate = *datastores_.candidate;
+    co_await ReplaceRunning(candidate.tree, &candidate.base, candidate.agents);
   }
   co_return Reply{};
 }
@@ -476,7 +561,7 @@ Task<Reply> Device::Validate(const Rpc& rpc) {
     const auto edit = ParseEdit(context_, source.config, EditOperation::kMerge);
     ApplyEdit(*edit, &tree, nullptr);
   } else if (source.datastore == Datastore::kCandidate && datastores_.candidate) {
-    tree = co_await ReadCandidate();
+    tree = co_await ReadCandidate(WantConfig(context_));
   } else {
     Wanted wanted = WantConfig(context_);
     tree = co_await ReadRunning(std::move(wanted), Content::kConfig);

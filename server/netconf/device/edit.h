@@ -37,7 +37,8 @@ struct EditNode {
 std::unique_ptr<EditNode> ParseEdit(const YangContext& context, Element config,
                                     EditOperation default_operation);
 
-// What of the present configuration decides what the edit does.
+// What of the present configuration decides what the edit does; of one that replaces everything
+// only what it names.
 Wanted ToRead(const EditNode& edit);
 
 // Carries the edit out on `tree`, which holds what ToRead names. Throws OperationFailed at the

@@ -15,6 +15,15 @@ class Editor {
  public:
   Editor(Tree* tree, std::vector<RpcError>* errors) : tree_(tree), errors_(errors) {}
 
+  // With the default operation "replace" the <config> is the whole configuration.
+  void Root(const EditNode& edit) {
+    if (edit.operation == EditOperation::kReplace) {
+      DropUnmentioned(edit, nullptr);
+    }
+    Children(edit, nullptr);
+  }
+
+ private:
   void Children(const EditNode& edit, lyd_node* parent) {
     for (const auto& child : edit.children) {
       try {
@@ -28,7 +37,6 @@ class Editor {
     }
   }
 
- private:
   lyd_node* Existing(const EditNode& edit, const lyd_node* parent) const {
     lyd_node* siblings = Siblings(*tree_, parent);
     switch (edit.schema->nodetype) {
@@ -124,12 +132,12 @@ class Editor {
   }
 
   // What replaces says everything; what it does not name goes.
-  void DropUnmentioned(const EditNode& edit, lyd_node* node) {
+  void DropUnmentioned(const EditNode& edit, const lyd_node* node) {
     std::unordered_set<const lyd_node*> mentioned;
     for (const auto& child : edit.children) {
       mentioned.insert(Existing(*child, node));
     }
-    ForEachSibling(lyd_child(node), [&](lyd_node* child) {
+    ForEachSibling(Siblings(*tree_, node), [&](lyd_node* child) {
       if (!IsKey(child->schema) && !mentioned.contains(child)) {
         tree_->Free(child);
       }
@@ -216,7 +224,7 @@ bool Sets(const EditNode& edit, const lyd_node* node) {
 }
 
 void ApplyEdit(const EditNode& edit, Tree* tree, std::vector<RpcError>* errors) {
-  Editor(tree, errors).Children(edit, nullptr);
+  Editor(tree, errors).Root(edit);
 }
 
 }  // namespace ncdm::netconf

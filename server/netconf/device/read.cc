@@ -94,8 +94,10 @@ class AgentRead {
       Whole(list, ids);
       co_return;
     }
-    for (const SchemaNode* key : list.Keys()) {
-      AddElement(*key, ids);
+    for (const lysc_node* key : KeysOf(wanted.node)) {
+      if (const SchemaNode* registered = list.Child(key->name)) {
+        AddElement(*registered, ids);
+      }
     }
     co_await Children(WithoutKeys(wanted), ids, true);
   }
@@ -359,18 +361,39 @@ std::optional<server::Ids> InstanceIds::Of(const lyd_node* node, const AgentMode
   return ids;
 }
 
+std::set<std::string> AgentsOf(const Mapping& mapping, const Wanted& wanted) {
+  std::set<std::string> names;
+  for (const Wanted& child : wanted.children) {
+    // An entry is looked for by its keys before anything in it is read.
+    if (child.whole || child.children.empty() || child.node->nodetype == LYS_LIST) {
+      for (const AgentModel* agent : mapping.ServersOf(child.node)) {
+        names.insert(agent->name);
+      }
+    } else {
+      names.merge(AgentsOf(mapping, child));
+    }
+  }
+  return names;
+}
+
 Task<ReadResult> Read(Agents& agents, std::shared_ptr<const Mapping> mapping, Wanted wanted,
-                      Content content, const Mapping::Log& log) {
-  std::vector<Part> parts(mapping->agents().size());
+                      Content content, const Mapping::Log& log, AgentNames names) {
+  std::vector<const AgentModel*> models;
+  for (const auto& model : mapping->agents()) {
+    if (!names || names->contains(model->name)) {
+      models.push_back(model.get());
+    }
+  }
+  std::vector<Part> parts(models.size());
   std::vector<Task<>> tasks;
   for (std::size_t i = 0; i < parts.size(); ++i) {
-    tasks.push_back(ReadPart(agents, *mapping->agents()[i], wanted, content, &parts[i]));
+    tasks.push_back(ReadPart(agents, *models[i], wanted, content, &parts[i]));
   }
   co_await WhenAll(&tasks);
   ReadResult result;
   for (std::size_t i = 0; i < parts.size(); ++i) {
     tasks[i].Take();
-    const AgentModel& model = *mapping->agents()[i];
+    const AgentModel& model = *models[i];
     if (!parts[i].failure) {
       server::DataTree data(model.schema);
       data.Add(parts[i].values);

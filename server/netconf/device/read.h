@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -62,9 +63,15 @@ struct ReadResult {
   std::map<std::string, RpcError> failed{};
 };
 
+// Of the agents of these names; nothing: of all.
+using AgentNames = std::optional<std::set<std::string>>;
+
 // `log`: values that the model refuses, a line each.
 Task<ReadResult> Read(Agents& agents, std::shared_ptr<const Mapping> mapping, Wanted wanted,
-                      Content content, const Mapping::Log& log);
+                      Content content, const Mapping::Log& log, AgentNames names = std::nullopt);
+
+// The names of those that a read of this part asks, or may ask.
+std::set<std::string> AgentsOf(const Mapping& mapping, const Wanted& wanted);
 
 }  // namespace ncdm::netconf
 

@@ -53,12 +53,17 @@ class Turns {
     Places::iterator place_;
   };
 
-  // Awaited, it gives the turn. The candidate is a resource like the agents; no agent has its name,
-  // which would only make one wait for the other.
   // From now on nobody who waits gets a turn.
   void Close() { closed_ = true; }
+  // Awaited, each gives the turn. Who has one must not ask for another: two could wait for each
+  // other. The candidate is a resource like the agents; no agent has its name, which would only
+  // make one wait for the other.
   Awaiter Take(std::set<std::string> resources) { return Enter(false, std::move(resources)); }
-  Awaiter TakeCandidate() { return Enter(false, {"candidate"}); }
+  Awaiter TakeCandidate() { return TakeCandidateAnd({}); }
+  Awaiter TakeCandidateAnd(std::set<std::string> resources) {
+    resources.insert("candidate");
+    return Enter(false, std::move(resources));
+  }
   Awaiter TakeEverything() { return Enter(true, {}); }
 
  private:

@@ -79,9 +79,9 @@ Ids Writer::IdsOf(const lyd_node* node, const AgentModel& agent) const {
 
 Task<> Writer::Send(const AgentModel& agent, server::Request request, const lyd_node* where,
                     std::int64_t* instance) {
-  asked_.insert(agent.name);
   const server::Answer answer = co_await agents_.Call(agent.name, std::move(request));
   if (answer.ok()) {
+    changed_.insert(agent.name);
     if (instance != nullptr) {
       *instance = answer.instance;
     }
@@ -108,23 +108,44 @@ Task<> Writer::Send(const AgentModel& agent, server::Request request, const lyd_
   throw OperationFailed(At(FailureError(answer), path));
 }
 
+namespace {
+
+// The elements that name an entry. Throws OperationFailed where the agent's keys are others than
+// the model's.
+std::vector<EditElement> KeyElements(const AgentModel& agent, const lyd_node* entry,
+                                     const Ids& outer, Operation operation) {
+  const std::vector<const SchemaNode*> keys = agent.Registered(entry->schema)->Keys();
+  const bool are_the_models = std::ranges::all_of(keys, [&](const SchemaNode* key) {
+    const lysc_node* node = agent.Yang(key);
+    return node != nullptr && IsKey(node);
+  });
+  if (!are_the_models || keys.size() != KeysOf(entry->schema).size()) {
+    throw OperationFailed(
+        At(ApplicationError("operation-not-supported",
+                            "the application's entries have other keys than the model's"),
+           InstancePath(entry)));
+  }
+  std::vector<EditElement> elements;
+  for (const SchemaNode* key : keys) {
+    elements.push_back({.name = key->Path(),
+                        .value = ValueOf(Find(lyd_child(entry), agent.Yang(key))),
+                        .ids = outer,
+                        .key = key->key_flag(),
+                        .operation = operation});
+  }
+  return elements;
+}
+
+}  // namespace
+
 Task<> Writer::DeleteEntry(const lyd_node* entry) {
   for (const AgentModel* agent : mapping_.ServersOf(entry->schema)) {
     if (excluded_.contains(agent->name) || !ids_.Of(entry, agent)) {
       continue;
     }
-    const SchemaNode* list = agent->Registered(entry->schema);
     Ids outer = IdsOf(entry, *agent);
     outer.pop_back();
-    std::vector<EditElement> elements;
-    for (const SchemaNode* key : list->Keys()) {
-      const lyd_node* leaf = Find(lyd_child(entry), agent->Yang(key));
-      elements.push_back({.name = key->Path(),
-                          .value = ValueOf(leaf),
-                          .ids = outer,
-                          .key = key->key_flag(),
-                          .operation = Operation::kDelete});
-    }
+    const auto elements = KeyElements(*agent, entry, outer, Operation::kDelete);
     co_await Send(*agent, server::EditEntry(elements), entry, nullptr);
   }
 }
@@ -150,19 +171,8 @@ Task<> Writer::CreateEntry(const Change& change) {
     if (excluded_.contains(agent->name)) {
       continue;
     }
-    const SchemaNode* list = agent->Registered(change.node->schema);
     const Ids outer = IdsOf(lyd_parent(change.node), *agent);
-    const auto element = [&](const SchemaNode& leaf, const lyd_node* node) {
-      return EditElement{.name = leaf.Path(),
-                         .value = ValueOf(node),
-                         .ids = outer,
-                         .key = leaf.key_flag(),
-                         .operation = Operation::kCreate};
-    };
-    std::vector<EditElement> elements;
-    for (const SchemaNode* key : list->Keys()) {
-      elements.push_back(element(*key, Find(lyd_child(change.node), agent->Yang(key))));
-    }
+    auto elements = KeyElements(*agent, change.node, outer, Operation::kCreate);
     // The agent applies an entry's slotted leaves together with its keys; the others are written
     // to the instance once its id is known.
     Change later{.kind = Change::Kind::kWriteLeaves, .node = change.node};
@@ -173,7 +183,10 @@ Task<> Writer::CreateEntry(const Change& change) {
         continue;
       }
       if (registered->has_slot() && !registered->is_leaf_list()) {
-        elements.push_back(element(*registered, leaf));
+        elements.push_back({.name = registered->Path(),
+                            .value = ValueOf(leaf),
+                            .ids = outer,
+                            .operation = Operation::kCreate});
         together.push_back(leaf);
       } else {
         later.leaves.push_back(leaf);
@@ -193,8 +206,8 @@ Task<> Writer::CreateEntry(const Change& change) {
   }
 }
 
-std::map<const AgentModel*, Change> Writer::ByAgent(const Change& change) const {
-  std::map<const AgentModel*, Change> parts;
+std::vector<Writer::Part> Writer::ByAgent(const Change& change) const {
+  std::vector<Part> parts;
   for (std::size_t i = 0; i < change.leaves.size(); ++i) {
     const AgentModel* owner = mapping_.OwnerOf(change.leaves[i]->schema);
     if (owner == nullptr) {
@@ -202,8 +215,11 @@ std::map<const AgentModel*, Change> Writer::ByAgent(const Change& change) const 
           At(ApplicationError("operation-failed", "no application serves this now"),
              InstancePath(change.leaves[i])));
     }
-    Change& part =
-        parts.try_emplace(owner, Change{.kind = change.kind, .node = change.node}).first->second;
+    auto known = std::ranges::find(parts, owner, &Part::first);
+    if (known == parts.end()) {
+      known = parts.insert(known, {owner, Change{.kind = change.kind, .node = change.node}});
+    }
+    Change& part = known->second;
     part.leaves.push_back(change.leaves[i]);
     if (!change.old_leaves.empty()) {
       part.old_leaves.push_back(change.old_leaves[i]);
@@ -350,8 +366,9 @@ void Writer::CheckWritten(const std::vector<Written>& written,
         one.old_leaf == nullptr
             ? std::any_of(begin, end,
                           [&](const auto& value) { return is_same(one.leaf, value.second); })
-            : std::none_of(begin, end,
-                           [&](const auto& value) { return is_same(one.old_leaf, value.second); });
+            : begin != end && std::none_of(begin, end, [&](const auto& value) {
+                return is_same(one.old_leaf, value.second);
+              });
     if (!has_changed) {
       errors_.push_back(At(ApplicationError("operation-not-supported",
                                             "the application accepted this without effect"),

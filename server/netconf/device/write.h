@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "server/netconf/device/agents.h"
@@ -29,9 +30,9 @@ class Writer {
   Task<> Run(bool go_on);
   // What was refused.
   const std::vector<RpcError>& errors() const { return errors_; }
-  // Agents that were asked to change something; and those that left a request unanswered, which
-  // may have been carried out or not.
-  const std::set<std::string>& asked() const { return asked_; }
+  // Agents that have changed something; and those that left a request unanswered, which may have
+  // been carried out or not.
+  const std::set<std::string>& changed() const { return changed_; }
   const std::set<std::string>& lost() const { return lost_; }
 
   // Reads back what was written, because an agent accepts a leaf or a leaf-list that it cannot
@@ -59,7 +60,8 @@ class Writer {
 
   std::vector<const AgentModel*> AgentsOf(const lyd_node* entry,
                                           const std::vector<const lyd_node*>& leaves) const;
-  std::map<const AgentModel*, Change> ByAgent(const Change& change) const;
+  using Part = std::pair<const AgentModel*, Change>;
+  std::vector<Part> ByAgent(const Change& change) const;
   // Of the lists around and at `node`, which may be of either tree.
   server::Ids IdsOf(const lyd_node* node, const AgentModel& agent) const;
   Task<> SendLeaves(const AgentModel& agent, const Change& change, server::Operation operation);
@@ -74,7 +76,7 @@ class Writer {
   const InstanceIds& ids_;
   std::unordered_map<const lyd_node*, std::map<const AgentModel*, std::int64_t>> new_ids_;
   std::map<const AgentModel*, std::vector<Written>> written_;
-  std::set<std::string> asked_;
+  std::set<std::string> changed_;
   std::set<std::string> lost_;
   std::set<std::string> excluded_;
   std::vector<RpcError> errors_;
