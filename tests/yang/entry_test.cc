@@ -68,6 +68,26 @@ TEST_F(ModelTest, ARequestWithTooFewIdsIsRefused) {
   EXPECT_EQ(Get("lists.by-number.{i}.name", {}), "failed");
 }
 
+TEST_F(ModelTest, NothingIsMadeInAnEntryThatIsNotThere) {
+  EXPECT_LT(Create(kInnerKey, {9}, "a"), 0);
+  EXPECT_EQ(Get(kInnerKey, {9, 1}), "absent");
+  EXPECT_EQ(Set("lists.by-number.{i}.more.speed", {9}, "5"), NCDM_NO_SUCH_ENTRY);
+  ASSERT_EQ(Create(kId, {}, "9"), 9);
+  EXPECT_EQ(Get("lists.by-number.{i}.more.speed", {9}), "10");
+}
+
+TEST_F(ModelTest, AKeyThatItsTypeRefusesNamesNoEntry) {
+  EXPECT_EQ(Remove(kId, {}, "0"), NCDM_NO_SUCH_ENTRY);
+  Block block(NC_DM_CMD_OP_DELETE, {});
+  block.With("lists.by-two.{i}.left", "1").With("lists.by-two.{i}.right", "no-color");
+  EXPECT_EQ(block.Execute("lists.by-two.{i}.left"), NCDM_NO_SUCH_ENTRY);
+}
+
+TEST_F(ModelTest, ALeafMayAskNotToBeDeleted) {
+  EXPECT_EQ(PathOf("values.lasting").remove, nullptr);
+  EXPECT_NE(PathOf("values.lasting").set, nullptr);
+}
+
 TEST_F(ModelTest, AKeyIsNotSet) {
   ASSERT_EQ(Create(kId, {}, "1"), 1);
   EXPECT_EQ(PathOf(kId).set, nullptr);

@@ -35,8 +35,8 @@ refused() { # EXPECTED ARGUMENT...
   shift
   if output=$("$yang" generate "$@" -o "$work/refused" 2>&1); then
     fail "not refused: $*"
-  elif [[ $output != *"$expected"* ]]; then
-    fail "expected '$expected', got '$output'"
+  elif [[ $(grep -v '^note:' <<<"$output") != "ncdm-yang: $expected" ]]; then
+    fail "expected 'ncdm-yang: $expected', got '$output'"
   fi
   [[ ! -e $work/refused ]] || fail "something was written for $*"
 }
@@ -69,26 +69,37 @@ grep -q "expected_entries = 20000" "$work/one/every-type-model.c" || fail "ncdm:
 refused "vlans.port: the module has no such list" "$source/examples/vlans/demo-vlans.yang" --expect vlans.port=3
 "$yang" generate "$source/tests/yang/every-type.yang" --expect "lists.by-number.{i}.inner=30000" -o "$work/inner" 2>/dev/null
 grep -q "expected_entries = 30000" "$work/inner/every-type-model.c" || fail "--expect does not know registered paths"
-refused "it is PATH=NUMBER" "$source/examples/vlans/demo-vlans.yang" --expect vlans.vlan=many
-refused "no-such.yang: is no file" "$work/no-such.yang"
+refused "--expect vlans.vlan=many: it is PATH=NUMBER" "$source/examples/vlans/demo-vlans.yang" --expect vlans.vlan=many
+refused "$work/no-such.yang: is no file" "$work/no-such.yang"
 module() { # NAME BODY: a module with the body
   printf 'module %s {\n yang-version 1.1;\n namespace "urn:%s"; prefix p;\n %s\n}\n' "$1" "$1" "$2" >"$work/$1.yang"
   echo "$work/$1.yang"
 }
-refused "list /top:entry: at the top of a module" "$(module top 'list entry { key k; leaf k { type string; } }')"
-refused "leaf-list /top:entry: at the top" "$(module top 'leaf-list entry { type string; }')"
-refused "anydata /any:a/b: any content" "$(module any 'container a { anydata b; }')"
+top="at the top of a module, where an agent can serve containers alone"
+refused "list /top:entry: $top" "$(module top 'list entry { key k; leaf k { type string; } }')"
+refused "leaf-list /top:entry: $top" "$(module top 'leaf-list entry { type string; }')"
+refused "anydata /any:a/b: any content, which an agent cannot serve" "$(module any 'container a { anydata b; }')"
 refused "leaf /dot:a/b.c: a name with a dot" "$(module dot 'container a { leaf b.c { type string; } }')"
 long=$(printf 'x%.0s' {1..61})
-refused "list /long:a/$long: a name of more than 60" \
+refused "list /long:a/$long: a name of more than 60 characters" \
   "$(module long "container a { list $long { key k; leaf k { type string; } } }")"
-refused "module /types: has no data nodes" "$(module types 'typedef t { type string; }')"
-refused "leaf /pattern:a/b: pattern '[a-z-[b]]'" \
+refused "module /types: has no data nodes to generate from" "$(module types 'typedef t { type string; }')"
+refused "leaf /pattern:a/b: pattern '[a-z-[b]]' cannot be said in PCRE2" \
   "$(module pattern 'container a { leaf b { type string { pattern "[a-z-[b]]"; } } }')"
-deep="leaf x { type string; }"
-for level in {1..16}; do deep="container c$level { $deep }"; done
-refused "more than 16 levels" "$(module deep "$deep")"
-
+deep="leaf x { type string; }" way=
+for level in {16..1}; do deep="container c$level { $deep }" way=/c$level$way; done
+refused "leaf /deep:${way:1}/x: more than 16 levels" "$(module deep "$deep")"
+refused "leaf /top:entry: $top" "$(module top 'leaf entry { type string; }')"
+refused "anyxml /any:a/b: any content, which an agent cannot serve" "$(module any 'container a { anyxml b; }')"
+refused "leaf /bits:a/b: bits: bit 'high' has a position above 63" \
+  "$(module bits 'container a { leaf b { type bits { bit high { position 64; } } } }')"
+refused "list /bare:a/b: no leaf of its own" \
+  "$(module bare 'container a { config false; list b { container c { leaf d { type string; } } } }')"
+refused "leaf /one:a/two:b: another node beside it has the same name" "$(module one 'container a { leaf b { type string; } }')" \
+  "$(module two 'import one { prefix o; }
+  augment "/o:a" { leaf b { type string; } }')"
+refused "leaf /when:a/b: a time that is no string" "$(module when 'container a { leaf b { type uint8; } }')" --time a.b
+refused "a.c: the module has no such leaf" "$(module when 'container a { leaf b { type uint8; } }')" --no-delete a.c
 
 # More leaves than slots: the keys and the mandatory leaf have one, the last ones have `set`.
 wide="key \"a b\"; leaf a { type string; } leaf b { type string; }"
@@ -112,20 +123,35 @@ if [[ -d $others/modules ]]; then
   check "$work/if"
   paths=()
   for folder in "$others"/modules/*/; do paths+=(-p "$folder"); done
-  served=0
+  served=0 without_data=0 unserved=0 submodules=0 wrong=0
   while read -r file; do
     name=$(basename "$file" .yang)
-    status=0
-    "$yang" generate "$file" "${paths[@]}" -p "$(dirname "$file")" -o "$work/other" 2>"$work/log" || status=$?
-    if ((status == 0)); then
-      gcc -std=c11 "${flags[@]}" -I"$work/other" "$work"/other/*.c || fail "$name is no C11"
+    if "$yang" generate "$file" "${paths[@]}" -p "$(dirname "$file")" -o "$work/other" 2>"$work/log"; then
+      check "$work/other"
       served=$((served + 1))
       rm -r "$work/other"
-    elif ! grep -v '^note:' "$work/log" | grep -qE '^ncdm-yang: .*(: |/)'; then
-      fail "$name: $(cat "$work/log")"
+      continue
+    fi
+    # One line says why, by the construct and its schema path.
+    reason=$(grep -v '^note:' "$work/log")
+    module=${name%@*}
+    if [[ $reason == "ncdm-yang: module /$module: has no data nodes to generate from" ]]; then
+      grep -qE '^  (container|list|leaf|leaf-list|uses|choice|anyxml|anydata) ' "$file" && fail "$name has data nodes"
+      without_data=$((without_data + 1))
+    elif [[ $reason == "ncdm-yang: submodule /$module: is generated with its module alone" ]]; then
+      submodules=$((submodules + 1))
+    elif [[ $reason =~ ^"ncdm-yang: "(container|list|leaf|leaf-list|anyxml|anydata)" /$module:"[^:]+:" "[^:]+$ ]]; then
+      unserved=$((unserved + 1))
+    elif [[ $reason =~ ^"ncdm-yang: $file: "[^$'\n']+" ("(Path|/)[^$'\n']+")"$ ]]; then
+      wrong=$((wrong + 1))  # no YANG
+    else
+      fail "$name: $reason"
     fi
   done < <(find "$others" -name '*.yang' | sort)
-  ((served >= 25)) || fail "only $served of the others' modules can be generated from"
+  printf 'generate_test: %d of the others'\'' modules generate and compile, %d have no data, %d are submodules,' \
+    "$served" "$without_data" "$submodules"
+  printf ' %d have a construct that an agent cannot serve, %d are no YANG\n' "$unserved" "$wrong"
+  ((served >= 30 && unserved <= 3 && wrong <= 1)) || fail "fewer modules are served than once were"
   for name in ietf-system@2014-08-06 ietf-hardware@2018-03-13; do
     "$yang" generate $others/modules/ietf/$name.yang "${paths[@]}" -o "$work/$name" 2>/dev/null ||
       fail "$name is refused"

@@ -40,7 +40,7 @@ inline std::vector<char> Object(const ncdm_path_t& row, const std::string& text)
   if (result == 0 && object != nullptr) {
     const size_t size = row.val_type == NC_DM_VAL_TYPE_STRING ? strlen(object) + 1 : 1;
     bytes.assign(object, object + size);
-    constexpr size_t kSizes[] = {0, 1, 2, 2, 4, 4, 4, 4, 8, 8};
+    constexpr size_t kSizes[] = {0, 1, 2, 2, 4, 4, 4, 4, 8, 8, 0, sizeof(tm)};
     if (row.val_type != NC_DM_VAL_TYPE_STRING) {
       bytes.assign(object, object + kSizes[row.val_type]);
     }
@@ -135,6 +135,7 @@ class ModelTest : public testing::Test {
  protected:
   ~ModelTest() override {
     every_type_values_operations = {};
+    every_type_values_socket_operations = {};
     every_type_lists_by_number_operations = {};
     every_type_lists_by_two_operations = {};
     every_type_state_operations = {};

@@ -103,6 +103,32 @@ TEST_F(ModelTest, ACaseEndsTheOtherOne) {
   EXPECT_EQ(Get("values.keep-alive", {}), "absent");
 }
 
+TEST_F(ModelTest, AUnionsTextIsThatOfTheMemberThatAcceptsIt) {
+  ASSERT_EQ(Set("values.union", {}, "007"), 0);
+  EXPECT_EQ(Get("values.union", {}), "7");
+  ASSERT_EQ(Set("values.union", {}, "none"), 0);
+  EXPECT_EQ(Get("values.union", {}), "none");
+  EXPECT_LT(Set("values.union", {}, "some"), 0);
+}
+
+TEST_F(ModelTest, ATimeIsTheAgentsOwnType) {
+  EXPECT_EQ(PathOf("values.time").val_type, NC_DM_VAL_TYPE_DATATIME);
+  ASSERT_EQ(Set("values.time", {}, "2024-5-6T7:8:9"), 0);
+  EXPECT_EQ(Get("values.time", {}), "2024-05-06T07:08:09");
+  every_type_values_t record;
+  every_type_values_init(&record);
+  EXPECT_EQ(every_type_values_set(&record, "time", "2024-05-06T07:08:09"), 0);
+  EXPECT_EQ(record.time.tm_year, 2024);
+  EXPECT_EQ(record.time.tm_mon, 5);
+  EXPECT_EQ(record.time.tm_sec, 9);
+  for (const char* text :
+       {"", "2024", "2024-13-01T00:00:00", "2024-00-01T00:00:00", "2024-01-32T00:00:00",
+        "2024-01-01T24:00:00", "2024-01-01T00:60:00", "2024-01-01T00:00:61", "2024-01-01T00:00:00Z",
+        "2024-01-01T00:00:", "2024-01-01 00:00:00", "-1-01-01T00:00:00"}) {
+    EXPECT_EQ(every_type_values_set(&record, "time", text), -1) << text;
+  }
+}
+
 TEST_F(ModelTest, StateHasNoWayToBeWritten) {
   const ncdm_path_t& uptime = PathOf("state.uptime");
   EXPECT_EQ(uptime.set, nullptr);

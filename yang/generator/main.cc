@@ -21,6 +21,8 @@ struct Request {
   bool cxx = false;
   std::vector<std::string> expect;
   std::vector<std::string> whole;
+  std::vector<std::string> no_delete;
+  std::vector<std::string> times;
   std::vector<std::string> further;
 };
 
@@ -87,6 +89,10 @@ void Generate(const Request& request) {
   for (const std::string& list : request.whole) {
     wishes.whole_entries.push_back(WithoutMarkers(list));
   }
+  for (const std::string& leaf : request.no_delete) {
+    wishes.no_delete.push_back(WithoutMarkers(leaf));
+  }
+  for (const std::string& leaf : request.times) wishes.times.push_back(WithoutMarkers(leaf));
   for (const std::string& text : request.expect) {
     wishes.expected_entries.push_back(ParseExpectation(text));
   }
@@ -140,6 +146,13 @@ int Run(int argc, char** argv) {
       ->add_option("--whole", request.whole,
                    "list whose entries are applied in one operation, whatever its keys")
       ->option_text("LIST")
+      ->allow_extra_args(false);
+  generate
+      ->add_option("--no-delete", request.no_delete, "leaf that an edit may change and not delete")
+      ->option_text("LEAF")
+      ->allow_extra_args(false);
+  generate->add_option("--time", request.times, "leaf of text that is a date and time, a struct tm")
+      ->option_text("LEAF")
       ->allow_extra_args(false);
   CLI11_PARSE(options, argc, argv);
   Generate(request);

@@ -36,6 +36,7 @@ enum class Kind {
   kBits,
   kBinary,
   kEmpty,
+  kTime,
 };
 
 // Bounds, both included. Of an unsigned type they hold the bits of the unsigned numbers.
@@ -72,6 +73,7 @@ struct Type {
 struct Case {
   int choice;
   int branch;
+  size_t levels;  // lists around the choice
 };
 
 struct Leaf {
@@ -85,8 +87,9 @@ struct Leaf {
   bool optional = false;  // may be without a value, so that the record has a flag for it
   bool has_default = false;
   std::string default_text;
+  bool deletable = true;
   int slot = 0;
-  std::vector<Case> cases;
+  std::vector<Case> cases;  // of the choices directly in its record
 };
 
 enum class NodeKind { kContainer, kList, kLeafList };
@@ -97,10 +100,13 @@ struct Node {
   std::string c_name;  // of the record
   std::string description;
   std::vector<std::string> lists;  // names of the lists whose ids address it, its own included
+  std::string list;                // the record of the innermost list around it, or empty
   bool config = false;
   bool key_is_id = false;
   bool by_slots = false;  // an entry is applied as a whole, from a data block
   uint32_t expected_entries = 0;
+  std::vector<Case> cases;            // of all choices on the way to it
+  std::vector<std::string> defaults;  // of a leaf-list
   std::vector<Leaf> leaves;
 };
 
@@ -128,6 +134,8 @@ struct Wishes {
   // Paths ("vlans.vlan"), each of which must name a list.
   std::vector<std::pair<std::string, uint32_t>> expected_entries;
   std::vector<std::string> whole_entries;  // applied as a whole
+  std::vector<std::string> no_delete;      // paths of leaves
+  std::vector<std::string> times;          // paths of leaves
 };
 
 // Reads a module. Throws Refusal for what is no YANG, and for what an agent cannot serve.

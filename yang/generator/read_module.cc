@@ -145,12 +145,8 @@ std::string Description(const lysc_node& node) {
 
 bool IsConfig(const lysc_node& node) { return (node.flags & LYS_CONFIG_W) != 0; }
 
-std::span<lysc_ext_instance> Extensions(const lysc_node& node) {
-  return {node.exts, node.exts == nullptr ? 0 : LY_ARRAY_COUNT(node.exts)};
-}
-
 const lysc_ext_instance* OwnExtension(const lysc_node& node, std::string_view name) {
-  for (const lysc_ext_instance& extension : Extensions(node)) {
+  for (const lysc_ext_instance& extension : Sized(node.exts)) {
     if (std::string_view(extension.def->module->name) == "ncdm-extensions" &&
         extension.def->name == name) {
       return &extension;
@@ -166,6 +162,7 @@ struct Place {
   std::string names;               // without
   std::vector<std::string> lists;  // of the ids so far
   std::vector<Case> cases;         // of the members of the current record
+  std::vector<Case> all_cases;     // of all choices so far
   int depth = 0;                   // components
   bool conditional = false;        // under a presence container, a case or a `when`
 };
@@ -185,20 +182,25 @@ class Reader {
     if (result_.registrations.empty()) {
       throw Refusal("module /" + result_.name + ": has no data nodes to generate from");
     }
-    std::erase_if(unmet_, [&](const std::string& path) { return met_.contains(path); });
-    if (!unmet_.empty()) throw Refusal(*unmet_.begin() + ": the module has no such list");
+    CheckWishes();
     NameRecords();
     AssignSlots();
     NameConstants();
     return std::move(result_);
   }
 
-  void Expect() {
-    for (const auto& [path, count] : wishes_.expected_entries) unmet_.insert(path);
-    for (const auto& path : wishes_.whole_entries) unmet_.insert(path);
+ private:
+  // Each wish is for something that the module has.
+  void CheckWishes() const {
+    const auto check = [&](const std::string& path, const char* what) {
+      if (!met_.contains(path)) throw Refusal(path + ": the module has no such " + what);
+    };
+    for (const auto& [path, count] : wishes_.expected_entries) check(path, "list");
+    for (const auto& path : wishes_.whole_entries) check(path, "list");
+    for (const auto& path : wishes_.no_delete) check(path, "leaf");
+    for (const auto& path : wishes_.times) check(path, "leaf");
   }
 
- private:
   void Note(const lysc_node& node, const std::string& text) {
     result_.notes.push_back(What(node) + ": " + text);
   }
@@ -255,7 +257,9 @@ class Reader {
     int branch = 0;
     for (const lysc_node* one = lysc_node_child(&choice); one != nullptr; one = one->next) {
       Place inner = place;
-      inner.cases.push_back({number, ++branch});
+      const Case here = {number, ++branch, place.lists.size()};
+      inner.cases.push_back(here);
+      inner.all_cases.push_back(here);
       inner.conditional = true;
       ChildrenOf(lysc_node_child(one), inner, names);
     }
@@ -311,6 +315,7 @@ class Reader {
     node.description = Description(schema);
     node.lists = place.lists;
     node.config = IsConfig(schema);
+    node.cases = place.all_cases;
     result_.nodes.push_back(std::move(node));
     names_of_nodes_.push_back(place.names);
     return result_.nodes.size() - 1;
@@ -372,10 +377,14 @@ class Reader {
   }
 
   bool IsWhole(const lysc_node& schema, const std::string& path) {
-    const bool wished =
-        std::ranges::find(wishes_.whole_entries, path) != wishes_.whole_entries.end();
+    return IsWished(wishes_.whole_entries, path) ||
+           OwnExtension(schema, "whole-entries") != nullptr;
+  }
+
+  bool IsWished(const std::vector<std::string>& paths, const std::string& path) {
+    const bool wished = std::ranges::find(paths, path) != paths.end();
     if (wished) met_.insert(path);
-    return wished || OwnExtension(schema, "whole-entries") != nullptr;
+    return wished;
   }
 
   void List(const lysc_node& schema, Place place) {
@@ -428,9 +437,19 @@ class Reader {
     return leaf;
   }
 
+  static void MakeTime(const lysc_node& schema, Leaf& leaf) {
+    if (leaf.type.kind != Kind::kText) Refuse(schema, "a time that is no string");
+    if (leaf.key) Refuse(schema, "a time that is a key");
+    leaf.type = {};
+    leaf.type.yang = "date and time";
+    leaf.type.kind = Kind::kTime;
+  }
+
   void AddLeaf(const lysc_node_leaf& schema, const Place& outer, const Place& place) {
     Leaf leaf = MakeLeaf(schema.node, *schema.type);
     leaf.key = (schema.flags & LYS_KEY) != 0;
+    const bool is_time = IsWished(wishes_.times, place.names);
+    if (is_time || OwnExtension(schema.node, "time") != nullptr) MakeTime(schema.node, leaf);
     // Where a leaf may be out of place, so is its default, and it cannot be asked for.
     const bool always = !place.conditional;
     leaf.mandatory = always && leaf.config && (schema.flags & LYS_MAND_TRUE) != 0;
@@ -439,18 +458,29 @@ class Reader {
       leaf.default_text = lyd_value_get_canonical(module_.ctx, schema.dflt);
     }
     leaf.optional = !leaf.key && !leaf.has_default;
+    leaf.deletable = !IsWished(wishes_.no_delete, place.names) &&
+                     OwnExtension(schema.node, "no-delete") == nullptr;
     leaf.cases = outer.cases;
     auto& leaves = result_.nodes[outer.node].leaves;
     leaves.push_back(std::move(leaf));
     result_.registrations.push_back({place.path, outer.node, leaves.size() - 1});
   }
 
+  std::vector<std::string> DefaultsOf(const lysc_node_leaflist& schema) const {
+    std::vector<std::string> texts;
+    for (const lyd_value* value : Sized(schema.dflts)) {
+      texts.emplace_back(lyd_value_get_canonical(module_.ctx, value));
+    }
+    return texts;
+  }
+
   void LeafList(const lysc_node_leaflist& schema, Place place) {
     NoteOrder(schema.node);
-    if (schema.dflts != nullptr) Note(schema.node, "its defaults are left to the application");
     place.lists.emplace_back(schema.name);
     const size_t node = AddNode(schema.node, place, NodeKind::kLeafList);
     result_.nodes[node].expected_entries = Expected(schema.node, place.names);
+    // Where it may be out of place, so are its defaults.
+    if (!place.conditional) result_.nodes[node].defaults = DefaultsOf(schema);
     Leaf leaf = MakeLeaf(schema.node, *schema.type);
     leaf.key = true;
     leaf.description.clear();
@@ -493,7 +523,15 @@ class Reader {
       result_.nodes[i].c_name = name;
       NameMembers(result_.nodes[i]);
     }
+    for (Node& node : result_.nodes) node.list = ListAround(node);
     used_names_ = std::move(used);
+  }
+
+  std::string ListAround(const Node& node) const {
+    const size_t around = node.path.rfind(".{i}.");
+    if (around == std::string::npos) return "";
+    const std::string path = node.path.substr(0, around);
+    return std::ranges::find(result_.nodes, path, &Node::path)->c_name;
   }
 
   static void NameMembers(Node& node) {
@@ -514,7 +552,9 @@ class Reader {
       int next = 1;
       const auto assign = [&](auto wanted) {
         for (Leaf& leaf : node.leaves) {
-          if (leaf.config && leaf.slot == 0 && next <= kMaxSlot && wanted(leaf)) {
+          // A data block has no place for times.
+          const bool fits = leaf.config && leaf.type.kind != Kind::kTime;
+          if (fits && leaf.slot == 0 && next <= kMaxSlot && wanted(leaf)) {
             leaf.slot = next++;
           }
         }
@@ -582,8 +622,7 @@ class Reader {
   Module result_;
   int choices_ = 0;
   std::vector<std::string> names_of_nodes_;
-  std::set<std::string> unmet_;
-  std::set<std::string> met_;
+  std::set<std::string> met_;  // wishes that the module has something for
   std::set<std::string> used_names_;
   std::map<std::string, Type> named_types_;
   UniqueNames constants_;
@@ -645,7 +684,6 @@ Module ReadModule(const std::string& file, const Wishes& wishes) {
     }
   }
   Reader reader(*module, wishes, std::move(found));
-  reader.Expect();
   Module result = reader.Run(file);
   NoteOperations(*module, result);
   result.notes.insert(result.notes.end(), notes.begin(), notes.end());

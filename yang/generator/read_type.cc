@@ -16,12 +16,6 @@ constexpr size_t kMaxText = 255;
 constexpr size_t kBytesPerCharacter = 4;
 constexpr uint32_t kMaxBits = 64;
 
-// libyang's sized arrays.
-template <typename Element>
-std::span<Element> Sized(Element* array) {
-  return {array, array == nullptr ? 0 : LY_ARRAY_COUNT(array)};
-}
-
 struct Plain {
   LY_DATA_TYPE base;
   Kind kind;

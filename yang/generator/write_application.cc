@@ -137,6 +137,8 @@ std::vector<Sample> Samples(const Type& type) {
       return {{"=", false}};
     case Kind::kEmpty:
       return {{"", true}, {"a", false}};
+    case Kind::kTime:
+      return {{"2024-05-06T07:08:09", true}, {"2024-05-06", false}};
     default:
       IntegerSamples(type, samples);
       return samples;

@@ -21,7 +21,7 @@ constexpr KindText kMembers[] = {
     {Kind::kUint64, "uint64_t"}, {Kind::kDecimal64, "int64_t"},
     {Kind::kText, "char"},       {Kind::kUnion, "char"},
     {Kind::kBits, "uint64_t"},   {Kind::kBinary, "ncdm_binary_t"},
-    {Kind::kEmpty, "bool"},
+    {Kind::kEmpty, "bool"},      {Kind::kTime, "struct tm"},
 };
 
 std::string Bound(const Type& type, int64_t bound) {
@@ -115,6 +115,14 @@ std::string IdsText(const Node& node) {
   return text.empty() ? "" : text + ".";
 }
 
+std::string DefaultsText(const Node& node) {
+  std::string text;
+  for (const std::string& value : node.defaults) {
+    text += (text.empty() ? " By default: \"" : ", \"") + value + "\"";
+  }
+  return text + ".";
+}
+
 void WriteNode(const Node& node, std::set<std::string>& written, Source& out) {
   for (const Leaf& leaf : node.leaves) {
     if (leaf.type.c_name.empty() || !written.insert(leaf.type.c_name).second) continue;
@@ -125,6 +133,7 @@ void WriteNode(const Node& node, std::set<std::string>& written, Source& out) {
   std::string head = node.path + ": " + kKinds[static_cast<int>(node.kind)] + " of " +
                      (node.config ? "configuration" : "state") + ". " + IdsText(node);
   if (!node.description.empty()) head += " " + node.description;
+  if (!node.defaults.empty()) head += DefaultsText(node);
   out.Comment(head);
   out.Line("typedef struct " + node.c_name + " {");
   WriteMembers(node, out);

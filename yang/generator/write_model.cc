@@ -8,10 +8,10 @@
 namespace ncdm::yang {
 namespace {
 
-constexpr const char* kKinds[] = {"NCDM_BOOL",   "NCDM_INT8",      "NCDM_INT16",  "NCDM_INT32",
-                                  "NCDM_INT64",  "NCDM_UINT8",     "NCDM_UINT16", "NCDM_UINT32",
-                                  "NCDM_UINT64", "NCDM_DECIMAL64", "NCDM_TEXT",   "NCDM_UNION",
-                                  "NCDM_ENUM",   "NCDM_BITS",      "NCDM_BINARY", "NCDM_EMPTY"};
+constexpr const char* kKinds[] = {
+    "NCDM_BOOL",   "NCDM_INT8",   "NCDM_INT16",  "NCDM_INT32",     "NCDM_INT64", "NCDM_UINT8",
+    "NCDM_UINT16", "NCDM_UINT32", "NCDM_UINT64", "NCDM_DECIMAL64", "NCDM_TEXT",  "NCDM_UNION",
+    "NCDM_ENUM",   "NCDM_BITS",   "NCDM_BINARY", "NCDM_EMPTY",     "NCDM_TIME"};
 
 bool TypeHasPatterns(const Type& type) {
   return !type.patterns.empty() || std::ranges::any_of(type.members, TypeHasPatterns);
@@ -185,14 +185,15 @@ void WriteLeaf(const std::string& record, const Leaf& leaf, const std::string& t
   out.Line("    },");
 }
 
-// The cases that leaves stand in, each sequence once.
+// The cases that something stands in, each sequence once.
 class CaseTables {
  public:
-  std::string Table(const Leaf& leaf, Source& out) {
-    if (leaf.cases.empty()) return "NULL";
+  std::string Table(const std::vector<Case>& cases, Source& out) {
+    if (cases.empty()) return "NULL";
     std::string rows;
-    for (const Case& one : leaf.cases) {
-      rows += "    {" + std::to_string(one.choice) + ", " + std::to_string(one.branch) + "},\n";
+    for (const Case& one : cases) {
+      rows += "    {" + std::to_string(one.choice) + ", " + std::to_string(one.branch) + ", " +
+              std::to_string(one.levels) + "},\n";
     }
     const auto [known, is_new] = names_.try_emplace(rows, "cases_" + std::to_string(names_.size()));
     if (is_new) {
@@ -209,18 +210,45 @@ class CaseTables {
 
 constexpr const char* kNodeKinds[] = {"NCDM_CONTAINER", "NCDM_LIST", "NCDM_LEAF_LIST"};
 
-void WriteNode(const Module& module, const Node& node, const std::string& leaves, Source& out) {
+// The names of the tables that a node refers to.
+struct NodeTables {
+  std::string leaves;
+  std::string cases;
+  std::string defaults;
+};
+
+// What a leaf-list has by default.
+std::string WriteDefaults(const Node& node, const std::string& number, Source& out) {
+  if (node.defaults.empty()) return "NULL";
+  out.Line("static const char* const defaults_" + number + "[] = {");
+  for (const std::string& text : node.defaults) {
+    const auto literals = Literals(text, kColumns - 5);
+    for (const std::string& literal : literals) {
+      out.Line("    " + literal + (&literal == &literals.back() ? "," : ""));
+    }
+  }
+  out.Line("};");
+  out.Line();
+  return "defaults_" + number;
+}
+
+void WriteNode(const Module& module, const Node& node, const NodeTables& tables, Source& out) {
   out.Line("NCDM_NODE(" + node.c_name + ") = {");
   out.Field(4, "model", "&" + module.c_name + "_model");
   out.Field(4, "kind", kNodeKinds[static_cast<int>(node.kind)]);
   out.TextField(4, "path", node.path);
   out.Field(4, "levels", std::to_string(node.lists.size()));
+  out.Field(4, "list", node.list.empty() ? "NULL" : "&" + node.list + "_node");
   out.Field(4, "config", node.config ? "true" : "false");
   out.Field(4, "key_is_id", node.key_is_id ? "true" : "false");
   out.Field(4, "expected_entries", std::to_string(node.expected_entries));
   out.Field(4, "size", "sizeof(" + node.c_name + "_t)");
-  out.Field(4, "leaves", leaves);
+  out.Field(4, "leaves", tables.leaves);
   out.Field(4, "leaf_count", std::to_string(node.leaves.size()));
+  out.Field(4, "cases", tables.cases);
+  out.Field(4, "case_count", std::to_string(node.cases.size()));
+  out.Field(4, "defaults", tables.defaults);
+  out.Field(4, "default_count", std::to_string(node.defaults.size()));
   out.Field(4, "load", node.c_name + "_call_load");
   out.Field(4, "apply", node.c_name + "_call_apply");
   out.Field(4, "remove", node.c_name + "_call_remove");
@@ -255,7 +283,7 @@ Callbacks CallbacksOf(const Node& node, size_t index) {
     if (node.kind == NodeKind::kList) callbacks.get_attr = name + "_find_entry";
     return callbacks;
   }
-  callbacks.remove = name + "_delete_" + std::to_string(index);
+  if (leaf.deletable) callbacks.remove = name + "_delete_" + std::to_string(index);
   if (leaf.slot != 0) {
     callbacks.exe_cmd = name + "_execute";
   } else {
@@ -303,6 +331,8 @@ const char* SocketType(const Type& type) {
       return "NC_DM_VAL_TYPE_LONGLONG";
     case Kind::kUint64:
       return "NC_DM_VAL_TYPE_ULONGLONG";
+    case Kind::kTime:
+      return "NC_DM_VAL_TYPE_DATATIME";
     default:
       return "NC_DM_VAL_TYPE_STRING";
   }
@@ -339,7 +369,7 @@ void WriteLeaves(const Node& node, const std::string& number, TypeTables& types,
   std::vector<std::string> case_names;
   for (const Leaf& leaf : node.leaves) {
     names.push_back(types.Table(leaf.type));
-    case_names.push_back(cases.Table(leaf, out));
+    case_names.push_back(cases.Table(leaf.cases, out));
   }
   const std::string record = "record_" + number;
   out.Line("typedef " + node.c_name + "_t " + record + ";");
@@ -414,7 +444,8 @@ std::string WriteModel(const Module& module) {
     WriteCallbacks(node, out);
     const std::string number = std::to_string(&node - module.nodes.data());
     WriteLeaves(node, number, types, cases, out);
-    WriteNode(module, node, "leaves_" + number, out);
+    const std::string in_cases = cases.Table(node.cases, out);
+    WriteNode(module, node, {"leaves_" + number, in_cases, WriteDefaults(node, number, out)}, out);
   }
   WriteWhole(module, out);
   return out.text();

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "cases.h"
+#include "default_elements.h"
+#include "instance_path.h"
 #include "record.h"
 #include "zu_thread.h"
 
@@ -58,6 +61,12 @@ int Application::Load(const ncdm_node_t& node, const Ids& ids, Record& record) {
   return 0;
 }
 
+bool Application::HasPlace(const ncdm_node_t& node, const Ids& ids) {
+  if (node.list == nullptr) return true;
+  Record record;
+  return Load(*node.list, Ids(ids.begin(), ids.begin() + node.list->levels), record) == 0;
+}
+
 void Application::Remember(const ncdm_node_t& node, const Ids& ids, const Record& record) {
   if (master_ == nullptr) return;
   if (!forget_scheduled_) {
@@ -78,6 +87,7 @@ void Application::Remember(const ncdm_node_t& node, const Ids& ids, const Record
 int Application::Change(const ncdm_node_t& node, const Ids& ids, const Record& before,
                         Record& after) {
   Forget();
+  if (!EndOtherCases(*this, node, ids, after)) return kRefused;
   const nc_dm_id_array_t array = ToArray(ids);
   const int64_t result = node.apply(&array, before.data(), after.data());
   if (result < 0 && result != NCDM_NOT_REPLACED) return ToResult(result);
@@ -87,24 +97,46 @@ int Application::Change(const ncdm_node_t& node, const Ids& ids, const Record& b
 
 int64_t Application::Create(const ncdm_node_t& node, const Ids& outer, Record& record) {
   Forget();
+  if (!EndOtherCases(*this, node, outer, record)) return kRefused;
   const nc_dm_id_array_t array = ToArray(outer);
   int64_t id = node.apply(&array, nullptr, record.data());
   if (id == NCDM_NOT_REPLACED || id == 0) id = store_.NewId(node, outer, record.data());
   if (id <= 0) return kRefused;
   Ids ids = outer;
   ids.push_back(id);
+  EndDefaultElements(*this, node, outer);
   store_.Put(node, ids, record.data());
+  // The agent would take what it is still to be told of an older entry for this one's end.
+  if (withdrawn_.contains({&node, ids})) Announce(node, ids);
+  AddDefaultElementsOfEntry(*this, node, ids);
   return id;
+}
+
+bool Application::Announce(const ncdm_node_t& node, const Ids& ids) {
+  withdrawn_.erase({&node, ids});
+  return !started() || nc_dm_agent_reg(InstancePath(node, ids).data()) == 0;
+}
+
+void Application::Withdraw(const ncdm_node_t& node, const Ids& ids) {
+  if (!started()) return;
+  if (node.config) withdrawn_.emplace(&node, ids);
+  nc_dm_agent_unreg(InstancePath(node, ids).data());
 }
 
 int Application::Remove(const ncdm_node_t& node, const Ids& ids) {
   Record record;
   if (const int result = Load(node, ids, record); result != 0) return result;
   Forget();
+  const Ids outer(ids.begin(), ids.end() - 1);
+  if (store_.HasDefaults(node, outer)) {
+    Announce(node, ids);  // the agent takes the element for gone
+    return 0;
+  }
   const nc_dm_id_array_t array = ToArray(ids);
   const int64_t result = node.remove(&array, record.data());
   if (result < 0 && result != NCDM_NOT_REPLACED) return ToResult(result);
   store_.Drop(node, ids);
+  AddDefaultElements(*this, node, outer);
   return 0;
 }
 

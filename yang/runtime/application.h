@@ -26,19 +26,28 @@ class Application {
   // Reads a record. 0; kNoSuchEntry; otherwise negative.
   int Load(const ncdm_node_t& node, const Ids& ids, Record& record);
 
+  // True if the entry that the node stands in is there.
+  bool HasPlace(const ncdm_node_t& node, const Ids& ids);
+
   // Hands a record over and keeps it. `ids` names an existing entry, which was `before`.
   int Change(const ncdm_node_t& node, const Ids& ids, const Record& before, Record& after);
 
   // The same for a new entry under the lists of `outer`. Its id, or negative.
   int64_t Create(const ncdm_node_t& node, const Ids& outer, Record& record);
 
-  // Removes an entry. 0; kNoSuchEntry; otherwise negative.
+  // Removes an entry; the defaults of a leaf-list are still there then. 0; kNoSuchEntry; otherwise
+  // negative.
   int Remove(const ncdm_node_t& node, const Ids& ids);
 
   // The id of the entry with the keys of `record`; 0 when there is none.
   int64_t Find(const ncdm_node_t& node, const Ids& outer, const Record& record);
 
   Store& store() { return store_; }
+
+  // Tell the agent of an entry that came or went without a request for it. Before the start nothing
+  // is said: the registration tells of all that is there.
+  bool Announce(const ncdm_node_t& node, const Ids& ids);
+  void Withdraw(const ncdm_node_t& node, const Ids& ids);
 
   // Records that the data file brought. What of them is state is written back to it; other state
   // is the application's to tell anew after a restart.
@@ -63,6 +72,8 @@ class Application {
   Store store_;
   std::map<const ncdm_node_t*, Record> defaults_;
   std::set<std::pair<const ncdm_node_t*, Ids>> from_file_;
+  // Entries that the agent is told are gone, which it takes in some time later.
+  std::set<std::pair<const ncdm_node_t*, Ids>> withdrawn_;
   zu_thread_master* master_ = nullptr;
   const ncdm_node_t* read_node_ = nullptr;
   Ids read_ids_;

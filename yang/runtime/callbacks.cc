@@ -51,6 +51,8 @@ int Get(const ncdm_node_t& node, const ncdm_leaf_t& leaf, const nc_dm_id_array_t
 // as it was is not handed over again.
 template <typename ChangeRecord>
 int Edit(const ncdm_node_t& node, const Ids& ids, ChangeRecord change) {
+  // A container is in any entry that is there.
+  if (node.kind == NCDM_CONTAINER && !App().HasPlace(node, ids)) return kNoSuchEntry;
   Record before;
   if (const int result = App().Load(node, ids, before); result != 0) return result;
   Record after = before;
@@ -93,8 +95,10 @@ std::optional<Record> KeyRecord(const ncdm_node_t& node, const char* value) {
 int64_t Create(const ncdm_node_t& node, nc_dm_id_array_t& array, const char* value) {
   const auto outer = OuterIds(node, array);
   auto record = KeyRecord(node, value);
-  if (!outer || !record || !node.config) return kRefused;
-  const int64_t known = App().Find(node, *outer, *record);
+  if (!outer || !record || !node.config || !App().HasPlace(node, *outer)) return kRefused;
+  // What is there by default can be given.
+  const bool is_default = App().store().HasDefaults(node, *outer);
+  const int64_t known = is_default ? 0 : App().Find(node, *outer, *record);
   array.output.inst_exist = known > 0;
   return known > 0 ? known : App().Create(node, *outer, *record);
 }
@@ -113,7 +117,8 @@ int64_t Remove(const ncdm_node_t& node, const nc_dm_id_array_t& array, const cha
   if (ids && !has_text) return RemoveEntry(node, *ids);
   const auto outer = OuterIds(node, array);
   const auto record = KeyRecord(node, value);
-  if (!outer || !record) return kRefused;
+  if (!outer) return kRefused;
+  if (!record) return kNoSuchEntry;  // no entry has a value that its type refuses
   const int64_t known = App().Find(node, *outer, *record);
   return known > 0 ? RemoveEntry(node, Inner(*outer, known)) : kNoSuchEntry;
 }
@@ -167,7 +172,7 @@ int64_t EditByBlock(const ncdm_node_t& node, const Ids& ids,
 int64_t CreateOrMerge(const ncdm_node_t& node, nc_dm_agent_data_block_t& block) {
   const auto outer = OuterIds(node, block.id_array);
   auto record = KeyRecord(node, block);
-  if (!outer || !record) return kRefused;
+  if (!outer || !record || !App().HasPlace(node, *outer)) return kRefused;
   const int64_t known = App().Find(node, *outer, *record);
   block.id_array.output.inst_exist = known > 0;
   if (known > 0) {
@@ -190,7 +195,8 @@ int64_t RemoveByBlock(const ncdm_node_t& node, const nc_dm_agent_data_block_t& b
   if (IsSet(block, KeyLeaf(node))) {
     const auto outer = OuterIds(node, block.id_array);
     const auto record = KeyRecord(node, block);
-    if (!outer || !record) return kRefused;
+    if (!outer) return kRefused;
+    if (!record) return kNoSuchEntry;
     const int64_t known = App().Find(node, *outer, *record);
     return known > 0 ? RemoveEntry(node, Inner(*outer, known)) : kNoSuchEntry;
   }

@@ -1,10 +1,6 @@
 #include "data_file.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -15,6 +11,7 @@
 #include "node_tree.h"
 #include "record.h"
 #include "value.h"
+#include "whole_file.h"
 
 namespace ncdm::model {
 namespace {
@@ -199,6 +196,7 @@ Json WriteEntries(const TreeNode& tree, const Ids& outer) {
   Application& application = Application::Instance();
   const ncdm_node_t& node = *tree.node;
   Json array = Json::array();
+  if (application.store().HasDefaults(node, outer)) return array;
   int64_t id = 0;
   while ((id = application.store().Next(node, outer, id)) != 0) {
     Ids ids = outer;
@@ -241,21 +239,6 @@ Json WithModule(const ncdm_model_t& model, const Json& top) {
   return json;
 }
 
-// Data and name are on the disk when this returns true.
-bool WriteAndSync(const std::string& file, const std::string& text) {
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return false;
-  size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t count = write(fd, text.data() + written, text.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) break;
-    written += static_cast<size_t>(count);
-  }
-  const bool synced = written == text.size() && fsync(fd) == 0;
-  return close(fd) == 0 && synced;
-}
-
 }  // namespace
 
 bool ReadDataFile(const ncdm_model_t& model, const std::string& file, std::string& error) {
@@ -281,13 +264,7 @@ bool ReadDataFile(const ncdm_model_t& model, const std::string& file, std::strin
 bool WriteDataFile(const ncdm_model_t& model, const std::string& file, std::string& error) {
   const Json json = WithModule(model, WriteChildren(BuildTree(model), {}, Json::object()));
   const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-  const std::string draft = file + ".new";
-  if (!WriteAndSync(draft, text) || rename(draft.c_str(), file.c_str()) != 0) {
-    error = file + ": " + strerror(errno);
-    unlink(draft.c_str());
-    return false;
-  }
-  return true;
+  return WriteWholeFile(file, text, error);
 }
 
 }  // namespace ncdm::model

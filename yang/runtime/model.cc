@@ -6,11 +6,13 @@
 
 #include "application.h"
 #include "data_file.h"
+#include "default_elements.h"
 #include "guard.h"
 #include "instance_path.h"
 #include "ncdm_model.h"
 #include "record.h"
 #include "value.h"
+#include "whole_file.h"
 
 namespace ncdm::model {
 namespace {
@@ -71,6 +73,8 @@ int Commit(char*) {
 
 int Register(const ncdm_model_t& model, zu_thread_master* master) {
   g_model = &model;
+  // Before the start, so that the registration tells of them.
+  AddDefaultElements(Application::Instance(), model);
   Application::Instance().Start(master);
   const bool done = RegisterPaths(model) && RegisterEntries(model) &&
                     nc_dm_agent_fun_reg(NC_DM_HOOK_FUN_DATA_COMMIT, Commit) == 0;
@@ -114,7 +118,8 @@ bool KeysAreValid(const ncdm_node_t& node, const void* record) {
 }
 
 int64_t Put(const ncdm_node_t& node, const nc_int64* at, const void* record) {
-  Application::Instance().Forget();
+  Application& application = Application::Instance();
+  application.Forget();
   Ids ids = EntryIds(node, at);
   if (node.kind == NCDM_CONTAINER) {
     Kept().Put(node, ids, record);
@@ -122,16 +127,18 @@ int64_t Put(const ncdm_node_t& node, const nc_int64* at, const void* record) {
   }
   if (!KeysAreValid(node, record) || ids.back() < 0) return -1;
   const Ids outer = OuterIds(node, at);
-  const int64_t known = Kept().Find(node, outer, record);
+  const bool is_default = Kept().HasDefaults(node, outer);
+  const int64_t known = is_default ? 0 : Kept().Find(node, outer, record);
   if (ids.back() == 0) ids.back() = known > 0 ? known : Kept().NewId(node, outer, record);
   if (known > 0 && known != ids.back()) return -1;
+  EndDefaultElements(application, node, outer);
   const bool is_new = Kept().Get(node, ids) == nullptr;
   Kept().Put(node, ids, record);
-  if (is_new && Application::Instance().started() &&
-      nc_dm_agent_reg(InstancePath(node, ids).data()) != 0) {
+  if (is_new && !application.Announce(node, ids)) {
     Kept().Drop(node, ids);
     return -1;
   }
+  AddDefaultElementsOfEntry(application, node, ids);
   return ids.back();
 }
 
@@ -140,9 +147,7 @@ int Drop(const ncdm_node_t& node, const nc_int64* at) {
   Application::Instance().Forget();
   if (Kept().Get(node, ids) == nullptr) return kNoSuchEntry;
   Kept().Drop(node, ids);
-  if (node.kind != NCDM_CONTAINER && Application::Instance().started()) {
-    nc_dm_agent_unreg(InstancePath(node, ids).data());
-  }
+  if (node.kind != NCDM_CONTAINER) Application::Instance().Withdraw(node, ids);
   return 0;
 }
 
@@ -231,6 +236,13 @@ int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error, si
   return Guarded(-1, [&] {
     std::string problem;
     return Reported(ncdm::model::WriteDataFile(*model, file, problem), problem, error, size);
+  });
+}
+
+int ncdm_file_write(const char* file, const char* text, char* error, size_t size) {
+  return Guarded(-1, [&] {
+    std::string problem;
+    return Reported(ncdm::model::WriteWholeFile(file, text, problem), problem, error, size);
   });
 }
 

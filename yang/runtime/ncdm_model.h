@@ -21,6 +21,7 @@
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <time.h>
 
 #include "netconf_dm_agent.h"
 
@@ -59,7 +60,8 @@ typedef enum ncdm_kind {
   NCDM_ENUM,      /* an enum: enumerations by their YANG value, identities by a number */
   NCDM_BITS,      /* uint64_t, a bit for each name */
   NCDM_BINARY,    /* ncdm_binary_t: octets; base64 outside of the record */
-  NCDM_EMPTY      /* bool, true; the leaf's flag says whether it is there */
+  NCDM_EMPTY,     /* bool, true; the leaf's flag says whether it is there */
+  NCDM_TIME       /* struct tm with the numbers as written: year 2024, months 1 to 12 */
 } ncdm_kind_t;
 
 /* Octets that 255 characters of base64 can carry. */
@@ -118,21 +120,22 @@ NC_DM_API void ncdm_pattern_release(ncdm_pattern_t* pattern);
 #define NCDM_LEAF_CONFIG 2    /* configuration; otherwise state */
 #define NCDM_LEAF_MANDATORY 4 /* an entry without it is refused */
 
-/* A case of a choice that a leaf stands in; numbers within the module. */
+/* A case of a choice that a leaf or node stands in; numbers within the module. */
 typedef struct ncdm_case {
   int choice;
   int branch;
+  int levels; /* ids that name the choice's place */
 } ncdm_case_t;
 
 typedef struct ncdm_leaf {
   const char* name;
   const ncdm_type_t* type;
-  size_t offset;       /* of the member in the record */
-  size_t has;          /* of the member's flag (a bool), or NCDM_ALWAYS */
-  int flags;           /* NCDM_LEAF_* */
-  int slot;            /* in the agent's data block; 0 for none */
-  const char* initial; /* the default's text, or null */
-  const ncdm_case_t* cases;
+  size_t offset;            /* of the member in the record */
+  size_t has;               /* of the member's flag (a bool), or NCDM_ALWAYS */
+  int flags;                /* NCDM_LEAF_* */
+  int slot;                 /* in the agent's data block; 0 for none */
+  const char* initial;      /* the default's text, or null */
+  const ncdm_case_t* cases; /* of the choices directly in the record */
   size_t case_count;
 } ncdm_leaf_t;
 
@@ -152,14 +155,19 @@ typedef enum ncdm_node_kind { NCDM_CONTAINER, NCDM_LIST, NCDM_LEAF_LIST } ncdm_n
 typedef struct ncdm_node {
   const struct ncdm_model* model;
   ncdm_node_kind_t kind;
-  const char* path; /* as registered, "{i}" after each list but the last component */
-  int levels;       /* ids that name one; its own included */
+  const char* path;             /* as registered, "{i}" after each list but the last component */
+  int levels;                   /* ids that name one; its own included */
+  const struct ncdm_node* list; /* the innermost one around it, or null */
   bool config;
   bool key_is_id; /* the only key is a number above 0, and serves as the entry's id */
   unsigned expected_entries;
   size_t size; /* of the record */
   const ncdm_leaf_t* leaves;
   size_t leaf_count;
+  const ncdm_case_t* cases; /* of all choices on the way to it */
+  size_t case_count;
+  const char* const* defaults; /* of a leaf-list: the values that it has while it is given none */
+  size_t default_count;
   int64_t (*load)(const nc_dm_id_array_t* ids, void* record);
   int64_t (*apply)(const nc_dm_id_array_t* ids, const void* before, void* record);
   int64_t (*remove)(const nc_dm_id_array_t* ids, const void* record);
@@ -249,6 +257,10 @@ NC_DM_API int ncdm_data_read(const ncdm_model_t* model, const char* file, char* 
 /* Writes what the application holds, so that a crash leaves the old content or the new. */
 NC_DM_API int ncdm_data_write(const ncdm_model_t* model, const char* file, char* error,
                               size_t size);
+
+/* Writes a file of the application's own, with the same promise. 0; -1, with what is wrong in
+ * `error`. */
+NC_DM_API int ncdm_file_write(const char* file, const char* text, char* error, size_t size);
 
 /* What an application that calls nc_dm_agent_init itself calls in its registration function: the
  * paths, hash tables, kept entries and commit hook. It announces the module when nc_dm_agent_init

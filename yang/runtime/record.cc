@@ -9,16 +9,11 @@
 namespace ncdm::model {
 namespace {
 
-std::span<const ncdm_case_t> Cases(const ncdm_leaf_t& leaf) {
-  return {leaf.cases, leaf.case_count};
-}
-
 // True if the leaves stand in different cases of one choice.
-bool Exclude(const ncdm_leaf_t& one, const ncdm_leaf_t& other) {
+bool AreExclusive(const ncdm_leaf_t& one, const ncdm_leaf_t& other) {
   return std::ranges::any_of(Cases(one), [&](const ncdm_case_t& mine) {
-    return std::ranges::any_of(Cases(other), [&](const ncdm_case_t& theirs) {
-      return mine.choice == theirs.choice && mine.branch != theirs.branch;
-    });
+    return std::ranges::any_of(Cases(other),
+                               [&](const ncdm_case_t& theirs) { return Exclude(mine, theirs); });
   });
 }
 
@@ -28,6 +23,13 @@ void SetFlag(const ncdm_leaf_t& leaf, void* record, bool value) {
 }
 
 }  // namespace
+
+bool IsBelow(const ncdm_node_t& node, const ncdm_node_t& outer) {
+  const std::string_view path = node.path;
+  const std::string_view prefix = outer.path;
+  const std::string_view end = outer.kind == NCDM_CONTAINER ? "." : ".{i}.";
+  return path.starts_with(prefix) && path.substr(prefix.size()).starts_with(end);
+}
 
 const ncdm_leaf_t* LeafOfName(const ncdm_node_t& node, std::string_view name) {
   const auto found = std::ranges::find_if(
@@ -44,7 +46,7 @@ void SetHasValue(const ncdm_node_t& node, const ncdm_leaf_t& leaf, void* record)
   SetFlag(leaf, record, true);
   if (leaf.case_count == 0) return;
   for (const ncdm_leaf_t& other : Leaves(node)) {
-    if (Exclude(leaf, other)) SetFlag(other, record, false);
+    if (AreExclusive(leaf, other)) SetFlag(other, record, false);
   }
 }
 

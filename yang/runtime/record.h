@@ -24,6 +24,22 @@ inline bool IsKey(const ncdm_leaf_t& leaf) { return (leaf.flags & NCDM_LEAF_KEY)
 inline bool IsConfig(const ncdm_leaf_t& leaf) { return (leaf.flags & NCDM_LEAF_CONFIG) != 0; }
 inline bool IsMandatory(const ncdm_leaf_t& leaf) { return (leaf.flags & NCDM_LEAF_MANDATORY) != 0; }
 
+inline std::span<const ncdm_case_t> Cases(const ncdm_leaf_t& leaf) {
+  return {leaf.cases, leaf.case_count};
+}
+
+inline std::span<const ncdm_case_t> Cases(const ncdm_node_t& node) {
+  return {node.cases, node.case_count};
+}
+
+// True if the node stands somewhere in the other.
+bool IsBelow(const ncdm_node_t& node, const ncdm_node_t& outer);
+
+// True if they are two cases of one choice.
+inline bool Exclude(const ncdm_case_t& one, const ncdm_case_t& other) {
+  return one.choice == other.choice && one.branch != other.branch;
+}
+
 // The leaf of a name, or null.
 const ncdm_leaf_t* LeafOfName(const ncdm_node_t& node, std::string_view name);
 

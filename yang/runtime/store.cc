@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <string_view>
 
 #include "record.h"
 
@@ -14,11 +13,6 @@ bool BeginsWith(const Ids& ids, const Ids& prefix) {
 }
 
 Ids Outer(const Ids& ids) { return {ids.begin(), ids.end() - 1}; }
-
-// The text before the components of everything below a node.
-std::string PathBelow(const ncdm_node_t& node) {
-  return std::string(node.path) + (node.kind == NCDM_CONTAINER ? "." : ".{i}.");
-}
 
 bool HasKeys(const ncdm_node_t& node) {
   return std::ranges::any_of(Leaves(node), [](const ncdm_leaf_t& leaf) { return IsKey(leaf); });
@@ -55,6 +49,11 @@ void Store::Put(const ncdm_node_t& node, const Ids& ids, const void* record) {
 void Store::EraseBelow(const ncdm_node_t& node, const Ids& prefix) {
   const auto found = tables_.find(&node);
   if (found == tables_.end()) return;
+  auto& defaulted = found->second.defaulted;
+  const auto first_defaulted = defaulted.lower_bound(prefix);
+  defaulted.erase(first_defaulted,
+                  std::find_if(first_defaulted, defaulted.end(),
+                               [&](const Ids& ids) { return !BeginsWith(ids, prefix); }));
   auto& records = found->second.records;
   auto last = records.lower_bound(prefix);
   const auto first = last;
@@ -67,9 +66,8 @@ void Store::EraseBelow(const ncdm_node_t& node, const Ids& prefix) {
 
 void Store::Drop(const ncdm_node_t& node, const Ids& ids) {
   EraseBelow(node, ids);
-  const std::string below = PathBelow(node);
   for (const ncdm_node_t* other : Nodes(*node.model)) {
-    if (std::string_view(other->path).starts_with(below)) EraseBelow(*other, ids);
+    if (IsBelow(*other, node)) EraseBelow(*other, ids);
   }
 }
 
@@ -98,6 +96,29 @@ int64_t Store::Next(const ncdm_node_t& node, const Ids& outer, int64_t after) co
   const auto& records = All(node);
   const auto next = records.upper_bound(ids);
   return next != records.end() && BeginsWith(next->first, outer) ? next->first.back() : 0;
+}
+
+std::vector<Ids> Store::Below(const ncdm_node_t& node, const Ids& prefix) const {
+  std::vector<Ids> below;
+  const auto& records = All(node);
+  for (auto at = records.lower_bound(prefix); at != records.end(); ++at) {
+    if (!BeginsWith(at->first, prefix)) break;
+    below.push_back(at->first);
+  }
+  return below;
+}
+
+bool Store::HasDefaults(const ncdm_node_t& node, const Ids& outer) const {
+  const Table* table = TableOf(node);
+  return table != nullptr && table->defaulted.contains(outer);
+}
+
+void Store::SetHasDefaults(const ncdm_node_t& node, const Ids& outer, bool has_defaults) {
+  if (has_defaults) {
+    tables_[&node].defaulted.insert(outer);
+  } else {
+    tables_[&node].defaulted.erase(outer);
+  }
 }
 
 const std::map<Ids, Record>& Store::All(const ncdm_node_t& node) const {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,16 +40,24 @@ class Store {
   // An id for a new entry: its key, where that serves as one; else one above those in use.
   int64_t NewId(const ncdm_node_t& node, const Ids& outer, const void* record) const;
 
+  // The ids of all records of a node that are the one at `prefix`, or below it.
+  std::vector<Ids> Below(const ncdm_node_t& node, const Ids& prefix) const;
+
   // The id that follows `after` under the lists of `outer`; 0 at the end.
   int64_t Next(const ncdm_node_t& node, const Ids& outer, int64_t after) const;
 
   // All records of a node, by their ids.
   const std::map<Ids, Record>& All(const ncdm_node_t& node) const;
 
+  // True if the elements of the leaf-list under the lists of `outer` are its defaults.
+  bool HasDefaults(const ncdm_node_t& node, const Ids& outer) const;
+  void SetHasDefaults(const ncdm_node_t& node, const Ids& outer, bool has_defaults);
+
  private:
   struct Table {
     std::map<Ids, Record> records;
     std::map<std::pair<Ids, std::string>, int64_t> by_keys;
+    std::set<Ids> defaulted;  // of a leaf-list: the ids around what has its defaults
   };
 
   const Table* TableOf(const ncdm_node_t& node) const;

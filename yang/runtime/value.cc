@@ -179,14 +179,16 @@ bool ReadString(const ncdm_type_t& type, std::string_view text, void* member) {
                    [&](const char* copy) { return MatchesPatterns(type, copy); });
 }
 
+// The text is that of the first member type that accepts it, in its canonical form.
 bool ReadUnion(const ncdm_type_t& type, std::string_view text, void* member) {
-  return StoreText(type, text, member, [&](const char* copy) {
-    for (size_t i = 0; i < type.member_count; ++i) {
-      alignas(8) char scratch[NCDM_TEXT_SIZE];
-      if (ReadText(type.members[i], copy, scratch)) return true;
-    }
-    return false;
-  });
+  for (size_t i = 0; i < type.member_count; ++i) {
+    alignas(8) char scratch[NCDM_TEXT_SIZE];
+    char canonical[NCDM_TEXT_SIZE];
+    if (!ReadText(type.members[i], text, scratch)) continue;
+    if (!WriteText(type.members[i], scratch, canonical)) return false;
+    return StoreText(type, canonical, member, [](const char*) { return true; });
+  }
+  return false;
 }
 
 // ---- Names ----
@@ -253,6 +255,37 @@ bool ReadBinary(const ncdm_type_t& type, std::string_view text, void* member) {
   return InRanges(type, uint64_t{binary.size}) && Store(binary, member);
 }
 
+// ---- Date and time ----
+
+// Leading zeros may be left out, as in what the agent reads from a client.
+bool ReadTime(std::string_view text, void* member) {
+  tm time{};
+  struct Field {
+    int& number;
+    char end;  // of the number
+    int min;
+    int max;
+  };
+  const Field fields[] = {{time.tm_year, '-', 0, 9999}, {time.tm_mon, '-', 1, 12},
+                          {time.tm_mday, 'T', 1, 31},   {time.tm_hour, ':', 0, 23},
+                          {time.tm_min, ':', 0, 59},    {time.tm_sec, '\0', 0, 60}};
+  for (const auto& [number, end, min, max] : fields) {
+    const size_t size = end == '\0' ? text.size() : std::min(text.find(end), text.size());
+    const auto value = ParseWhole<int>(text.substr(0, size));
+    if (!value || *value < min || *value > max || (end != '\0' && size == text.size()))
+      return false;
+    number = *value;
+    text.remove_prefix(std::min(size + 1, text.size()));
+  }
+  return Store(time, member);
+}
+
+bool WriteTime(const tm& time, char* text) {
+  snprintf(text, NCDM_TEXT_SIZE, "%04d-%02d-%02dT%02d:%02d:%02d", time.tm_year, time.tm_mon,
+           time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
+  return true;
+}
+
 bool ReadBool(std::string_view text, void* member) {
   if (text != "true" && text != "false") return false;
   return Store(text == "true", member);
@@ -294,6 +327,8 @@ bool ReadText(const ncdm_type_t& type, std::string_view text, void* member) {
       return ReadBinary(type, text, member);
     case NCDM_EMPTY:
       return text.empty() && Store(true, member);
+    case NCDM_TIME:
+      return ReadTime(text, member);
     default:
       return ReadInteger(type, text, member);
   }
@@ -317,6 +352,8 @@ bool WriteText(const ncdm_type_t& type, const void* member, char text[NCDM_TEXT_
       return EncodeBase64(Load<ncdm_binary_t>(member), text);
     case NCDM_EMPTY:
       return CopyText("", text);
+    case NCDM_TIME:
+      return WriteTime(Load<tm>(member), text);
     default:
       return WriteInteger(type, member, text);
   }
@@ -340,12 +377,16 @@ nc_dm_val_type_t SocketType(const ncdm_type_t& type) {
       return NC_DM_VAL_TYPE_LONGLONG;
     case NCDM_UINT64:
       return NC_DM_VAL_TYPE_ULONGLONG;
+    case NCDM_TIME:
+      return NC_DM_VAL_TYPE_DATATIME;
     default:
       return NC_DM_VAL_TYPE_STRING;
   }
 }
 
-bool IsNumber(const ncdm_type_t& type) { return SocketType(type) != NC_DM_VAL_TYPE_STRING; }
+bool IsNumber(const ncdm_type_t& type) {
+  return SocketType(type) < NC_DM_VAL_TYPE_STRING;  // the types from STRING on are none
+}
 
 namespace {
 
@@ -373,6 +414,7 @@ bool ReadNumber(const ncdm_type_t& type, uint64_t bits, void* member) {
 }  // namespace
 
 bool ReadObject(const ncdm_type_t& type, const char* object, void* member) {
+  if (type.kind == NCDM_TIME) return Store(Load<tm>(object), member);
   if (!IsNumber(type)) return ReadText(type, object, member);
   if (type.kind == NCDM_BOOL) return ReadNumber(type, *object != 0, member);
   return WithObject(type, [&](auto zero) {
@@ -382,6 +424,7 @@ bool ReadObject(const ncdm_type_t& type, const char* object, void* member) {
 }
 
 bool WriteObject(const ncdm_type_t& type, const void* member, char* object) {
+  if (type.kind == NCDM_TIME) return Store(Load<tm>(member), object);
   if (!IsNumber(type)) return WriteText(type, member, object);
   if (type.kind == NCDM_BOOL) return Store(Load<bool>(member), object);
   return WithObject(type, [&](auto zero) {
