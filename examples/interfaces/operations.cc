@@ -66,20 +66,13 @@ int LoadStatistics(const nc_dm_id_array_t* ids,
   return 0;
 }
 
-std::string TimeText(const tm& time) {
-  char text[64];
-  snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", time.tm_year, time.tm_mon,
-           time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
-  return text;
-}
-
 int LoadSystem(const nc_dm_id_array_t*, demo_interfaces_system_t* record) {
   auto& has = record->has;
   has.hostname = Take(machine::HostName(), record->hostname);
   has.kernel = Take(machine::Kernel(), record->kernel);
-  has.boot_time = Take(TimeText(machine::BootTime()), record->boot_time);
+  record->boot_time = machine::BootTime();
   record->uptime = machine::UptimeSeconds();
-  has.uptime = true;
+  has.boot_time = has.uptime = true;
   return 0;
 }
 

@@ -1,13 +1,11 @@
 #include "vlans/configuration.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <vector>
 
 #include "demo-vlans.h"
@@ -74,6 +72,12 @@ bool CopyText(const Json& json, char (&member)[kSize]) {
   return true;
 }
 
+// The id of an entry that was put in.
+nc_int64 Accepted(nc_int64 id, const Json& json) {
+  if (id <= 0) throw std::runtime_error("the model refuses " + json.dump());
+  return id;
+}
+
 void TakeVlan(const Json& json) {
   demo_vlans_vlans_vlan_t vlan;
   demo_vlans_vlans_vlan_init(&vlan);
@@ -83,13 +87,13 @@ void TakeVlan(const Json& json) {
   const Json& ports = json.at("tagged-port");
   vlan.id = json.at("id");
   const nc_int64 none[] = {0};
-  const nc_int64 id = demo_vlans_vlans_vlan_put(none, &vlan);
+  const nc_int64 id = Accepted(demo_vlans_vlans_vlan_put(none, &vlan), json);
   for (const Json& value : ports) {
     demo_vlans_vlans_vlan_tagged_port_t port;
     demo_vlans_vlans_vlan_tagged_port_init(&port);
     CopyText(value, port.value);
     const nc_int64 in_vlan[] = {id, 0};
-    demo_vlans_vlans_vlan_tagged_port_put(in_vlan, &port);
+    Accepted(demo_vlans_vlans_vlan_tagged_port_put(in_vlan, &port), value);
   }
 }
 
@@ -100,7 +104,7 @@ void TakeRoute(const Json& json) {
   route.has.next_hop = CopyText(json.at("next-hop"), route.next_hop);
   route.metric = json.at("metric");
   const nc_int64 none[] = {0};
-  demo_vlans_routes_route_put(none, &route);
+  Accepted(demo_vlans_routes_route_put(none, &route), json);
 }
 
 void TakeAll(const Json& json) {
@@ -114,21 +118,6 @@ void TakeAll(const Json& json) {
   demo_vlans_system_put(nullptr, &system);
 }
 
-// Data and name are on the disk when this returns true.
-bool WriteAndSync(const std::string& file, const std::string& text) {
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return false;
-  size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t count = write(fd, text.data() + written, text.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) break;
-    written += static_cast<size_t>(count);
-  }
-  const bool synced = written == text.size() && fsync(fd) == 0;
-  return close(fd) == 0 && synced;
-}
-
 }  // namespace
 
 bool Load(const std::string& file, std::string& error) {
@@ -140,7 +129,7 @@ bool Load(const std::string& file, std::string& error) {
   }
   try {
     TakeAll(Json::parse(stream));
-  } catch (const Json::exception& problem) {
+  } catch (const std::exception& problem) {
     error = file + ": " + problem.what();
     return false;
   }
@@ -148,13 +137,11 @@ bool Load(const std::string& file, std::string& error) {
 }
 
 bool Save(const std::string& file, std::string& error) {
-  const std::string draft = file + ".new";
-  if (!WriteAndSync(draft, ToJson().dump(2) + "\n") || rename(draft.c_str(), file.c_str()) != 0) {
-    error = file + ": " + strerror(errno);
-    unlink(draft.c_str());
-    return false;
-  }
-  return true;
+  char problem[512] = "";
+  const bool saved = ncdm_file_write(file.c_str(), (ToJson().dump(2) + "\n").c_str(), problem,
+                                     sizeof problem) == 0;
+  error = problem;
+  return saved;
 }
 
 }  // namespace vlans

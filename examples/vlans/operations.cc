@@ -27,13 +27,11 @@ nc_int64 ApplyVlan(const nc_dm_id_array_t*, const demo_vlans_vlans_vlan_t*,
 }
 
 // A route is created by its key, and its other leaves follow one by one.
-nc_int64 ApplyRoute(const nc_dm_id_array_t*, const demo_vlans_routes_route_t* before,
+nc_int64 ApplyRoute(const nc_dm_id_array_t*, const demo_vlans_routes_route_t*,
                     demo_vlans_routes_route_t* route) {
-  if (before == nullptr) {
-    if (strchr(route->prefix, '/') == nullptr) return kRefused;
-    FillIn(route->has.next_hop, route->next_hop);
-  }
-  return route->has.next_hop ? 0 : kRefused;  // once there, a route leads somewhere
+  if (strchr(route->prefix, '/') == nullptr) return kRefused;
+  FillIn(route->has.next_hop, route->next_hop);
+  return 0;
 }
 
 nc_int64 ApplySystem(const nc_dm_id_array_t*, const demo_vlans_system_t*,
