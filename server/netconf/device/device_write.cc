@@ -175,8 +175,11 @@ Task<> Device::EditCandidate(const Rpc& rpc, const EditParameters& parameters, c
   std::set<std::string> names = is_tested ? AllAgents() : AgentsOf(*CurrentMapping(), PartOf(edit));
   co_await LoadCandidate(std::move(names));
   try {
+    // A default that is reported can be deleted and cannot be created (RFC 6243, section 2.1).
     Tree wanted = datastores_.candidate->tree.Copy();
+    ReportDefaults(&wanted);
     ApplyEdit(edit, &wanted, parameters.on_error == OnError::kContinue ? errors : nullptr);
+    wanted.DropDefaults();
     if (is_tested) {
       CheckWhole(&wanted, false);
     }

@@ -57,6 +57,18 @@ void Tree::AddDefaults(const ly_ctx* context) {
   lyd_new_implicit_all(&first_, context, LYD_IMPLICIT_NO_STATE, nullptr);
 }
 
+void Tree::DropDefaults() { DropDefaultsAmong(first_); }
+
+void Tree::DropDefaultsAmong(lyd_node* first) {
+  ForEachSibling(first, [this](lyd_node* node) {
+    if ((node->flags & LYD_DEFAULT) != 0) {
+      Free(node);
+    } else {
+      DropDefaultsAmong(lyd_child(node));
+    }
+  });
+}
+
 std::string Tree::Xml() const {
   char* text = nullptr;
   if (first_ == nullptr ||

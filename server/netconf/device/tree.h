@@ -38,11 +38,15 @@ class Tree {
 
   // Adds the defaults that are in use, flagged LYD_DEFAULT, and containers without presence.
   void AddDefaults(const ly_ctx* context);
+  // Frees what AddDefaults() has added and nobody has set since then.
+  void DropDefaults();
 
   // Elements without blanks between them; each declares its namespace.
   std::string Xml() const;
 
  private:
+  void DropDefaultsAmong(lyd_node* first);
+
   lyd_node* first_ = nullptr;
 };
 

@@ -1,8 +1,8 @@
 """Random edits against a model of RFC 6241's rules: random_edit_test.py SERVER INTERFACES VLANS YANG... [--requests N] [--seed N]
 
-Each request edits VLANs, routes and the system of the demo switch, in running or through the candidate. A
-model on plain trees says what has to become of it: an error and no change, or the change. Then running is
-read back and compared.
+Each request edits VLANs, routes and the system of the demo switch, in running or in the candidate, with every
+default-operation and error-option, or commits or discards the candidate. A model on plain trees says what has to become
+of it: its errors, and what running and the candidate are. Then both are read back and compared.
 """
 
 import argparse
@@ -17,7 +17,7 @@ from netconf_server import wait_until
 
 
 class Refused(Exception):
-    pass
+    """A node that cannot be edited as the request wants."""
 
 
 class List:
@@ -28,6 +28,7 @@ class List:
         self.leaves, self.leaf_list = leaves, leaf_list
 
     def fresh(self):
+        """An entry that was given nothing but its key. None: a text that is absent."""
         entry = {name: default for name, (default, _) in self.leaves.items()}
         if self.leaf_list:
             entry[self.leaf_list] = set()
@@ -36,10 +37,10 @@ class List:
 
 LISTS = (
     List('vlans', 'vlan', 'id', ['10', '20', '30', '40', '4094'],
-         {'name': ('', ['', 'a', 'b & c', '<d>']), 'mtu': ('1500', ['68', '1500', '9216']),
+         {'name': (None, ['', 'a', 'b & c', '<d>']), 'mtu': ('1500', ['68', '1500', '9216']),
           'enabled': ('true', ['true', 'false'])}, 'tagged-port'),
     List('routes', 'route', 'prefix', ['192.0.2.0/24', '10.0.0.0/8', '2001:db8::/32', 'refused'],
-         {'next-hop': ('', ['198.51.100.1', 'x']), 'metric': ('1', ['1', '2', '4294967295'])}),
+         {'next-hop': (None, ['198.51.100.1', 'x']), 'metric': ('1', ['1', '2', '4294967295'])}),
 )
 SYSTEM = {'contact': ['', 'me'], 'location': ['here', 'there'], 'ntp-enabled': ['true', 'false']}
 # The model allows this prefix, and the application refuses it: what was done before is undone.
@@ -56,13 +57,13 @@ def empty():
 
 # ---- Random edits, as plain values ----
 
-def random_entry(schema, chance):
+def random_entry(schema, chance, default):
     operation = chance.choice(OPERATIONS)
     content = {'key': chance.choice(schema.keys), 'operation': operation, 'leaves': {}, 'ports': []}
     if operation in ('delete', 'remove'):
         return content
     # The demo cannot take a route's leaves away: there each replacement gives them all.
-    whole = operation == 'replace' and schema.leaf_list is None
+    whole = (operation or default) == 'replace' and schema.leaf_list is None
     for name, (_, values) in schema.leaves.items():
         if whole or chance.random() < 0.5:
             content['leaves'][name] = chance.choice(values)
@@ -74,11 +75,13 @@ def random_entry(schema, chance):
 
 
 def random_edit(chance):
-    edit = {'default': chance.choice(['merge', 'none', None, None]), 'system': {}}
+    default = chance.choice(['merge', 'none', 'replace', None, None, None])
+    edit = {'default': default, 'system': {},
+            'on-error': chance.choice(['stop', 'continue', 'continue', 'rollback', None])}
     for schema in LISTS:
         keys = {}
         for _ in range(chance.choice([0, 1, 1, 2])):
-            entry = random_entry(schema, chance)
+            entry = random_entry(schema, chance, default)
             keys[entry['key']] = entry
         edit[schema.container] = list(keys.values())
     if chance.random() < 0.3:
@@ -118,7 +121,9 @@ def edit_xml(edit, target):
                          for name, value in edit['system'].items())
         content += f'<system xmlns="{VLAN_NS}">{leaves}</system>'
     default = f'<default-operation>{edit["default"]}</default-operation>' if edit['default'] else ''
-    return (f'<edit-config xmlns:nc="{BASE}"><target><{target}/></target>{default}'
+    on_error = edit['on-error']
+    on_error = f'<error-option>{on_error}-on-error</error-option>' if on_error else ''
+    return (f'<edit-config xmlns:nc="{BASE}"><target><{target}/></target>{default}{on_error}'
             f'<config>{content}</config></edit-config>')
 
 
@@ -137,38 +142,83 @@ def apply_port(ports, port, operation):
         raise Refused('data-missing')
 
 
-def apply_entry(schema, entries, entry, inherited):
-    operation, key = entry['operation'] or inherited, entry['key']
-    if operation in ('create', 'delete'):
-        if (key in entries) == (operation == 'create'):
-            raise Refused('data-exists' if operation == 'create' else 'data-missing')
-    if operation in ('delete', 'remove'):
-        entries.pop(key, None)
-        return
-    if operation == 'none' and key not in entries:
-        raise Refused('data-missing')
-    if operation == 'replace' or key not in entries:
-        entries[key] = schema.fresh()
-    for name, value in entry['leaves'].items():
+class Edit:
+    """Applies one edit to a state; what is refused is in `errors`."""
+
+    def __init__(self, edit):
+        self.edit, self.errors = edit, []
+        self.inherited = edit['default'] or 'merge'
+
+    def attempt(self, apply, *arguments):
+        try:
+            apply(*arguments)
+        except Refused as refusal:
+            self.errors.append(str(refusal))
+
+    @staticmethod
+    def leaf(leaves, name, operation, value):
         if operation != 'none':
-            entries[key][name] = value
-    for port, below in entry['ports']:
-        apply_port(entries[key][schema.leaf_list], port, below or operation)
+            leaves[name] = value
+        elif leaves[name] is None:
+            raise Refused('data-missing')
+
+    def entry(self, schema, entries, entry):
+        operation, key = entry['operation'] or self.inherited, entry['key']
+        if operation in ('create', 'delete'):
+            if (key in entries) == (operation == 'create'):
+                raise Refused('data-exists' if operation == 'create' else 'data-missing')
+        if operation in ('delete', 'remove'):
+            entries.pop(key, None)
+            return
+        if operation == 'none' and key not in entries:
+            raise Refused('data-missing')
+        if operation == 'replace' or key not in entries:
+            entries[key] = schema.fresh()
+        for name, value in entry['leaves'].items():
+            self.attempt(self.leaf, entries[key], name, operation, value)
+        for port, below in entry['ports']:
+            self.attempt(apply_port, entries[key][schema.leaf_list], port, below or operation)
+
+    def run(self, state):
+        changed = copy.deepcopy(state)
+        for schema in LISTS:
+            entries = changed[schema.container]
+            if self.inherited == 'replace':
+                named = [entry['key'] for entry in self.edit[schema.container]]
+                for key in [key for key in entries if key not in named]:
+                    del entries[key]
+            for entry in self.edit[schema.container]:
+                self.attempt(self.entry, schema, entries, entry)
+        if self.inherited == 'replace':
+            changed['system'] = {'contact': None, 'location': None, 'ntp-enabled': 'false'}
+        changed['system'].update(self.edit['system'])
+        return changed
 
 
 def apply(state, edit):
-    """What the state becomes; or raises Refused."""
-    changed = copy.deepcopy(state)
-    for schema in LISTS:
-        for entry in edit[schema.container]:
-            apply_entry(schema, changed[schema.container], entry, edit['default'] or 'merge')
-    changed['system'].update(edit['system'])
-    return changed
+    """What the state becomes, and the tags of the errors."""
+    run = Edit(edit)
+    changed = run.run(state)
+    if run.errors and edit['on-error'] != 'continue':
+        return state, run.errors[:1]
+    return changed, run.errors
 
 
-def is_accepted(state):
-    """True if the application takes it."""
-    return REFUSED_PREFIX not in state['routes']
+def served(state):
+    """As the application shows it: an absent text is an empty one."""
+    shown = copy.deepcopy(state)
+    for entry in [shown['system'], *shown['vlans'].values(), *shown['routes'].values()]:
+        for name, value in entry.items():
+            entry[name] = '' if value is None else value
+    return shown
+
+
+def is_accepted(state, wanted):
+    """True if the application takes the change."""
+    new = wanted['routes']
+    return REFUSED_PREFIX not in new and not any(
+        new[prefix]['next-hop'] is None and entry['next-hop']
+        for prefix, entry in state['routes'].items() if prefix in new)
 
 
 # ---- The device ----
@@ -179,18 +229,17 @@ def read(session, source='running'):
     root = ElementTree.fromstring(answer)
     for schema in LISTS:
         for element in root.iter(tag(schema.entry)):
-            entry = {name: element.findtext(tag(name)) for name in schema.leaves}
+            entry = {name: element.findtext(tag(name)) or '' for name in schema.leaves}
             if schema.leaf_list:
                 entry[schema.leaf_list] = {port.text for port in element.iter(tag(schema.leaf_list))}
             state[schema.container][element.findtext(tag(schema.key))] = entry
     for element in root.iter(tag('system')):
-        state['system'] = {name: element.findtext(tag(name)) for name in SYSTEM}
+        state['system'] = {name: element.findtext(tag(name)) or '' for name in SYSTEM}
     return state
 
 
-def error_of(answer):
-    tags = re.findall(rb'<error-tag>(.*?)<', answer)
-    return tags[0].decode() if tags else None
+def errors_of(answer):
+    return [tag.decode() for tag in re.findall(rb'<error-tag>(.*?)<', answer)]
 
 
 def check(condition, *what):
@@ -198,44 +247,77 @@ def check(condition, *what):
         raise SystemExit('random_edit_test: ' + '\n  '.join(str(part) for part in what))
 
 
-def run(device, requests, seed):
-    chance = random.Random(seed)
-    session = device.server.session()
-    system = f'<get><filter type="subtree"><system xmlns="{VLAN_NS}"/></filter></get>'
-    check(wait_until(lambda: b'<location' in session.call(system)), 'no application')
-    clear = ''.join(f'<{schema.container} xmlns="{VLAN_NS}" nc:operation="remove"/>'
-                    for schema in LISTS)
-    session.call(f'<edit-config xmlns:nc="{BASE}"><target><running/></target><config>{clear}<system '
-                 f'xmlns="{VLAN_NS}"><location>here</location></system></config></edit-config>')
-    state, refused = empty(), 0
-    check(read(session) == state, 'the device is not empty', read(session))
-    for number in range(requests):
-        edit, target = random_edit(chance), chance.choice(['running', 'candidate'])
-        request = edit_xml(edit, target)
-        where = f'request {number} of seed {seed}: {request}'
+class Run:
+    """Requests to a device, each beside the model."""
 
-        def ask(operation, error):
-            answer = session.call(operation)
-            check(error_of(answer) == error, where, f'{operation} expected {error}', answer)
+    def __init__(self, device, seed):
+        self.chance, self.seed = random.Random(seed), seed
+        self.session = device.server.session()
+        self.state, self.candidate = empty(), None
+        self.number = self.refused = 0
+        system = f'<get><filter type="subtree"><system xmlns="{VLAN_NS}"/></filter></get>'
+        check(wait_until(lambda: b'<location' in self.session.call(system)), 'no application')
+        clear = ''.join(f'<{schema.container} xmlns="{VLAN_NS}" nc:operation="remove"/>'
+                        for schema in LISTS)
+        self.session.call(f'<edit-config xmlns:nc="{BASE}"><target><running/></target><config>{clear}'
+                          f'<system xmlns="{VLAN_NS}"><location>here</location></system></config>'
+                          '</edit-config>')
+        check(read(self.session) == self.state, 'the device is not empty', read(self.session))
 
-        try:
-            wanted, error = apply(state, edit), None
-        except Refused as refusal:
-            wanted, error = state, str(refusal)
-        late = None if is_accepted(wanted) else 'operation-failed'
-        if target == 'candidate':
-            ask(request, error)
-            check(read(session) == state, where, 'running changed before the commit')
-            ask('<commit/>', late)
-            ask('<discard-changes/>', None)
+    def ask(self, operation, errors):
+        where = f'request {self.number} of seed {self.seed}: {operation}'
+        answer = self.session.call(operation)
+        check(errors_of(answer) == errors, where, f'expected {errors}', answer)
+        self.refused += bool(errors)
+        for source, state in (('running', self.state), ('candidate', self.candidate)):
+            expected = served(state or self.state)
+            found = read(self.session, source)
+            check(found == expected, where, source, f'expected {expected}', f'found    {found}')
+
+    def edit_running(self):
+        edit = random_edit(self.chance)
+        wanted, errors = apply(self.state, edit)
+        if not is_accepted(self.state, wanted):
+            errors = errors + ['operation-failed']
+            if edit['on-error'] == 'continue':
+                del wanted['routes'][REFUSED_PREFIX]
+            else:
+                wanted = self.state
+        self.state = served(wanted)
+        self.ask(edit_xml(edit, 'running'), errors)
+
+    def edit_candidate(self):
+        edit = random_edit(self.chance)
+        wanted, errors = apply(self.candidate or self.state, edit)
+        if not errors or edit['on-error'] == 'continue':
+            self.candidate = wanted
+        self.ask(edit_xml(edit, 'candidate'), errors)
+
+    def commit(self):
+        wanted, errors = self.candidate or self.state, []
+        if is_accepted(self.state, wanted):
+            self.state, self.candidate = served(wanted), None
         else:
-            ask(request, error or late)
-        refused += bool(error or late)
-        state = state if late else wanted
-        found = read(session)
-        check(found == state, where, f'expected {state}', f'found    {found}')
-    session.close()
-    print(f'random_edit_test: {requests} edits, {refused} of them refused, no difference (seed {seed})')
+            errors = ['operation-failed']
+        self.ask('<commit/>', errors)
+
+    def discard(self):
+        self.candidate = None
+        self.ask('<discard-changes/>', [])
+
+    def step(self):
+        steps = [self.edit_running] * 4 + [self.edit_candidate] * 4 + [self.commit] * 2 + [self.discard]
+        self.number += 1
+        self.chance.choice(steps)()
+
+
+def run(device, requests, seed):
+    requests_run = Run(device, seed)
+    for _ in range(requests):
+        requests_run.step()
+    requests_run.session.close()
+    print(f'random_edit_test: {requests} requests, {requests_run.refused} of them refused, no difference '
+          f'(seed {seed})')
 
 
 def main():

@@ -68,6 +68,22 @@ TEST_F(CandidateTest, CopyIntoRunningLeavesNoCandidateBehind) {
   EXPECT_THAT(first_->values(), ElementsAre(Pair("till.owner", "bob")));
 }
 
+TEST_F(CandidateTest, DefaultThatIsReportedCanBeDeletedAndNotCreated) {
+  auto third =
+      NewStore("third", {{"shelf.item.{i}.name", NC_DM_FLAG_KEY}, {"shelf.item.{i}.colour", 0}});
+  const std::string begin = "<shelf xmlns=\"urn:shop\"><item><name>cup</name>";
+  const std::string end = "</item></shelf>";
+  Done(EditConfig(begin + end, "", kCandidate));
+  EXPECT_THAT(Candidate(), HasSubstr("<colour>red</colour>"));
+  Done(EditConfig(begin + "<colour nc:operation=\"delete\"/>" + end, "", kCandidate));
+  EXPECT_THAT(Refused(EditConfig(begin + "<colour nc:operation=\"create\">red</colour>" + end, "",
+                                 kCandidate)),
+              ElementsAre("data-exists"));
+  Done("<commit/>");
+  EXPECT_THAT(third->Changes(), IsEmpty());  // the list is the second one's
+  EXPECT_THAT(second_->Changes(), ElementsAre("3 key1 shelf.item.name=cup", "commit"));
+}
+
 TEST_F(CandidateTest, ConfirmedCommitIsTakenBackAtTheAgentThatChanged) {
   Done(EditConfig(Owner("bob"), "", kCandidate));
   Done("<commit><confirmed/></commit>");
