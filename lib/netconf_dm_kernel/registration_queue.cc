@@ -3,8 +3,10 @@
 #include "netconf_dm_kernel/registration_queue.h"
 
 #include <sched.h>
+#include <time.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -30,9 +32,20 @@ constinit list_head g_kept = {&g_kept, &g_kept};
 // at once gets it before those who wait have woken up.
 std::atomic<int> g_waiting_producers = 0;
 
-// How often the registration task offers the queue before it goes on: a thread that registers
-// without pause must not stop it.
+// How often the registration task offers the queue before it goes on, and how long it then keeps
+// it: a thread that registers without pause, and looks through all that is queued each time, must
+// neither stop the task nor make it much longer.
 constexpr int kOffers = 100;
+constexpr int64_t kNsBetweenOffers = 1000000;
+
+// When the task may offer the queue again; 0 when a run begins.
+int64_t g_next_offer = 0;
+
+int64_t NowNs() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
 
 using Record = nc_dm_stub_reg_t;
 
@@ -45,11 +58,15 @@ bool IsSameAttribute(const Record& record, const nc_dm_yang_attr_t& attribute) {
          own->module_name != nullptr && strcmp(own->module_name, attribute.module_name) == 0;
 }
 
-// The record of an attribute that waits already, or null.
+// The record of an attribute that waits already, or null. It is looked for from the end of the
+// queue on: an attribute that a thread sets over and over was queued a moment ago, and what is
+// queued before it may be long.
 Record* FindWaiting(const nc_dm_yang_attr_t& attribute) {
-  for (list_head* list : nc::QueuedLists()) {
-    for (auto& record : nc::Records<Record>(list)) {
-      if (IsSameAttribute(record, attribute)) return &record;
+  const auto lists = nc::QueuedLists();
+  for (auto list = lists.rbegin(); list != lists.rend(); ++list) {
+    for (list_head* link = (*list)->prev; link != *list; link = link->prev) {
+      auto* record = nc::RecordOf<Record, &Record::list>(link);
+      if (IsSameAttribute(*record, attribute)) return record;
     }
   }
   return nullptr;
@@ -149,6 +166,7 @@ std::array<list_head*, 3> QueuedLists() {
 QueueRun::QueueRun() {
   pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
   MoveAll(&g_nc_dm_reg_list.reg_list, &g_in_hand);
+  g_next_offer = 0;
 }
 
 QueueRun::~QueueRun() {
@@ -168,10 +186,11 @@ PendingPtr QueueRun::Next() {
 void QueueRun::Keep(PendingPtr record) { PushBack(&g_kept, &record.release()->list); }
 
 void QueueRun::LetProducersIn() {
-  if (g_waiting_producers.load(std::memory_order_relaxed) == 0) return;
+  if (g_waiting_producers.load(std::memory_order_relaxed) == 0 || NowNs() < g_next_offer) return;
   pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
   for (int offer = 0; offer < kOffers && g_waiting_producers.load() > 0; ++offer) sched_yield();
   pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  g_next_offer = NowNs() + kNsBetweenOffers;
 }
 
 int CheckYangAttr(const nc_dm_yang_attr_t* yang) {

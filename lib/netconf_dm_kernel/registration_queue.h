@@ -72,8 +72,8 @@ class [[nodiscard]] QueueRun {
   // Puts the record that Next gave back into its place, for a later run.
   void Keep(PendingPtr record);
 
-  // Lets the producers that wait append, and comes back. A run may send thousands of messages, and
-  // a thread that registers meanwhile must not wait for its end.
+  // Lets the producers that wait append, and comes back, once a millisecond. A run may send
+  // thousands of messages, and a thread that registers meanwhile must not wait for its end.
   void LetProducersIn();
 };
 

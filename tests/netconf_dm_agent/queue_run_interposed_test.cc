@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <sys/syscall.h>
+#include <time.h>
 
 #include <atomic>
 #include <thread>
@@ -21,6 +22,13 @@ std::atomic<bool> g_producer_is_done = false;
 void (*g_at_first_send)() = nullptr;
 int g_sends = 0;
 int g_sends_with_queue = 0;
+int g_offers = 0;                // of the queue, by the runner
+std::atomic<int> g_waiting = 0;  // producers that want the queue
+
+// While it is not 0 the time that the runner is told, and each message takes 20 microseconds, in
+// which a producer comes.
+long g_now_ns = 0;
+constexpr long kMessageNs = 20000;
 
 }  // namespace
 
@@ -43,7 +51,11 @@ extern "C" {
 __attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static auto* const next = Next<int(pthread_mutex_t*)>("pthread_mutex_lock");
   if (t_is_producer && IsQueue(mutex)) g_producer_waits = true;
-  return next(mutex);
+  const int wants = IsQueue(mutex) && std::this_thread::get_id() != g_runner ? 1 : 0;
+  g_waiting += wants;
+  const int result = next(mutex);
+  g_waiting -= wants;
+  return result;
 }
 
 // A run that lets go of the queue while a producer waits sees it served: how soon the kernel wakes
@@ -51,10 +63,18 @@ __attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* m
 __attribute__((visibility("default"))) int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
   static auto* const next = Next<int(pthread_mutex_t*)>("pthread_mutex_unlock");
   const int result = next(mutex);
+  if (IsQueue(mutex) && std::this_thread::get_id() == g_runner) ++g_offers;
   if (IsQueue(mutex) && g_producer_waits && std::this_thread::get_id() == g_runner) {
     while (!g_producer_is_done) std::this_thread::yield();
   }
   return result;
+}
+
+__attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  static auto* const next = Next<int(clockid_t, timespec*)>("clock_gettime");
+  if (g_now_ns == 0 || std::this_thread::get_id() != g_runner) return next(clock, now);
+  *now = {0, g_now_ns};
+  return 0;
 }
 
 }  // extern "C"
@@ -72,6 +92,10 @@ __attribute__((visibility("default"))) ssize_t send(int fd, const void* data, si
     ++g_sends_with_queue;
   }
   if (auto* const action = std::exchange(g_at_first_send, nullptr)) action();
+  if (g_now_ns != 0) {
+    g_now_ns += kMessageNs;
+    while (g_waiting == 0) std::this_thread::yield();
+  }
   return syscall(SYS_sendto, fd, data, size, flags, nullptr, 0);
 }
 
@@ -101,6 +125,7 @@ class QueueRunTest : public AgentTest {
     g_producer_is_done = false;
     g_sends = 0;
     g_sends_with_queue = 0;
+    g_offers = 0;
   }
   void TearDown() override {
     g_at_first_send = nullptr;
@@ -142,6 +167,27 @@ TEST_F(QueueRunTest, AProducerGetsTheQueueBetweenTwoMessages) {
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   EXPECT_EQ(NextPath(), "late");
   EXPECT_EQ(PendingRecords(), 0u);
+}
+
+// It waits for the queue all the time. A run that let it in behind each message would last as long
+// as what the thread does.
+TEST_F(QueueRunTest, AThreadThatRegistersWithoutPauseGetsTheQueueOnceAMillisecond) {
+  constexpr int kMessages = 2000;
+  const DebugMask silent(0);
+  for (int i = 0; i < kMessages; ++i) ASSERT_EQ(QueuePath("a.b"), 0);
+  std::atomic<bool> stop = false;
+  std::thread producer([&stop] {
+    while (!stop) EXPECT_EQ(nc_dm_agent_yang_attr_reg("m", NC_DM_YANG_ATTR_REVISION, "1"), 0);
+  });
+  g_offers = 0;
+  g_now_ns = kMessageNs;
+  EXPECT_EQ(Run(), 0);
+  const long time_ns = g_now_ns;
+  g_now_ns = 0;
+  stop = true;
+  producer.join();
+  EXPECT_GT(g_sends, 50);
+  EXPECT_LE(g_offers, time_ns / 1000000 + 2) << "and once when it ends";
 }
 
 TEST_F(QueueRunTest, WhatARunLeavesStandsInFrontOfWhatCameMeanwhile) {
