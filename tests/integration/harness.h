@@ -45,6 +45,8 @@ class Agent {
   void set_before_turn(std::function<void()> action) { before_turn_ = std::move(action); }
   // Has the library's timers, which take a second each, run out at once.
   void SkipTime();
+  // The same for the second after which it looks whether a server takes what is sent.
+  void SkipWatch() { RunOut(&g_nc_dm_agent_manage.tt_watch); }
   zu_thread_master* master() { return master_; }
 
  private:

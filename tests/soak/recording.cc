@@ -22,9 +22,8 @@ double Seconds(SoakClock::duration duration) {
 
 }  // namespace
 
-Recording::Recording(std::size_t samples) {
+Recording::Recording(std::size_t samples, const std::string& path) {
   samples_.reserve(samples);
-  const std::string path = SampleFile();
   if (path.empty()) return;
   file_.reset(fopen(path.c_str(), "we"));
   if (file_ == nullptr) throw std::runtime_error("cannot write " + path);

@@ -23,8 +23,9 @@ inline constexpr std::array<const char*, 6> kKindNames = {"entry", "subtree",  "
 
 class Recording {
  public:
-  // Room for so many samples is made at once, so that a sample costs no memory.
-  explicit Recording(std::size_t samples);
+  // Room for so many samples is made at once, so that a sample costs no memory. They are written
+  // to `path` as well, unless that is empty.
+  explicit Recording(std::size_t samples, const std::string& path = SampleFile());
 
   void Add(Kind kind, std::chrono::nanoseconds duration);
   void Sample();

@@ -1,26 +1,25 @@
 #include "task_times.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <utility>
 
 #include "netconf_dm_kernel.h"
+#include "sched_times.h"
 
 namespace ncdm_test {
 namespace {
 
-constexpr std::array<zu_thread * nc_dm_thread_manage_t::*, 6> kHandles = {
-    &nc_dm_thread_manage_t::tt_reconnect, &nc_dm_thread_manage_t::tt_read,
-    &nc_dm_thread_manage_t::tt_fltrsp,    &nc_dm_thread_manage_t::tt_idrsp,
-    &nc_dm_thread_manage_t::tt_reg,       &nc_dm_thread_manage_t::tt_unreg_client};
-constexpr std::array<const char*, 6> kNames = {"reconnect", "read",     "filter answer",
-                                               "id answer", "register", "unregister client"};
+// In the order of LoopTask.
+constexpr std::array<zu_thread * nc_dm_thread_manage_t::*, kLoopTasks> kHandles = {
+    &nc_dm_thread_manage_t::tt_connect,      &nc_dm_thread_manage_t::tt_reconnect,
+    &nc_dm_thread_manage_t::tt_read,         &nc_dm_thread_manage_t::tt_fltrsp,
+    &nc_dm_thread_manage_t::tt_idrsp,        &nc_dm_thread_manage_t::tt_reg,
+    &nc_dm_thread_manage_t::tt_unreg_client, &nc_dm_thread_manage_t::tt_watch};
+constexpr std::array<const char*, kLoopTasks> kNames = {
+    "connect",  "reconnect",         "read", "filter answer", "id answer",
+    "register", "unregister client", "watch"};
 
 std::int64_t Now(clockid_t clock) {
   timespec now = {};
@@ -28,47 +27,31 @@ std::int64_t Now(clockid_t clock) {
   return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
 }
 
-// What this thread has waited for a core so far, in nanoseconds; 0 where the kernel does not say.
-class RunDelay {
- public:
-  RunDelay() : fd_(open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC)) {}
-  ~RunDelay() {
-    if (fd_ >= 0) close(fd_);
-  }
-  RunDelay(const RunDelay&) = delete;
-  RunDelay& operator=(const RunDelay&) = delete;
-
-  std::int64_t Get() const {
-    char text[96] = {};
-    if (fd_ < 0 || pread(fd_, text, sizeof(text) - 1, 0) <= 0) return 0;
-    const char* second = std::strchr(text, ' ');
-    return second == nullptr ? 0 : std::strtoll(second, nullptr, 10);
-  }
-
- private:
-  int fd_;
-};
-
 // C functions carry no context.
 struct Measuring {
-  std::array<TaskTime, kHandles.size()>* times;
-  std::array<zu_thread_func, kHandles.size()> functions{};
-  RunDelay delay;
+  std::array<TaskTime, kLoopTasks>* times;
+  TaskObserver* observer;
+  std::array<zu_thread_func, kLoopTasks> functions{};
+  SchedTimes thread{};
 };
 Measuring* g_measuring = nullptr;
 
 template <std::size_t kKind>
 int Measured(zu_thread* task) {
-  const std::int64_t delay = g_measuring->delay.Get();
+  constexpr auto kTask = static_cast<LoopTask>(kKind);
+  TaskObserver* const observer = g_measuring->observer;
+  if (observer != nullptr) observer->Before(kTask);
+  const std::int64_t delay = g_measuring->thread.Waiting();
   const std::int64_t cpu = Now(CLOCK_THREAD_CPUTIME_ID);
   const std::int64_t start = Now(CLOCK_MONOTONIC);
   const int result = g_measuring->functions[kKind](task);
-  const std::int64_t wall = Now(CLOCK_MONOTONIC) - start;
-  TaskTime& time = (*g_measuring->times)[kKind];
-  ++time.count;
-  time.cpu = std::max(time.cpu, Now(CLOCK_THREAD_CPUTIME_ID) - cpu);
-  time.wall = std::max(time.wall, wall);
-  time.held = std::max(time.held, wall - (g_measuring->delay.Get() - delay));
+  TaskTime one;
+  one.count = 1;
+  one.wall = Now(CLOCK_MONOTONIC) - start;
+  one.cpu = Now(CLOCK_THREAD_CPUTIME_ID) - cpu;
+  one.held = one.wall - (g_measuring->thread.Waiting() - delay);
+  (*g_measuring->times)[kKind].Merge(one);
+  if (observer != nullptr) observer->After(kTask, one);
   return result;
 }
 
@@ -77,21 +60,27 @@ constexpr std::array<zu_thread_func, sizeof...(kKind)> AllMeasured(
     std::index_sequence<kKind...> /*kinds*/) {
   return {Measured<kKind>...};
 }
-constexpr auto kMeasured = AllMeasured(std::make_index_sequence<kHandles.size()>());
+constexpr auto kMeasured = AllMeasured(std::make_index_sequence<kLoopTasks>());
 
 double Microseconds(std::int64_t ns) { return static_cast<double>(ns) / 1000; }
 
 }  // namespace
 
-TaskTimes::TaskTimes() {
-  static_assert(kKinds == kHandles.size());
-  g_measuring = new Measuring{&times_, {}, {}};
+const char* LoopTaskName(LoopTask kind) { return kNames.at(static_cast<std::size_t>(kind)); }
+
+void TaskTime::Merge(const TaskTime& other) {
+  count += other.count;
+  wall = std::max(wall, other.wall);
+  held = std::max(held, other.held);
+  cpu = std::max(cpu, other.cpu);
 }
+
+TaskTimes::TaskTimes(TaskObserver* observer) { g_measuring = new Measuring{&times_, observer}; }
 
 TaskTimes::~TaskTimes() { delete std::exchange(g_measuring, nullptr); }
 
 void TaskTimes::Attach() {
-  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+  for (std::size_t kind = 0; kind < kLoopTasks; ++kind) {
     zu_thread* const task = g_nc_dm_agent_manage.*kHandles[kind];
     if (task == nullptr || task->func == kMeasured[kind]) continue;
     g_measuring->functions[kind] = std::exchange(task->func, kMeasured[kind]);
@@ -100,18 +89,13 @@ void TaskTimes::Attach() {
 
 TaskTime TaskTimes::Longest() const {
   TaskTime longest;
-  for (const TaskTime& time : times_) {
-    longest.count += time.count;
-    longest.wall = std::max(longest.wall, time.wall);
-    longest.held = std::max(longest.held, time.held);
-    longest.cpu = std::max(longest.cpu, time.cpu);
-  }
+  for (const TaskTime& time : times_) longest.Merge(time);
   return longest;
 }
 
 std::string TaskTimes::Text() const {
   std::string text;
-  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+  for (std::size_t kind = 0; kind < kLoopTasks; ++kind) {
     const TaskTime& time = times_[kind];
     if (time.count == 0) continue;
     char line[128];
