@@ -70,7 +70,9 @@ def random_entry(schema, chance, default):
     if schema.leaf_list:
         for port in chance.sample(PORTS, chance.randrange(3)):
             below = chance.choice(['create', 'delete', 'remove', 'merge', None, None])
-            content['ports'].append((port, None if operation in ('create', 'replace') else below))
+            # What nested operations mean below these the standard does not say.
+            below = None if (operation or default) in ('create', 'replace') else below
+            content['ports'].append((port, below))
     return content
 
 
