@@ -1,5 +1,7 @@
 #include "server/netconf/ssh_connection.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
@@ -16,6 +18,15 @@ constexpr std::size_t kMaxUserName = 64;
 
 // How often one step looks for packets: each time libssh reads some kilobytes.
 constexpr int kRounds = 16;
+
+// So many rounds are answered while the client reads nothing.
+constexpr unsigned kMaxRoundsUnsent = 256;
+
+// True as well for one that is broken: a step finds that out.
+bool IsWritable(int fd) {
+  pollfd descriptor{fd, POLLOUT, 0};
+  return poll(&descriptor, 1, 0) > 0;
+}
 
 // The name stands in XML and in the log.
 bool IsUserName(std::string_view name) {
@@ -136,7 +147,12 @@ void SshConnection::ExchangeKeys() {
 void SshConnection::HandlePackets() {
   int result = SSH_OK;
   for (int i = 0; i < kRounds && result == SSH_OK; ++i) {
+    // A round reads also where there is only something to write.
+    if (!wants_to_read() && !IsWritable(fd_)) {
+      break;
+    }
     result = ssh_event_dopoll(event_.get(), 0);
+    rounds_unsent_ = HasPendingOutput() ? rounds_unsent_ + 1 : 0;
   }
   is_closed_ = is_closed_ || result == SSH_ERROR || refusals_ > kMaxRefusals;
 }
@@ -192,8 +208,14 @@ void SshConnection::Expire(Clock::time_point now) {
   }
 }
 
+bool SshConnection::HasPendingOutput() const {
+  return (ssh_get_poll_flags(session_.get()) & SSH_WRITE_PENDING) != 0;
+}
+
+bool SshConnection::wants_to_read() const { return rounds_unsent_ < kMaxRoundsUnsent; }
+
 bool SshConnection::wants_to_write() const {
-  return (ssh_get_poll_flags(session_.get()) & SSH_WRITE_PENDING) != 0 ||
+  return HasPendingOutput() ||
          std::ranges::any_of(channels_, [](const auto& channel) { return channel->can_write(); });
 }
 

@@ -51,6 +51,9 @@ class SshConnection {
 
   bool is_closed() const { return is_closed_; }
   bool is_logged_in() const { return !user_.empty(); }
+  // False while too much of what libssh has to say waits for the client to read it: each packet
+  // of a client that reads nothing may ask for another answer.
+  bool wants_to_read() const;
   // True if it waits for its socket to become writable.
   bool wants_to_write() const;
   // When Expire() has something to do, if nothing happens before.
@@ -66,6 +69,7 @@ class SshConnection {
   std::unique_ptr<Session> OpenSession();
   void ExchangeKeys();
   void HandlePackets();
+  bool HasPendingOutput() const;
   bool StepChannels();
   bool HasOpenSession() const;
   void NoteProgress();
@@ -79,6 +83,7 @@ class SshConnection {
   ssh_server_callbacks_struct callbacks_{};
   std::string user_;  // once logged in
   unsigned refusals_ = 0;
+  unsigned rounds_unsent_ = 0;  // of packets, since libssh could last write all that it had
   bool is_closed_ = false;
   std::vector<std::unique_ptr<SshChannel>> channels_;
   bool has_open_session_ = false;                // when last looked at

@@ -147,7 +147,8 @@ void SshServer::Update(Id id, Entry* entry) {
   if (connection.is_logged_in()) {
     strangers_.erase(id);
   }
-  const std::uint32_t events = connection.wants_to_write() ? EPOLLIN | EPOLLOUT : EPOLLIN;
+  const std::uint32_t events =
+      (connection.wants_to_read() ? EPOLLIN : 0U) | (connection.wants_to_write() ? EPOLLOUT : 0U);
   if (events != entry->events) {
     poller_.Change(connection.fd(), events);
     entry->events = events;

@@ -139,6 +139,41 @@ class HostileTest(unittest.TestCase):
         with self.assertRaises(TimeoutError):  # nothing is taken from it any more
             session.channel.sendall(request * 100000)
 
+    def test_client_that_asks_and_never_reads_is_read_no_more(self):
+        connection = socket.socket()
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        connection.connect(('127.0.0.1', self.server.port))
+        transport = self.server.transport(connection=connection)
+        ended = threading.Event()
+        transport.packetizer.read_message = ended.wait  # nothing is read from here on
+        question = paramiko.Message()
+        question.add_byte(bytes([80]))  # a global request that wants an answer
+        question.add_string('keepalive@openssh.com')
+        question.add_boolean(True)
+        sent = [0]
+
+        def flood():
+            try:
+                while not ended.is_set():
+                    transport._send_message(question)
+                    sent[0] += 1
+            except (OSError, EOFError):
+                pass
+
+        def has_stalled():
+            before = sent[0]
+            time.sleep(4)
+            return sent[0] == before
+
+        thread = threading.Thread(target=flood)
+        thread.start()
+        # What both ends' sockets hold is some 100,000 of these; there is no end without a bound.
+        wait_until(lambda: sent[0] > 400000 or has_stalled())
+        ended.set()
+        connection.close()
+        thread.join()
+        self.assertLess(sent[0], 400000)
+
     def test_clients_that_go_in_the_middle_of_an_answer_leave_nothing(self):
         descriptors = self.server.descriptors()
         for i in range(60):

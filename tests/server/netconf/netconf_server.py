@@ -121,9 +121,10 @@ class Server:
                                key_filename=key or self.folder.client_key, hostkey_verify=False,
                                look_for_keys=False, allow_agent=False, timeout=WAIT)
 
-    def transport(self, user='admin', key=None):
+    def transport(self, user='admin', key=None, connection=None):
         """An SSH connection that has logged in."""
-        transport = paramiko.Transport(socket.create_connection(('127.0.0.1', self.port)))
+        transport = paramiko.Transport(connection or
+                                       socket.create_connection(('127.0.0.1', self.port)))
         transport.start_client(timeout=WAIT)
         transport.auth_publickey(
             user, paramiko.Ed25519Key.from_private_key_file(key or self.folder.client_key))
