@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
-"""Writes the measured tables of docs/performance.md anew.
+"""Writes the measured tables of docs/performance.md and README.md anew.
 
-  bench/tables.py FILE [DOCUMENT]
+  bench/tables.py FILE [DOCUMENT...]
 
-FILE is what scripts/bench.sh --json wrote. Each table of DOCUMENT, docs/performance.md unless it is
-given, stands between lines "<!-- table NAME -->" and "<!-- end -->"; a table for which FILE has no
-figures stays as it is.
+FILE is what scripts/bench.sh --json wrote, with or without --peers. Each table of a document stands between
+lines "<!-- table NAME -->" and "<!-- end -->"; a table for which FILE has no figures stays as it is.
 """
 
 import json
@@ -55,6 +54,10 @@ class Figures:
 
 def number(value):
     return f"{value:.0f}" if value >= 100 else f"{value:.3g}"
+
+
+def duration(nanoseconds):
+    return f"{number(nanoseconds)} ns" if nanoseconds < 1000 else f"{number(nanoseconds / 1000)} us"
 
 
 def costs(figures):
@@ -108,6 +111,32 @@ def growth(figures):
     return table(heads, rows) if rows else None
 
 
+PEER_REQUESTS = [
+    ("read-leaf", "read one leaf"),
+    ("write-leaf", "write one leaf"),
+    ("read-list", "read the list, a leaf"),
+]
+
+
+def peers(measured):
+    if measured is None:
+        return None
+    by_key = {(f["request"], f["peer"]): f for f in measured["figures"]}
+    others = [name for name in ("table_tdata", "table_data") if ("read-leaf", name) in by_key]
+    rows = []
+    for request, title in PEER_REQUESTS:
+        library = by_key[request, "library"]
+        cells = [duration(library["ns"]), duration(library["application_ns"])]
+        for name in others:
+            other = by_key[request, name]
+            cells += [f"{number(other[key] / library[key])} times" for key in ("ns", "application_ns")]
+        rows.append([title] + cells)
+    heads = ["request", "this library", "application alone"]
+    for name in others:
+        heads += [f"subagent, `{name}`", "application alone"]
+    return table(heads, rows)
+
+
 def goals(verdicts):
     rows = []
     for v in verdicts:
@@ -120,26 +149,39 @@ def goals(verdicts):
     return table(heads, rows) if rows else None
 
 
-def main():
-    if not 2 <= len(sys.argv) <= 3:
-        sys.exit(__doc__)
-    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
-    path = sys.argv[2] if len(sys.argv) == 3 else os.path.join(root, "docs", "performance.md")
-    with open(sys.argv[1]) as file:
-        measured = json.load(file)
-    figures = Figures(measured["figures"])
-    tables = {"costs": costs(figures), "growth": growth(figures), "goals": goals(measured["goals"])}
+def write_tables(path, tables):
+    """The names of the tables that the document has and that were written."""
     with open(path) as file:
         text = file.read()
+    written = set()
     for name, content in tables.items():
-        if content is None:
-            continue
         pattern = rf"(<!-- table {name} -->\n).*?(<!-- end -->)"
         text, count = re.subn(pattern, lambda m: m[1] + content + m[2], text, flags=re.DOTALL)
-        if count != 1:
-            sys.exit(f"{path} has no table {name}")
+        if count:
+            written.add(name)
     with open(path, "w") as file:
         file.write(text)
+    return written
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
+    paths = sys.argv[2:] or [os.path.join(root, name) for name in ("docs/performance.md", "README.md")]
+    with open(sys.argv[1]) as file:
+        measured = json.load(file)
+    figures = Figures(measured.get("figures", []))
+    tables = {
+        "costs": costs(figures),
+        "growth": growth(figures),
+        "goals": goals(measured.get("goals", [])),
+        "peers": peers(measured.get("peers")),
+    }
+    tables = {name: content for name, content in tables.items() if content is not None}
+    written = set().union(*(write_tables(path, tables) for path in paths))
+    if written != tables.keys():
+        sys.exit(f"no document has a table {', '.join(tables.keys() - written)}")
 
 
 main()

@@ -1,57 +1,66 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks; ends with one line for each goal.
 #   scripts/bench.sh [--quick] [--json FILE] [--plots DIRECTORY] [--only NAME]
+#   scripts/bench.sh --peers [--quick] [--json FILE]
 # --quick  fewer sizes and shorter runs: about a minute instead of ten
-# --json   writes all figures and goals to FILE
+# --json   writes all figures and goals to FILE, from which bench/tables.py writes the documents' tables
 # --plots  draws cost against the number of entries into DIRECTORY, as SVG
 # --only   runs what has NAME in its name: read-leaf, read-list, get-id, entry, subtree, register,
 #          hold, memory, instance, or a function such as BM_ParsePath
+# --peers  measures instead, in turns, the same list served by this library and by AgentX subagents behind an
+#          snmpd that is started for it; two minutes. It installs Debian's snmpd, whose own service it does not use.
 # bench/netconf.py compares ncdm-netconf with the console, once they are built.
-set -euo pipefail
-
-called_from=$PWD
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,9s/^# *//p' scripts/bench.sh; }
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_answer_help "$@"
 
 quick=()
 json=
 plots=
 only=
-absolute() { [[ $1 == /* ]] && echo "$1" || echo "$called_from/$1"; }
+peers=0
 while (($#)); do
   case $1 in
     --quick) quick=(--quick) ;;
-    --json | --plots | --only)
-      if (($# < 2)); then
-        echo "bench: $1 needs a value" >&2
-        exit 2
-      fi
-      case $1 in
-        --json) json=$(absolute "$2") ;;
-        --plots) plots=$(absolute "$2") ;;
-        --only) only=$2 ;;
-      esac
+    --json)
+      json=$(ncdm_value "$@")
+      json=$(ncdm_absolute "$json")
       shift
       ;;
-    -h | --help)
-      usage
-      exit 0
+    --plots)
+      plots=$(ncdm_value "$@")
+      plots=$(ncdm_absolute "$plots")
+      shift
       ;;
-    *)
-      echo "bench: unknown option $1" >&2
-      usage >&2
-      exit 2
+    --only)
+      only=$(ncdm_value "$@")
+      shift
       ;;
+    --peers) peers=1 ;;
+    *) ncdm_bad_usage "unknown option $1" ;;
   esac
   shift
 done
+programs=build/bin/bench
+
+run_peers() {
+  local options=(--entries 10000 --seconds 40)
+  ((${#quick[@]} == 0)) || options=(--entries 1000 --seconds 3)
+  echo "bench: beside AgentX subagents, ${options[1]} entries of 4 leaves"
+  "$programs/peers" "${options[@]}" ${json:+--json "$json"}
+}
+
+if ((peers)); then
+  [[ -z $plots$only ]] || ncdm_bad_usage "--peers takes neither --plots nor --only"
+  ncdm_setup peers
+  cmake --preset default -DNCDM_BENCH=ON -DNCDM_BENCH_PEERS=ON
+  cmake --build --preset default --parallel "$(nproc)" --target bench-peers
+  run_peers
+  exit 0
+fi
 
 ncdm_setup ${plots:+plot}
 cmake --preset default -DNCDM_BENCH=ON
 cmake --build --preset default --parallel "$(nproc)" --target bench
-programs=build/bin/bench
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -2,7 +2,7 @@
 # Installs what building and testing need, where it is missing. Run or source it:
 #   scripts/setup.sh [GROUP...]
 # Groups of further packages: lint, fuzz, coverage, mutate, plot, profile, package, abi, reference,
-# fleet, cross-armhf, cross-aarch64, cross-s390x.
+# fleet, peers, cross-armhf, cross-aarch64, cross-s390x.
 
 # Which packages a group stands for. "a|b" is the first of them that the system offers.
 ncdm_group_packages() {
@@ -21,6 +21,7 @@ ncdm_group_packages() {
     profile) echo valgrind ;;
     package) echo dpkg-dev file lintian mmdebstrap ;;
     abi) echo abigail-tools ;;
+    peers) echo snmpd libsnmp-dev nlohmann-json3-dev ;;
     fleet) echo ansible python3-ncclient openssh-client ;;
     reference) echo doxygen ;;
     cross-armhf) echo g++-arm-linux-gnueabihf qemu-user googletest ;;
