@@ -1,20 +1,24 @@
-# `cmake --install`, in three components: library (the shared libraries), dev (headers, pkg-config file, CMake
-# package, section 3 of the manual) and tools (the programs, section 1). `uninstall` takes it all off again.
+# `cmake --install`, in four components: library (the shared libraries), model (those that generated applications link
+# besides, which need libstdc++ and PCRE2), dev (headers, pkg-config file, CMake package, section 3 of the manual) and
+# tools (the programs, section 1). `uninstall` takes it all off again.
 include(CMakePackageConfigHelpers)
 
-set(libraries netconf_dm_agent zu-thread zu-platform)
+set(component_libraries_library netconf_dm_agent zu-thread zu-platform)
+set(component_libraries_model "")
 if(TARGET ncdm-yang)
-  list(APPEND libraries ncdm-model ncdm-model-pattern)
+  set(component_libraries_model ncdm-model ncdm-model-pattern)
 endif()
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/netconf_dm_agent)
 
-foreach(target IN LISTS libraries)
-  target_include_directories(${target} INTERFACE
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent>)
+foreach(component library model)
+  foreach(target IN LISTS component_libraries_${component})
+    target_include_directories(${target} INTERFACE
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent>)
+    install(TARGETS ${target}
+      EXPORT netconf_dm_agent
+      LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT dev)
+  endforeach()
 endforeach()
-install(TARGETS ${libraries}
-  EXPORT netconf_dm_agent
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev)
 
 install(DIRECTORY include/ platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netconf_dm_agent
@@ -71,7 +75,7 @@ endforeach()
 set(NCDM_SYSTEMD_DIR lib CACHE STRING "Folder of systemd/system and tmpfiles.d, below the prefix")
 if(TARGET ncdm-netconf AND NCDM_SYSTEMD_DIR)
   install(FILES docs/ncdm-netconf.service DESTINATION ${NCDM_SYSTEMD_DIR}/systemd/system COMPONENT tools)
-  install(FILES cmake/ncdm-netconf.conf DESTINATION ${NCDM_SYSTEMD_DIR}/tmpfiles.d COMPONENT tools)
+  install(FILES packaging/ncdm-netconf.conf DESTINATION ${NCDM_SYSTEMD_DIR}/tmpfiles.d COMPONENT tools)
 endif()
 
 configure_file(cmake/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)

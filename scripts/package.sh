@@ -1,14 +1,11 @@
 #!/usr/bin/env bash
 # Builds the Debian packages twice, compares the builds, and tries the packages in a clean Debian.
 #   scripts/package.sh [--no-root] [--out DIR] [-DNAME=VALUE...]
-# --no-root leaves the clean Debian out, which needs a mirror; --out keeps the packages in DIR (default: build-package/out);
-# options with -D go to CMake.
-set -euo pipefail
-
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,5s/^# *//p' scripts/package.sh; }
+# --no-root leaves the clean Debian out, which needs a mirror and root; --out keeps the packages in DIR (default:
+# build-package/out); options with -D go to CMake. NCDM_APT_OPTIONS are further options of mmdebstrap, such as
+# --aptopt='Acquire::http::Proxy "http://proxy:3128"'.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_answer_help "$@"
 
 try_root=1
 options=()
@@ -17,19 +14,12 @@ while (($#)); do
   case $1 in
     --no-root) try_root=0 ;;
     --out)
-      out=$(realpath -m "${2:?package: --out needs a value}")
+      out=$(ncdm_value "$@")
+      out=$(ncdm_absolute "$out")
       shift
       ;;
     -D*) options+=("$1") ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      echo "package: unknown option $1" >&2
-      usage >&2
-      exit 2
-      ;;
+    *) ncdm_bad_usage "unknown option $1" ;;
   esac
   shift
 done
@@ -39,8 +29,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || date +%s)
-# A cache could hand one build the other's objects.
-export SOURCE_DATE_EPOCH CCACHE_DISABLE=1
+export SOURCE_DATE_EPOCH
 
 # package_in BUILD_DIR: configures, builds and packs there.
 package_in() {
@@ -53,27 +42,39 @@ package_in() {
   (umask 022 && cd "$1" && cpack -G DEB -B "$1/out")
 }
 
-# Every file of every package in DIR, with its digest.
-contents() {
-  local package folder=$work/contents
-  rm -rf "$folder"
+digests() { (cd "$1" && sha256sum ./*.deb); }
+
+# What differs in a package of which two builds differ.
+show_difference() {
+  local package build
   for package in "$1"/*.deb; do
-    mkdir -p "$folder"
-    dpkg-deb -x "$package" "$folder"
+    cmp -s "$package" "$2/${package##*/}" && continue
+    for build in "$1" "$2"; do
+      rm -rf "$work/unpacked"
+      dpkg-deb -R "$build/${package##*/}" "$work/unpacked"
+      (cd "$work/unpacked" && find . -type f -print0 | sort -z | xargs -0 sha256sum && find . -printf '%p %m %u %T@\n' | sort) \
+        >"$work/$(basename "$(dirname "$build")").list"
+    done
+    diff "$work/$(basename "$(dirname "$1")").list" "$work/$(basename "$(dirname "$2")").list" >&2 || true
   done
-  (cd "$folder" && find . -type f -print0 | sort -z | xargs -0 sha256sum)
 }
 
 echo "package: building"
 package_in "$PWD/build-package"
 echo "package: building again, in another folder"
-package_in "$work/again"
+# Without the cache, which would hand it the first one's objects.
+CCACHE_DISABLE=1 package_in "$work/again"
 echo "package: comparing the builds"
-contents "$PWD/build-package/out" >"$work/first"
-contents "$work/again/out" >"$work/second"
-diff "$work/first" "$work/second"
-echo "package: $(wc -l <"$work/first") files, the same bytes in both builds"
+digests "$PWD/build-package/out" >"$work/first"
+digests "$work/again/out" >"$work/second"
+diff "$work/first" "$work/second" || {
+  show_difference "$PWD/build-package/out" "$work/again/out"
+  echo "package: two builds give different packages" >&2
+  exit 1
+}
+echo "package: $(wc -l <"$work/first") packages, the same bytes from both builds"
 [[ $out == "$PWD/build-package/out" ]] || { mkdir -p "$out" && cp "$PWD"/build-package/out/*.deb "$out"; }
+(cd "$out" && du -b ./*.deb)
 
 echo "package: lintian"
 lintian --fail-on error --tag-display-limit 0 "$out"/*.deb
@@ -82,22 +83,36 @@ lintian --fail-on error --tag-display-limit 0 "$out"/*.deb
 echo "package: a clean Debian"
 root=$work/root
 suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
-mirror=$(sed -n 's/^URIs: *//p;s/^deb \(\[[^]]*\] \)\?\([^ ]*\).*/\2/p' /etc/apt/sources.list \
-  /etc/apt/sources.list.d/* 2>/dev/null | head -n 1)
-mmdebstrap --variant=minbase --mode=root --include=gcc,g++,cmake,make,pkg-config,adduser \
-  ${NCDM_APT_OPTIONS:-} "$suite" "$root" "$mirror"
-snapshot() { (cd "$root" && find . -xdev -path ./tmp -prune -o -path ./var -prune -o -print | sort); }
-in_root() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
+mirror=$(apt-get indextargets --format '$(RELEASE) $(REPO_URI)' 'Created-By: Packages' |
+  awk -v suite="$suite" '$1 == suite && !uri {uri = $2} END {print uri}')
+# systemd for systemd-tmpfiles and for what it says of the unit; it does not run.
+eval "apt_options=(${NCDM_APT_OPTIONS:-})"
+mmdebstrap --variant=minbase --mode=root "${apt_options[@]}" \
+  --include=adduser,systemd,gcc,g++,cmake,make,pkg-config,openssh-client "$suite" "$root" "$mirror"
+# With a /proc of its own, which goes with the last process.
+in_root() {
+  unshare --mount --pid --fork -- sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$root" \
+    /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root DEBIAN_FRONTEND=noninteractive "$@"
+}
+# All there is, but for what dpkg, apt, adduser and systemd keep for themselves; and who there is.
+snapshot() {
+  (cd "$root" && find . -xdev \( -path ./tmp -o -path ./run/adduser -o -path ./run/systemd -o -path ./var/lib/dpkg -o -path ./var/lib/apt -o -path ./var/cache \
+    -o -path ./var/log -o -path ./etc/ld.so.cache -o -path ./etc/resolv.conf \) -prune -o -print | sort &&
+    cut -d: -f1 etc/passwd etc/group)
+}
+cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
+in_root apt-get update -qq
 
 snapshot >"$work/before"
 mkdir "$root/tmp/packages"
 cp "$out"/*.deb "$root/tmp/packages"
-cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 cp scripts/package_try.sh "$root/tmp/"
 in_root bash /tmp/package_try.sh
-in_root apt-get purge -y -qq libnetconf-dm-agent1 libnetconf-dm-agent-dev netconf-dm-agent-tools
+in_root apt-get purge -y -qq $(for package in "$out"/*.deb; do dpkg-deb -f "$package" Package; done)
 in_root apt-get autoremove --purge -y -qq
 snapshot >"$work/after"
-echo "package: what is left after the removal"
-diff <(grep -v '^./etc/ld.so.cache$\|^./etc/resolv.conf$' "$work/before") \
-  <(grep -v '^./etc/ld.so.cache$\|^./etc/resolv.conf$' "$work/after") && echo "package: nothing"
+diff "$work/before" "$work/after" || {
+  echo "package: something is left after the removal" >&2
+  exit 1
+}
+echo "package: nothing is left after the removal"

@@ -13,7 +13,7 @@ fail() {
 }
 
 # A build that was configured for one prefix, installed to another.
-for component in library dev; do
+for component in library model dev; do
   cmake --install "$build" --prefix "$work/usr" --component "$component" >"$work/install.log"
 done
 pc=$(find "$work/usr" -name netconf_dm_agent.pc)
@@ -72,7 +72,8 @@ for program in "$work/by-pkg-config" "$work/by-pkg-config-cxx" "$work/package/bu
   ((status == 130)) || fail "$program ended with $status"
 done
 
-cmake "-DMANIFESTS=$build/install_manifest_library.txt;$build/install_manifest_dev.txt" -P "$build/uninstall.cmake" \
+manifests=$(printf ';%s' "$build"/install_manifest_{library,model,dev}.txt)
+cmake "-DMANIFESTS=${manifests#;}" -P "$build/uninstall.cmake" \
   >"$work/uninstall.log"
 left=$(find "$work/usr" -type f -o -type l -o -type d -name netconf_dm_agent)
 [[ -z $left ]] || fail "left after the removal: $left"

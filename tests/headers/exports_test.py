@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""The shared library as others meet it: what it exports, what it loads, how large it is.
+"""The shared libraries as others meet them: what they export, what the agent's loads, how large it is.
 
-    exports_test.py LIBRARY SOURCE_DIR COMPILER [MAX_STRIPPED_BYTES]
+    exports_test.py agent LIBRARY SOURCE_DIR COMPILER [MAX_STRIPPED_BYTES]
+    exports_test.py model LIBRARY,LIBRARY SOURCE_DIR COMPILER
 """
 import os
 import re
@@ -11,19 +12,18 @@ import tempfile
 
 PLATFORM = {"libzu-thread.so.1", "libzu-platform.so.1"}
 LIBC = re.compile(r"libc\.so\.\d+|ld-linux.*|ld64\.so.*")
-VERSION = "NETCONF_DM_AGENT_1"
+VERSIONS = {"agent": "NETCONF_DM_AGENT_1", "model": "NCDM_MODEL_1"}
 
 
 def output(*command, text=None):
     return subprocess.run(command, check=True, capture_output=True, text=True, input=text).stdout
 
 
-def declared(compiler, source):
-    """The names that the five headers mark with NC_DM_API."""
-    headers = sorted(name for name in os.listdir(f"{source}/include") if name.endswith(".h"))
+def declared(compiler, source, headers):
+    """The names that the headers mark with NC_DM_API."""
     text = "".join(f'#include "{name}"\n' for name in headers)
-    code = output(compiler, "-E", "-P", "-xc", f"-I{source}/include", f"-I{source}/platform/include", "-",
-                  text=text)
+    folders = [f"-I{source}/{folder}" for folder in ("include", "platform/include", "yang/runtime")]
+    code = output(compiler, "-E", "-P", "-xc", *folders, "-", text=text)
     names = set()
     for declaration in re.findall(r'__attribute__\(\(visibility\("default"\)\)\)([^;{]*)', code):
         declaration = declaration.split("__attribute__")[0]
@@ -33,15 +33,22 @@ def declared(compiler, source):
     return names
 
 
-def exported(library):
+def declared_by(what, compiler, source):
+    """Those of the agent's five headers, or those that a generated application's header has besides."""
+    agent = sorted(name for name in os.listdir(f"{source}/include") if name.endswith(".h"))
+    names = declared(compiler, source, agent)
+    return names if what == "agent" else declared(compiler, source, ["ncdm_model.h"]) - names
+
+
+def exported(library, expected):
     names = set()
     for line in output("nm", "-D", "--defined-only", library).splitlines():
         name = line.split()[-1]
-        if name == VERSION or name.startswith(VERSION + "@"):
+        if name == expected or name.startswith(expected + "@"):
             continue
         name, _, version = name.partition("@@")
-        if version != VERSION:
-            names.add(f"{name} without the version {VERSION}")
+        if version != expected:
+            names.add(f"{name} without the version {expected}")
         names.add(name)
     return names
 
@@ -60,23 +67,33 @@ def stripped_size(library):
         return os.path.getsize(copy.name)
 
 
-def main():
-    library, source, compiler = sys.argv[1:4]
+def findings_of_release(library, limit):
+    """What is wrong with the agent's library as it is released."""
     findings = []
-    in_headers, in_library = declared(compiler, source), exported(library)
-    if len(in_headers) < 100:
+    others = {name for name in loaded(library) - PLATFORM if not LIBC.fullmatch(name)}
+    findings += [f"loads {name} besides libc and the platform" for name in sorted(others)]
+    if any("stdc++" in name for name in everything_loaded(library)):
+        findings.append("loads libstdc++ by way of the platform")
+    size = stripped_size(library)
+    print(f"{size} bytes stripped, at most {limit}")
+    if size > limit:
+        findings.append(f"{size} bytes stripped, more than {limit}")
+    return findings
+
+
+def main():
+    what, libraries, source, compiler = sys.argv[1:5]
+    libraries = libraries.split(",")
+    findings = []
+    in_headers = declared_by(what, compiler, source)
+    in_libraries = set().union(*(exported(library, VERSIONS[what]) for library in libraries))
+    if len(in_headers) < {"agent": 100, "model": 20}[what]:
         findings.append(f"only {len(in_headers)} declarations found: the search itself is at fault")
-    findings += [f"exported, but in no header: {name}" for name in sorted(in_library - in_headers)]
-    findings += [f"declared, but not exported: {name}" for name in sorted(in_headers - in_library)]
-    if len(sys.argv) > 4:
-        others = {name for name in loaded(library) - PLATFORM if not LIBC.fullmatch(name)}
-        findings += [f"loads {name} besides libc and the platform" for name in sorted(others)]
-        if any("stdc++" in name for name in everything_loaded(library)):
-            findings.append("loads libstdc++ by way of the platform")
-        size, limit = stripped_size(library), int(sys.argv[4])
-        print(f"{len(in_library)} names, {size} bytes stripped, at most {limit}")
-        if size > limit:
-            findings.append(f"{size} bytes stripped, more than {limit}")
+    findings += [f"exported, but in no header: {name}" for name in sorted(in_libraries - in_headers)]
+    findings += [f"declared, but not exported: {name}" for name in sorted(in_headers - in_libraries)]
+    print(f"{len(in_libraries)} names")
+    if len(sys.argv) > 5:
+        findings += findings_of_release(libraries[0], int(sys.argv[5]))
     for finding in findings:
         print(f"exports_test: {finding}", file=sys.stderr)
     return 1 if findings else 0
