@@ -3,38 +3,24 @@
 # all, finds nothing to change the second time, and changes one. Ends with a line of figures.
 #   scripts/fleet.sh N [--bin DIR]
 # --bin takes the programs from DIR (default: build/bin, which is built).
-set -euo pipefail
-
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,5s/^# *//p' scripts/fleet.sh; }
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_answer_help "$@"
 
 bin=build/bin
 count=
 while (($#)); do
   case $1 in
     --bin)
-      bin=${2:?fleet: --bin needs a value}
+      bin=$(ncdm_value "$@")
+      bin=$(ncdm_absolute "$bin")
       shift
       ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *[!0-9]* | '')
-      echo "fleet: unknown option $1" >&2
-      usage >&2
-      exit 2
-      ;;
+    *[!0-9]* | '') ncdm_bad_usage "unknown option $1" ;;
     *) count=$1 ;;
   esac
   shift
 done
-((${count:-0} > 0)) || {
-  usage >&2
-  exit 2
-}
+((${count:-0} > 0)) || ncdm_bad_usage "how many devices?"
 
 ncdm_setup fleet
 if [[ $bin == build/bin ]]; then
