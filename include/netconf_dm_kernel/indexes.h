@@ -39,9 +39,10 @@ typedef struct nc_dm_bin_tree {
   char* name; /* the child name, owned */
   void* data; /* the mode node of that name, nc_dm_agent_node_t, not owned */
 
-  /* Internal; not part of the documented record. An instance of the name is in no index: its id was
-   * taken, or memory was short. Who must not miss one walks. */
-  bool is_incomplete;
+  /* Internal; not part of the documented record. */
+  bool is_incomplete; /* an instance of the name is in no index: its id was taken, or memory was
+                         short; a search that must not miss one walks */
+  bool is_extended;   /* an instance of the name is NC_DM_NODE_ORIGIN_EXTENDED, or was */
 } nc_dm_bin_tree_t;
 
 /* Entry of a bucket's chain. */

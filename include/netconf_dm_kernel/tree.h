@@ -38,7 +38,8 @@ typedef enum nc_dm_node_type NC_DM_AS_INT {
 typedef enum nc_dm_node_origin NC_DM_AS_INT {
   NC_DM_NODE_ORIGIN_APPLICATION = 0, /* the application allocated and linked it */
   NC_DM_NODE_ORIGIN_REGISTERED = 1,  /* a component of a registered path */
-  NC_DM_NODE_ORIGIN_COPIED = 2       /* an instance, or a copy of a schema node in one */
+  NC_DM_NODE_ORIGIN_COPIED = 2,      /* an instance, or a copy of a schema node in one */
+  NC_DM_NODE_ORIGIN_EXTENDED = 3     /* an instance of these below which a path was registered */
 } nc_dm_node_origin_t;
 
 typedef struct nc_dm_agent_node nc_dm_agent_node_t;

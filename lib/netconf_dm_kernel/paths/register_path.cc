@@ -66,6 +66,19 @@ bool HasComponentToCreate(const nc_dm_path_nodes_t& path_nodes) {
          path_nodes.match_cnt >= 1 && path_nodes.match_cnt <= path_nodes.total_node;
 }
 
+// A path that is registered below an entry that was copied stands in that entry alone, and its
+// announcement is found there: registered_paths.cc.
+void MarkExtended(Node* parent) {
+  // What is registered stands below marked entries already.
+  if (parent->origin == NC_DM_NODE_ORIGIN_REGISTERED) return;
+  for (Node* node = parent; node != nullptr; node = node->parent) {
+    if (!nc::IsCopiedInstance(*node)) continue;
+    node->origin = NC_DM_NODE_ORIGIN_EXTENDED;
+    nc_dm_bin_tree_t* instances = nc::FindInstanceTree(node->parent, node->node_name);
+    if (instances != nullptr) instances->is_extended = true;
+  }
+}
+
 }  // namespace
 
 int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm_node,
@@ -86,6 +99,7 @@ int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_node_t** dm
     return -1;
   }
   nc::LinkChild(head, node);
+  if (parent != nullptr) MarkExtended(parent);
   if (parent != nullptr && nc::IsKeyLeaf(*node)) {
     nc::PushBack(&parent->sub_key_lst, &node->key_lst);
   }

@@ -3,8 +3,9 @@
 //
 // The paths are read from the schema nodes. The instances of a list that has a mode node are copies
 // of it and are passed over, so that a reconnection costs the same with ten entries and with a
-// million. An entry registered by its number has no mode node: several of one name may hold the
-// same leaf, and a path that is there already is not taken again.
+// million; but for those below which a path was registered by their numbers. An entry registered by
+// its number has no mode node: several of one name may hold the same leaf, and a path that is there
+// already is not taken again.
 
 #include <algorithm>
 #include <cstdlib>
@@ -102,21 +103,23 @@ class SeenTexts {
   size_t cnt_ = 0;
 };
 
-// True if the instance is a copy of a mode node beside it.
+// True if the instance is a copy of a mode node beside it, and holds no path of its own.
 bool IsCopy(const nc_dm_agent_node_t& instance) {
-  if (!nc::IsCopiedInstance(instance)) return false;
+  if (!nc::IsCopiedInstance(instance) || instance.origin == NC_DM_NODE_ORIGIN_EXTENDED) {
+    return false;
+  }
   const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(instance.parent, instance.node_name);
   return instances != nullptr && instances->data != nullptr;
 }
 
-// The children that give paths of their own, in list order: all but the copies of a mode node.
+// The children that give paths of their own, in list order: all but the plain copies of a mode node.
 template <typename Visit>
 int ForEachOriginal(nc_dm_agent_node_t* parent, Visit visit) {
   size_t left = nc::CountOriginals(parent);
   const char* copied_name = nullptr;  // copies of one list mostly stand behind each other
   for (auto& child : nc::Records<nc_dm_agent_node_t>(&parent->sub_lst)) {
     if (nc::IsInstance(child)) {
-      if (copied_name != nullptr && nc::IsCopiedInstance(child) &&
+      if (copied_name != nullptr && child.origin == NC_DM_NODE_ORIGIN_COPIED &&
           nc::HasName(child, copied_name)) {
         continue;
       }

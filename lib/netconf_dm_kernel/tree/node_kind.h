@@ -16,7 +16,7 @@ inline bool IsInstance(const nc_dm_agent_node_t& node) { return IsInstance(node.
 
 // True if the node was made as a copy of a mode node, not registered by its number.
 inline bool IsCopiedInstance(const nc_dm_agent_node_t& node) {
-  return node.origin == NC_DM_NODE_ORIGIN_COPIED && IsInstance(node);
+  return node.origin >= NC_DM_NODE_ORIGIN_COPIED && IsInstance(node);
 }
 
 // True if the node is the schema of a list or of a leaf-list.

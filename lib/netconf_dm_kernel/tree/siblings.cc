@@ -134,8 +134,10 @@ size_t CountOriginals(const Node* node) {
   size_t originals = 0;
   for (size_t i = 0; i < index->capacity; ++i) {
     const NameSlot& slot = index->slots[i];
-    // Without a mode node the copies are all that tells of the list.
-    if (slot.first != nullptr && slot.tree != nullptr && slot.tree->data == nullptr) {
+    // Without a mode node the copies are all that tells of the list; and some hold paths of their
+    // own.
+    if (slot.first != nullptr && slot.tree != nullptr &&
+        (slot.tree->data == nullptr || slot.tree->is_extended)) {
       return SIZE_MAX;
     }
     originals += slot.originals;

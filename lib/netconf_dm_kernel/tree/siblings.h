@@ -119,7 +119,8 @@ nc_dm_agent_node_t* ModeNodeOf(const nc_dm_bin_tree_t* tree, const nc_dm_agent_n
 // Number of children. Constant time where the list has an index, otherwise a walk.
 size_t CountChildren(const nc_dm_agent_node_t* node);
 
-// Upper bound on the children that are not copies of a mode node; a walk may stop after that many.
+// Upper bound on the children that are not plain copies of a mode node; a walk may stop after that
+// many.
 size_t CountOriginals(const nc_dm_agent_node_t* node);
 
 // True if it is known without a walk that all other children of the mode node's name are copies of

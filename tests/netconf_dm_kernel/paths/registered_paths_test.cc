@@ -121,6 +121,37 @@ TEST_F(RegisteredPathsTest, GivesTheLeavesOfEntriesRegisteredByNumber) {
   EXPECT_THAT(Rebuild(), ElementsAre("a.b.{i}.c 0", "a.x 0", "a.b.{i}.d 0"));
 }
 
+TEST_F(RegisteredPathsTest, GivesAPathThatWasRegisteredBelowACopiedEntry) {
+  Register({"t.l.{i}.a", "t.l.{i}.o.c"});
+  for (const char* entry : {"t.l.1", "t.l.2", "t.l.3"}) AddInstance(entry);
+  Register({"t.l.2.b", "t.x", "t.l.3.o.d"});
+  EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.a 0", "t.l.{i}.o.c 0", "t.l.{i}.b 0",
+                                     "t.l.{i}.o.d 0", "t.x 0"));
+  nc_dm_agent_unreg_nodes(NodeAt("t.l.2"));
+  EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.a 0", "t.l.{i}.o.c 0", "t.l.{i}.o.d 0", "t.x 0"));
+}
+
+TEST_F(RegisteredPathsTest, GivesAPathThatWasRegisteredBelowEntriesInCopiedEntries) {
+  Register({"t.l.{i}.m.{i}.a"});
+  AddInstance("t.l.1");
+  AddInstance("t.l.2");
+  AddInstance("t.l.2.m.5");
+  Register({"t.l.2.m.5.b", "t.l.2.m.6.c", "t.l.2.n.{i}.d"});
+  EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.m.{i}.a 0", "t.l.{i}.m.{i}.b 0", "t.l.{i}.m.{i}.c 0",
+                                     "t.l.{i}.n.{i}.d 0"));
+}
+
+TEST_F(RegisteredPathsTest, GivesAPathThatWasRegisteredBelowOneOfManyCopiedEntries) {
+  Register({"t.l.{i}.a", "t.m.{i}.c"});
+  for (int id = 1; id <= 100; ++id) {
+    AddInstance("t.l." + std::to_string(id));
+    AddInstance("t.m." + std::to_string(id));
+  }
+  Register({"t.l.77.b", "t.x"});
+  for (int id = 101; id <= 200; ++id) AddInstance("t.l." + std::to_string(id));
+  EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.a 0", "t.m.{i}.c 0", "t.l.{i}.b 0", "t.x 0"));
+}
+
 TEST_F(RegisteredPathsTest, GivesEachOfManyPathsOnce) {
   std::vector<std::string> expected;
   for (const int entry : {5, 6}) {
