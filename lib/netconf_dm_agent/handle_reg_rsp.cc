@@ -1,6 +1,7 @@
 // REG_RSP: the server's answer to what the agent announces.
 
 #include "netconf_dm_agent/request_checks.h"
+#include "netconf_dm_kernel/connection.h"
 
 int nc_dm_agent_handle_msg_reg_rsp(int /*fd*/, nc_dm_msg_t* in_msg, nc_dm_fault_t* fault) {
   // The server knows by now that this client has restarted.

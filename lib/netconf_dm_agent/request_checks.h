@@ -2,6 +2,7 @@
 #ifndef NETCONF_DM_AGENT_REQUEST_CHECKS_H_
 #define NETCONF_DM_AGENT_REQUEST_CHECKS_H_
 
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_util/log.h"
 

@@ -4,11 +4,11 @@
 
 #include <sys/time.h>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/context.h"
 
 namespace nc {
 
-// Adds the time of its scope, in seconds, to one of the connection's totals while the timing bit is
+// Adds the time of its scope, in seconds, to one of the context's totals while the timing bit is
 // set.
 class CallTimer {
  public:

@@ -137,7 +137,7 @@ void CommandRun::Execute() {
     NC_DM_LOG_INFO("The node '%s' padb no var flag is set.\n", entry_->node_name);
     return;
   }
-  result_ = nc::Timed(&g_nc_dm_mng_info.exe_time, [&] { return entry_->exe_cmd(padb_.get()); });
+  result_ = nc::Timed(&nc::context.execute_time, [&] { return entry_->exe_cmd(padb_.get()); });
   if (result_ < 0) {
     ExecuteFailed();
     return;
@@ -226,7 +226,7 @@ Outcome CommandRun::NoDelete(const Element& element) {
 }
 
 nc_int64 CommandRun::CallDelete(const Element& element) {
-  return nc::Timed(&g_nc_dm_mng_info.del_time,
+  return nc::Timed(&nc::context.delete_time,
                    [&] { return element.child->delete_(element.ids, element.value); });
 }
 
@@ -236,7 +236,7 @@ Outcome CommandRun::ApplyToContainer(const Element& element) {
   if (nc::ActionOf(element.edit) != nc::EditAction::kDelete) return Outcome::kDone;
 
   NC_DM_LOG_INFO("Begin to delete single object node children.\n");
-  const int failed = nc::Timed(&g_nc_dm_mng_info.del_time, [&] {
+  const int failed = nc::Timed(&nc::context.delete_time, [&] {
     return nc_dm_agent_edit_delall_child(element.child, element.ids, fault_, element.edit.erropt);
   });
   if (failed == 0) return Outcome::kDone;
@@ -281,7 +281,7 @@ Outcome CommandRun::SetLeaf(const Element& element) {
     return Outcome::kDone;
   }
   const int refused =
-      nc::Timed(&g_nc_dm_mng_info.set_time, [&] { return leaf->set(element.ids, element.value); });
+      nc::Timed(&nc::context.set_time, [&] { return leaf->set(element.ids, element.value); });
   if (refused != 0) {
     NC_DM_LOG_ERROR("Failed to set the tmp node '%s' value!\n", leaf->node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);
@@ -331,7 +331,7 @@ Outcome CommandRun::CreateValue(const Element& element) {
     NC_DM_LOG_INFO("The tmp node '%s' create funtion is null.\n", list.node_name);
     return Outcome::kDone;
   }
-  const nc_int64 instid = nc::Timed(&g_nc_dm_mng_info.crt_time,
+  const nc_int64 instid = nc::Timed(&nc::context.create_time,
                                     [&] { return list.create(element.ids, element.value); });
   if (instid < 0) {
     NC_DM_LOG_ERROR("Failed to create the tmp node '%s' value!\n", list.node_name);

@@ -223,7 +223,7 @@ bool Pass::Execute(nc_dm_agent_node_t* entry, nc_int64* result) {
 
 bool Pass::EmptyContainer(nc_dm_agent_node_t* container, nc_int64* result) {
   NC_DM_LOG_INFO("Begin to delete single object node children.\n");
-  *result = nc::Timed(&g_nc_dm_mng_info.del_time, [&] {
+  *result = nc::Timed(&nc::context.delete_time, [&] {
     return nc_dm_agent_edit_delall_child(container, ids_.get(), fault_, first_.erropt);
   });
   if (*result == 0) return true;

@@ -190,7 +190,7 @@ nc_int64 nc_dm_agent_edit_create(nc_dm_agent_node_t* key_parent_mode, nc_dm_stub
   const nc::EditIds ids(*edit);
   ids.get()->src = tmpsrc;
   const nc_int64 instid = nc::Timed(
-      &g_nc_dm_mng_info.crt_time, [&] { return key_parent_mode->create(ids.get(), value.get()); });
+      &nc::context.create_time, [&] { return key_parent_mode->create(ids.get(), value.get()); });
   NC_DM_LOG_INFO("The 'create' return value of node '%s' is %lld.\n", key_parent_mode->node_name,
                  nc::LongLong(instid));
   if (instid <= 0) return instid;
@@ -221,7 +221,7 @@ nc_int64 nc_dm_agent_edit_delete(nc_dm_agent_node_t* key_parent, nc_dm_stub_edit
   }
 
   const nc::EditIds ids(*edit);
-  const nc_int64 result = nc::Timed(&g_nc_dm_mng_info.del_time,
+  const nc_int64 result = nc::Timed(&nc::context.delete_time,
                                     [&] { return key_parent->delete_(ids.get(), value.get()); });
   NC_DM_LOG_INFO("The 'delete' return value of node '%s' is %lld.\n", key_parent->node_name,
                  nc::LongLong(result));

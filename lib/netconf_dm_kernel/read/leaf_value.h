@@ -9,12 +9,6 @@
 
 namespace nc {
 
-// True if the request must not see this leaf: its datastore is SDN and no SDN edit created the
-// leaf.
-inline bool IsForeignToRequest(const nc_dm_agent_node_t& leaf) {
-  return g_nc_dm_mng_info.curr_dstype == NC_DM_DATASTORE_SDN && leaf.src != NC_DM_NODE_SRC_SDN;
-}
-
 class LeafValue {
  public:
   LeafValue() = default;

@@ -85,7 +85,7 @@ int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids
     return -1;
   }
   nc::LeafValue value;
-  const int result = nc::Timed(&g_nc_dm_mng_info.get_time, [&] { return value.Get(*leaf, ids); });
+  const int result = nc::Timed(&nc::context.get_time, [&] { return value.Get(*leaf, ids); });
   if (result != 0) return result;
   if (value.IsTooLong()) return nc::Refuse("The length of dm val is too long.\n");
   const int joined = path.Join();

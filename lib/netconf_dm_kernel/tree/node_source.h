@@ -2,7 +2,7 @@
 #ifndef NETCONF_DM_KERNEL_TREE_NODE_SOURCE_H_
 #define NETCONF_DM_KERNEL_TREE_NODE_SOURCE_H_
 
-#include "netconf_dm_kernel/connection.h"
+#include "netconf_dm_kernel/context.h"
 #include "netconf_dm_kernel/tree.h"
 
 namespace nc {
@@ -57,8 +57,13 @@ inline void StampSource(nc_dm_agent_node_t* node, nc_dm_node_src_t src, Stamper 
 
 // The source that the request being served stamps on what it creates or writes.
 inline nc_dm_node_src_t RequestSource() {
-  return g_nc_dm_mng_info.curr_dstype == NC_DM_DATASTORE_SDN ? NC_DM_NODE_SRC_SDN
-                                                             : NC_DM_NODE_SRC_NONE;
+  return context.datastore == NC_DM_DATASTORE_SDN ? NC_DM_NODE_SRC_SDN : NC_DM_NODE_SRC_NONE;
+}
+
+// True if the request must not see this node: its datastore is SDN and no SDN edit created the
+// node.
+inline bool IsForeignToRequest(const nc_dm_agent_node_t& node) {
+  return RequestSource() == NC_DM_NODE_SRC_SDN && node.src != NC_DM_NODE_SRC_SDN;
 }
 
 }  // namespace nc

@@ -2,19 +2,19 @@
 #ifndef NETCONF_DM_KERNEL_TREE_READY_H_
 #define NETCONF_DM_KERNEL_TREE_READY_H_
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/context.h"
 #include "netconf_dm_util/log.h"
 
 namespace nc {
 
 inline bool IsClientInitialized() {
-  if (g_nc_dm_mng_info.agent_init) return true;
+  if (context.is_client_ready) return true;
   NC_DM_LOG_ERROR("Dm client hasn't bean initialized!\n");
   return false;
 }
 
 inline bool IsTreeInitialized() {
-  if (g_nc_dm_mng_info.agent_tree_init) return true;
+  if (context.is_tree_ready) return true;
   NC_DM_LOG_ERROR("Dm tree hasn't bean initialized!\n");
   return false;
 }

@@ -2,7 +2,8 @@
 
 #include <pthread.h>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/context.h"
+#include "netconf_dm_kernel/tree.h"
 #include "netconf_dm_kernel/tree/sibling_list.h"
 #include "netconf_dm_util/intrusive_list.h"
 
@@ -30,6 +31,6 @@ int nc_dm_agent_init_tree(void) {
   nc::InitList(&g_nc_agent_dm.dm_root);
   nc::InitList(&g_nc_agent_dm.yang_attr_lst);
   if (!MakeRecursiveMutex(&g_nc_agent_dm.dm_mutex, &g_nc_agent_dm.dm_mattr)) return -1;
-  g_nc_dm_mng_info.agent_tree_init = true;
+  nc::context.is_tree_ready = true;
   return 0;
 }
