@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/* ---- Values: read/read_walk ---- */
+/* ---- Values: read/read_leaf, read/read_walk ---- */
 
 /*
  * The path that the walkers are given is a work record: names from the top to the current node and

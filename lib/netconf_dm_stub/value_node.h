@@ -3,10 +3,9 @@
 #define NETCONF_DM_STUB_VALUE_NODE_H_
 
 #include <cstdlib>
-#include <string_view>
+#include <memory>
 
 #include "netconf_dm_kernel/records.h"
-#include "netconf_dm_util/malloc_ptr.h"
 
 namespace nc {
 
@@ -18,10 +17,6 @@ struct FreeValueNode {
   }
 };
 using ValueNodePtr = std::unique_ptr<nc_dm_val_node_t, FreeValueNode>;
-
-// A new element with copies of the texts, in no list yet; null when memory is short. Without a
-// value (null data()) the element has none.
-ValueNodePtr NewValueNode(std::string_view name, std::string_view value);
 
 }  // namespace nc
 

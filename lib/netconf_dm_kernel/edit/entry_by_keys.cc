@@ -1,13 +1,13 @@
 // Keys of an edited list entry, and what they lead to: the list's mode node, the entry's id, the
 // entry.
 
-#include <cstddef>
 #include <cstring>
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/paths/request_path.h"
+#include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -36,19 +36,12 @@ nc_dm_agent_node_t* FindReadableKeyLeaf(const nc_dm_agent_node_t* entry, const c
 
 // The text of the value that the application gives a key leaf, or null.
 nc::MallocPtr<char> ReadKeyLeaf(const nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids) {
-  alignas(std::max_align_t) char value[NC_DM_VALUE_BUF_SIZE] = {};
-  if (leaf->get(ids, value) != 0) {
+  nc::LeafValue value;
+  if (value.Ask(*leaf, ids) != 0) {
     NC_DM_LOG_ERROR("Failed to get value from app, node '%s'!\n", leaf->node_name);
     return nullptr;
   }
-  value[NC_DM_VALUE_BUF_SIZE - 1] = '\0';
-
-  char* text = nullptr;
-  const int result = nc_dm_serialize_val(&text, value, leaf->val_type);
-  nc::MallocPtr<char> owned(text);
-  if (result != 0) return nc::Refuse(nullptr, "Current node value got serialization fail.\n");
-  if (owned == nullptr) NC_DM_LOG_ERROR("Current node serialization value pointer is null.\n");
-  return owned;
+  return value.Serialized(leaf->val_type);
 }
 
 bool HasKeys(nc_dm_agent_node_t* entry, const list_head* keys) {

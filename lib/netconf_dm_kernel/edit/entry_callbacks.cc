@@ -4,7 +4,6 @@
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
-#include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"

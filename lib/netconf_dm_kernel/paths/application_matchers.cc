@@ -1,10 +1,10 @@
 // Matchers for applications, which the library does not call itself: a child by its value, subtrees
 // by a relative path, a descendant by its name.
 
-#include <cstddef>
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/read.h"
+#include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -31,26 +31,20 @@ class ElementId {
   nc_dm_id_array_t* ids_;
 };
 
-int CallGet(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids, char* buffer) {
+int Ask(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids, nc::LeafValue* value) {
   const ElementId element(ids, leaf);
-  return leaf.get(ids, buffer);
+  return value->Ask(leaf, ids);
 }
 
 // Asks the application whether a leaf has a value.
 bool HasValue(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids, const char* value) {
-  // Behind the buffer stands a NUL that no application reaches.
-  alignas(std::max_align_t) char buffer[NC_DM_VALUE_BUF_SIZE + 1] = {};
-  if (CallGet(leaf, ids, buffer) != 0) {
+  nc::LeafValue own;
+  if (Ask(leaf, ids, &own) != 0) {
     NC_DM_LOG_ERROR("Failed to get val from app, node:%s\n", leaf.node_name);
     return false;
   }
-  char* serialized = nullptr;
-  const int result = nc_dm_serialize_val(&serialized, buffer, leaf.val_type);
-  const nc::MallocPtr<char> text(serialized);
-  if (result != 0) return nc::Refuse(false, "Current node value got serialization fail.\n");
-  if (text == nullptr) {
-    return nc::Refuse(false, "Current node serialization value pointer is null.\n");
-  }
+  const nc::MallocPtr<char> text = own.Serialized(leaf.val_type);
+  if (text == nullptr) return false;
   if (strcmp(text.get(), value) == 0) return true;
   NC_DM_LOG_ERROR("Current node value: %s, input value: %s\n", text.get(), value);
   return false;

@@ -8,6 +8,7 @@
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/shortcuts/prefetch.h"
+#include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <string_view>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree.h"
+#include "netconf_dm_util/malloc_ptr.h"
 
 namespace nc {
 
@@ -15,7 +16,10 @@ class LeafValue {
   LeafValue(const LeafValue&) = delete;
   LeafValue& operator=(const LeafValue&) = delete;
 
-  // Calls the leaf's `get` on the cleared buffer. The callback's result; a failure is logged.
+  // Calls the leaf's `get` on the cleared buffer. The callback's result.
+  int Ask(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);
+
+  // The same; a failure is logged.
   int Get(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);
 
   // True if the buffer's text, whatever the leaf's type, is longer than an application may write.
@@ -24,6 +28,10 @@ class LeafValue {
 
   // The value as text; null data() for a type that has no values. Valid until the next read.
   std::string_view Text(nc_dm_val_type_t type);
+
+  // The same as a new text, for who compares it; null for a type that has no values and when memory
+  // is short, which is logged.
+  MallocPtr<char> Serialized(nc_dm_val_type_t type);
 
   // All steps of reading a leaf for itself. Null data() on failure, which is logged.
   std::string_view Read(const nc_dm_agent_node_t& leaf, nc_dm_id_array_t* ids);

@@ -1,103 +1,28 @@
-// Values of leaves: read from the application one by one, by subtree or over all instances of a
-// path.
+// Values of many leaves, read from the application: of a leaf-list, of a subtree, over all
+// instances of a path.
 //
-// What is read is collected with its path. The walkers carry the path as a text, to which each
-// level adds its component and takes it off again; a leaf that fails loses its own value and no
-// other.
+// The walkers carry the path as a text, to which each level adds its component and takes it off
+// again; a leaf that fails loses its own value and no other.
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
-#include <utility>
 
-#include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/call_timer.h"
-#include "netconf_dm_kernel/read/leaf_value.h"
+#include "netconf_dm_kernel/read.h"
+#include "netconf_dm_kernel/read/read_leaf.h"
 #include "netconf_dm_kernel/read/walk_ids.h"
 #include "netconf_dm_kernel/shortcuts/prefetch.h"
 #include "netconf_dm_kernel/tree/siblings.h"
-#include "netconf_dm_stub/value_node.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
-#include "netconf_dm_util/malloc_ptr.h"
 #include "netconf_dm_util/path_text.h"
 #include "netconf_dm_util/refuse.h"
 
 namespace {
 
-using TextPtr = nc::MallocPtr<char>;
-
-TextPtr CopyText(std::string_view text) {
-  TextPtr copy(static_cast<char*>(malloc(text.size() + 1)));
-  if (copy != nullptr) {
-    text.copy(copy.get(), text.size());
-    copy.get()[text.size()] = '\0';
-  }
-  return copy;
-}
-
-// ---- One leaf ----
-
-// Appends an entry. 0, or -1, which is logged.
-int Append(nc_dm_list_t* list, std::string_view name, std::string_view value, nc_int32 src) {
-  nc::ValueNodePtr entry = nc::NewValueNode(name, value);
-  if (entry == nullptr) return nc::Refuse("Failed to malloc for val_node!\n");
-  entry->val_entry.src = src;
-  ++list->cnt;
-  nc::PushBack(&list->head, &entry.release()->lst);
-  return 0;
-}
-
-// The text of a path record, joined when it is asked for.
-class RecordPath {
- public:
-  explicit RecordPath(const nc_dm_path_nodes_t& path) : path_(path) {}
-  int Join() { return nc::JoinPath(path_, true, &text_); }
-  std::string_view View() const { return text_.View(); }
-
- private:
-  const nc_dm_path_nodes_t& path_;
-  nc::PathText text_;
-};
-
-// The text of a leaf's path, which a walk has written already.
-class WrittenPath {
- public:
-  explicit WrittenPath(const nc::PathText& text) : text_(text) {}
-  int Join() const { return text_.Fits() ? 0 : nc::Refuse("The length of path is too long!\n"); }
-  std::string_view View() const { return text_.View(); }
-
- private:
-  const nc::PathText& text_;
-};
-
-// Reads a leaf and appends its value. 0, also for a leaf that the request does not see; otherwise
-// what failed, which is logged.
-template <typename Path>
-int ReadLeaf(nc_dm_list_t* list, nc_dm_agent_node_t* leaf, nc_dm_id_array_t* ids, Path path) {
-  if (nc::IsForeignToRequest(*leaf)) {
-    NC_DM_LOG_INFO("The node '%s' isn't created by netconf client, ignore.\n", leaf->node_name);
-    return 0;
-  }
-  NC_DM_LOG_INFO("Get node '%s' value.\n", leaf->node_name);
-  if (leaf->get == nullptr) {
-    NC_DM_LOG_ERROR("Node '%s' has no get-value method!\n", leaf->node_name);
-    return -1;
-  }
-  nc::LeafValue value;
-  const int result = nc::Timed(&nc::context.get_time, [&] { return value.Get(*leaf, ids); });
-  if (result != 0) return result;
-  if (value.IsTooLong()) return nc::Refuse("The length of dm val is too long.\n");
-  const int joined = path.Join();
-  return joined != 0 ? joined : Append(list, path.View(), value.Text(leaf->val_type), leaf->src);
-}
-
-// ---- Walking ----
-
 int ReadLeafOf(nc_dm_list_t* list, const nc_dm_path_nodes_t& path, nc_dm_agent_node_t* leaf) {
   nc_dm_id_array_t ids = {};
   const int result = nc_dm_get_ids(&ids, leaf);
-  return result != 0 ? result : ReadLeaf(list, leaf, &ids, RecordPath(path));
+  return result != 0 ? result : nc::ReadLeaf(list, leaf, &ids, path);
 }
 
 int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_t* mode) {
@@ -147,7 +72,7 @@ void ReadLeafAt(nc_dm_list_t* list, Place* place, nc_dm_agent_node_t* leaf, std:
   const nc::PathTextScope scope(&place->text);
   place->text.PutLast(name, id);
   nc_dm_id_array_t ids = {};
-  if (place->ids.Get(leaf, &ids) == 0) ReadLeaf(list, leaf, &ids, WrittenPath(place->text));
+  if (place->ids.Get(leaf, &ids) == 0) nc::ReadLeaf(list, leaf, &ids, place->text);
 }
 
 void ReadChildren(nc_dm_list_t* list, Place* place, const nc_dm_agent_node_t& node);
@@ -247,38 +172,6 @@ class MatchReader {
 };
 
 }  // namespace
-
-// ---- One leaf ----
-
-int nc_dm_agent_get_node_val(nc_dm_list_t* list, nc_dm_agent_node_t* curr_node,
-                             nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {
-  if (list == nullptr || curr_node == nullptr || id_array == nullptr || path_nodes == nullptr) {
-    return nc::Refuse(-3, "Input parameter is invalid.\n");
-  }
-  return ReadLeaf(list, curr_node, id_array, RecordPath(*path_nodes));
-}
-
-char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* id_array) {
-  if (node == nullptr) return nc::Refuse(nullptr, "The node input is null!\n");
-  if (id_array == nullptr) return nc::Refuse(nullptr, "The id array input is null!\n");
-  nc::LeafValue value;
-  const std::string_view text = value.Read(*node, id_array);
-  if (text.data() == nullptr) return nullptr;
-  TextPtr copy = CopyText(text);
-  if (copy == nullptr) NC_DM_LOG_ERROR("Failed to serialize the node value!\n");
-  return copy.release();
-}
-
-// NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
-int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value, nc_dm_path_nodes_t* path_nodes) {
-  if (list == nullptr || value == nullptr) return nc::Refuse("Input parameter is invalid!\n");
-  if (path_nodes == nullptr) return nc::Refuse("Input parameter is invalid!\n");
-  RecordPath path(*path_nodes);
-  const int joined = path.Join();
-  return joined != 0 ? joined : Append(list, path.View(), value, NC_DM_NODE_SRC_NONE);
-}
-
-// ---- Many leaves ----
 
 int nc_dm_agent_get_mul_child_vals(nc_dm_list_t* list, nc_dm_agent_node_t* parent, char* child_name,
                                    nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes) {

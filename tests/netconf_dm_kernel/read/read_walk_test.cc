@@ -702,8 +702,12 @@ TEST_F(ShortMemoryTest, NamesWhatItIsTooShortFor) {
   char value[] = "v";
   const auto get = [&] { return nc_dm_agent_get_node_val(values.get(), leaf, &ids, &path); };
   EXPECT_THAT(Failing(0, -1, get), ElementsAre("E Failed to malloc for val_node!\n"));
+  EXPECT_THAT(Failing(1, -1, get), IsEmpty());
+  EXPECT_THAT(Failing(2, -1, get), ElementsAre("E Failed to malloc for path_name!\n"));
   const auto add = [&] { return nc_dm_agent_add_path_reslist(values.get(), value, &path); };
   EXPECT_THAT(Failing(0, -1, add), ElementsAre("E Failed to malloc for val_node!\n"));
+  EXPECT_THAT(Failing(1, -1, add), ElementsAre("E Failed to malloc for value of val_node!\n"));
+  EXPECT_THAT(Failing(2, -1, add), ElementsAre("E Failed to malloc for path_name!\n"));
   const auto alone = [&] {
     char* text = nc_dm_agent_get_node_srlz_val(leaf, &ids);
     free(text);
