@@ -112,7 +112,7 @@ NC_DM_API int nc_dm_agent_edit_update_leaf_val(nc_dm_agent_node_t* node,
 /* Index of the last component that all paths have in common; 0 for two equal paths. */
 NC_DM_API int nc_dm_agent_filter_find_max_cmm_node_index(nc_dm_path_nodes_t* paths, int paths_num);
 
-/* ---- Callbacks: edit/entry_callbacks, edit/edit_command ---- */
+/* ---- Callbacks: edit/entry_callbacks, edit/delete_below, edit/edit_command ---- */
 
 /* Create and delete an entry through its mode node's callbacks; the tree is the caller's business.
  * The callback's result, or -1. */
