@@ -67,10 +67,6 @@ NC_DM_API nc_dm_agent_node_t* nc_dm_agent_key_cont_match(nc_dm_agent_node_t* par
 NC_DM_API nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
                                                         nc_dm_agent_node_t* grandfather);
 
-/* The instance of a name and id below `parent`, or null. */
-NC_DM_API nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent,
-                                                             char* node_name, nc_int64 instid);
-
 /* The id of the entry that has the given keys: asked of the application (get_attr), or found among
  * the tree's entries by their `get`. The id; 0 or less when there is none. */
 NC_DM_API nc_int64 nc_dm_agent_get_node_instid(nc_dm_id_array_t* id_array,

@@ -64,6 +64,12 @@ struct nc_dm_hash_tab {
   nc_dm_hash_tab_entry_t* table; /* null until the first instance */
 };
 
+/* ---- An instance by its id, from whichever index: instances/find_instance ---- */
+
+/* The instance of a name and id below `parent`, or null. */
+NC_DM_API nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent,
+                                                             char* node_name, nc_int64 instid);
+
 /* ---- Instance trees: instances/instance_tree ---- */
 
 /* The entry of an id, or null. */

@@ -39,15 +39,7 @@ void LogGoingOn(const nc_dm_stub_edit_t& edit, const char* name) {
 // What an edit may be about: a leaf, a leaf-list or a container. Entries of a list are not
 // addressed by the list's name.
 bool IsAddressable(const nc_dm_agent_node_t& node) {
-  switch (node.node_type) {
-    case NC_DM_NODE_TYPE_LEAF:
-    case NC_DM_NODE_TYPE_MULT_LEAF:
-    case NC_DM_NODE_TYPE_MULT_LEAF_MODE:
-    case NC_DM_NODE_TYPE_SINGLE_OBJECT:
-      return true;
-    default:
-      return false;
-  }
+  return nc::IsLeafKind(node) || node.node_type == NC_DM_NODE_TYPE_SINGLE_OBJECT;
 }
 
 // The child of an entry that an edit of that name is about, or null. A leaf may stand behind a list
@@ -331,8 +323,8 @@ Outcome CommandRun::CreateValue(const Element& element) {
     NC_DM_LOG_INFO("The tmp node '%s' create funtion is null.\n", list.node_name);
     return Outcome::kDone;
   }
-  const nc_int64 instid = nc::Timed(&nc::context.create_time,
-                                    [&] { return list.create(element.ids, element.value); });
+  const nc_int64 instid =
+      nc::Timed(&nc::context.create_time, [&] { return list.create(element.ids, element.value); });
   if (instid < 0) {
     NC_DM_LOG_ERROR("Failed to create the tmp node '%s' value!\n", list.node_name);
     return Fail(NC_DM_FAULT_CODE_OP_FAILED, element);

@@ -1,11 +1,9 @@
-// Keys of an edited list entry, and what they lead to: the list's mode node, the entry's id, the
-// entry.
+// Keys of an edited list entry, and what they lead to: the list's mode node and the entry's id.
 
 #include <cstring>
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/edit/operation.h"
-#include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/tree/siblings.h"
@@ -67,32 +65,6 @@ nc_int64 FindInTree(nc_dm_agent_node_t* parent, const nc_dm_agent_node_t* mode_n
   }
   NC_DM_LOG_ERROR("Failed to get the node '%s' instid!\n", mode_node->node_name);
   return -1;
-}
-
-// An instance by its id, from the index of its list.
-nc_dm_agent_node_t* FindIndexed(const nc_dm_agent_node_t* parent, const nc_dm_bin_tree_t* instances,
-                                nc_int64 instid) {
-  const nc_dm_agent_node_t* mode_node = nc::ModeNodeOf(instances, parent);
-  if (mode_node != nullptr && mode_node->hash_tab != nullptr) {
-    return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode_node->hash_tab, instid);
-  }
-  const nc_dm_bin_tree_node_t* found =
-      nc_dm_agent_search_bin_tree_node_by_instid(instances->root_byid, instid);
-  if (found == nullptr) return nc::Refuse(nullptr, "The bin_tree_node is null!\n");
-  if (found->data == nullptr) NC_DM_LOG_ERROR("The bin_tree_node->data is null!");
-  return static_cast<nc_dm_agent_node_t*>(found->data);
-}
-
-// An instance of a list that has no index. Id 0 is that of every schema node, and never an
-// instance's.
-nc_dm_agent_node_t* FindUnindexed(const nc_dm_agent_node_t* parent, const char* name,
-                                  nc_int64 instid) {
-  if (instid == 0) return nullptr;
-  nc_dm_agent_node_t* found = nc::FindInstance(&parent->sub_lst, name, instid);
-  if (found != nullptr) {
-    NC_DM_LOG_INFO("Found the node '%s', instid %lld.\n", name, nc::LongLong(instid));
-  }
-  return found;
 }
 
 // Puts the keys of an entry into the slots of a data block. False when one is missing or has no
@@ -243,22 +215,6 @@ nc_dm_agent_node_t* nc_dm_agent_get_mode_node(nc_dm_stub_edit_node_t* edit_node,
     return &child;
   }
   return nullptr;
-}
-
-nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst(nc_dm_agent_node_t* parent, char* node_name,
-                                                   nc_int64 instid) {
-  if (parent == nullptr) return nc::Refuse(nullptr, "The parent input is null!\n");
-  if (node_name == nullptr) return nc::Refuse(nullptr, "The node name input is null!\n");
-  NC_DM_LOG_INFO("The input node is '%s', instid is %lld.\n", node_name, nc::LongLong(instid));
-  NC_DM_LOG_INFO("The input parent is '%s', node type is %d, instance is %lld.\n",
-                 parent->node_name, parent->node_type, nc::LongLong(parent->instid));
-
-  const nc_dm_bin_tree_t* instances = nc::FindInstanceTree(parent, node_name);
-  if (instances != nullptr) return FindIndexed(parent, instances, instid);
-
-  NC_DM_LOG_ERROR("Failed to get node '%s' children binary tree according to name '%s'!\n",
-                  parent->node_name, node_name);
-  return FindUnindexed(parent, node_name, instid);
 }
 
 nc_int64 nc_dm_agent_get_node_instid(nc_dm_id_array_t* id_array, nc_dm_agent_node_t* mode_parent,

@@ -82,12 +82,10 @@ uint32_t nc_dm_hash_32(uint32_t val, unsigned bits) {
 nc_dm_agent_node_t* nc_dm_agent_get_mode_node_inst_by_hash_tab(nc_dm_hash_tab_t* hash_tab,
                                                                nc_int64 instid) {
   if (!HasBuckets(hash_tab)) return nullptr;
-  Bucket* bucket = BucketOf(hash_tab, instid);
-  if (bucket == nullptr) return nullptr;
-  const Entry* entry = *LinkOf(bucket, instid);
-  if (entry == nullptr) return nullptr;
+  nc_dm_agent_node_t* found = nc::FindInHashTable(hash_tab, instid);
+  if (found == nullptr) return nullptr;
   NC_DM_LOG_INFO("Found dm_node instid: %lld from hash table.\n", nc::LongLong(instid));
-  return entry->data_ptr;
+  return found;
 }
 
 int nc_dm_agent_insert_mode_node_inst_to_hash_tab(nc_dm_hash_tab_t* hash_tab,

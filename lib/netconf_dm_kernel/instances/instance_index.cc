@@ -141,24 +141,4 @@ void LeaveInstanceTree(const Node& node, Tree* tree) {
   nc_dm_agent_free_bin_tree_node(node.instid_btree_node);
 }
 
-Node* FindInstance(const list_head* siblings, const char* name, nc_int64 instid) {
-  const SiblingList list = ListOf(siblings);
-  const Tree* tree = list.parent != nullptr ? FindInstanceTree(list.parent, name) : nullptr;
-  const auto* mode = tree != nullptr ? static_cast<const Node*>(tree->data) : nullptr;
-  if (mode != nullptr && !tree->is_incomplete && IsChained(list) && HasCopiesAlone(*mode) &&
-      mode->instid != instid) {
-    const nc_dm_bin_tree_node_t* entry =
-        tree->root_byid != nullptr
-            ? nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, instid)
-            : nullptr;
-    // A list that got its hash table late has its older entries in the tree.
-    return entry != nullptr ? static_cast<Node*>(entry->data)
-                            : FindInHashTable(mode->hash_tab, instid);
-  }
-  for (Node& node : SameNamed(siblings, name)) {
-    if (node.instid == instid) return &node;
-  }
-  return nullptr;
-}
-
 }  // namespace nc

@@ -27,9 +27,6 @@ void IndexMode(nc_dm_agent_node_t* mode);
 void LeaveHashTable(const nc_dm_agent_node_t& node, nc_dm_bin_tree_t* tree, bool siblings_go);
 void LeaveInstanceTree(const nc_dm_agent_node_t& node, nc_dm_bin_tree_t* tree);
 
-// The first child of a name with that instance id; or null. Schema nodes have id 0.
-nc_dm_agent_node_t* FindInstance(const list_head* siblings, const char* name, nc_int64 instid);
-
 }  // namespace nc
 
 #endif  // NETCONF_DM_KERNEL_INSTANCES_INSTANCE_INDEX_H_

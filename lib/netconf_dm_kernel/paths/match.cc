@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/instances/instance_index.h"
+#include "netconf_dm_kernel/instances/find_instance.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/list_marker.h"
@@ -70,9 +70,7 @@ nc_dm_bin_tree_t* InstanceTreeOf(const Node& instance) {
 Outcome ThroughInstance(Node* instance, WantedId wanted) {
   if (!wanted.is_given) return kEnd;
   if (const nc_dm_bin_tree_t* tree = InstanceTreeOf(*instance)) {
-    const nc_dm_bin_tree_node_t* entry =
-        nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, wanted.id);
-    return entry != nullptr ? static_cast<Node*>(entry->data) : kEnd;
+    return nc::InstanceOf(nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, wanted.id));
   }
   NC_DM_LOG_ERROR("Failed to get node '%s' binary tree!\n", instance->node_name);
   return instance->instid == wanted.id ? instance : kPass;

@@ -26,20 +26,10 @@ namespace {
 
 constexpr size_t kMaxListNameLen = NC_DM_MAX_NAME_LEN - 1 - nc::kListMarker.size();
 
-bool IsLeafKind(const nc_dm_agent_node_t& node) {
-  return node.node_type == NC_DM_NODE_TYPE_LEAF || node.node_type == NC_DM_NODE_TYPE_MULT_LEAF ||
-         node.node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE;
-}
-
-bool IsListKind(const nc_dm_agent_node_t& node) {
-  return node.node_type == NC_DM_NODE_TYPE_MULT_MODE ||
-         node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT;
-}
-
 // Appends the component of a node; a list's name is cut so that its marker has room.
 void PushComponent(nc_dm_path_nodes_t* path, const nc_dm_agent_node_t& node) {
   char* component = path->nodes[path->total_node++];
-  const bool is_list = IsListKind(node);
+  const bool is_list = nc::IsListKind(node);
   const size_t len = strnlen(node.node_name, is_list ? kMaxListNameLen : NC_DM_MAX_NAME_LEN);
   char* end = std::copy_n(node.node_name, len, component);
   if (is_list) {
@@ -112,7 +102,8 @@ bool IsCopy(const nc_dm_agent_node_t& instance) {
   return instances != nullptr && instances->data != nullptr;
 }
 
-// The children that give paths of their own, in list order: all but the plain copies of a mode node.
+// The children that give paths of their own, in list order: all but the plain copies of a mode
+// node.
 template <typename Visit>
 int ForEachOriginal(nc_dm_agent_node_t* parent, Visit visit) {
   size_t left = nc::CountOriginals(parent);
@@ -155,7 +146,7 @@ class PathCollector {
       : list_(list), path_(path), seen_(seen) {}
 
   int Collect(nc_dm_agent_node_t* node) {
-    if (IsLeafKind(*node)) return CollectLeaf(*node);
+    if (nc::IsLeafKind(*node)) return CollectLeaf(*node);
     return ForEachOriginal(node, [this](nc_dm_agent_node_t* child) { return CollectChild(child); });
   }
 
@@ -163,7 +154,7 @@ class PathCollector {
     NC_DM_LOG_INFO("Get register node '%s'.\n", node.node_name);
     auto entry = nc::NewRecord<nc_dm_reg_node_t>();
     if (entry == nullptr) return nc::Refuse("Failed to malloc for reg_node!\n");
-    const bool is_leaf = IsLeafKind(node);
+    const bool is_leaf = nc::IsLeafKind(node);
     nc::MallocPtr<char> joined = JoinComponents(*path_, is_leaf);
     const auto answer = joined == nullptr ? SeenTexts::Answer::kNoMemory : seen_->Add(joined.get());
     if (answer == SeenTexts::Answer::kNoMemory) {

@@ -80,10 +80,7 @@ class InstanceLookup {
   }
 
   void Compare(const nc_dm_agent_node_t& leaf) {
-    if (value_ == nullptr ||
-        (leaf.node_type != NC_DM_NODE_TYPE_LEAF && leaf.node_type != NC_DM_NODE_TYPE_MULT_LEAF)) {
-      return;
-    }
+    if (value_ == nullptr || !nc::HasOneValue(leaf)) return;
     if (nc::IsForeignToRequest(leaf)) {
       NC_DM_LOG_INFO("The node \"%s\" isn't created by netconf client, ignore.\n", leaf.node_name);
       return;
@@ -113,7 +110,7 @@ nc_dm_agent_match_status_t nc_dm_agent_match_get_id_arrays(nc_dm_list_t* list, l
       path_nodes->total_node <= 0 || path_nodes->total_node > NC_DM_MAX_DEPTH || bg < 0) {
     return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_NO_EXIST, "Input parameter is invalid!\n");
   }
-  const int lists = p_id_array != nullptr ? p_id_array->match_cnt : 0;
+  const int lists = p_id_array != nullptr ? std::max(p_id_array->match_cnt, 0) : 0;
   InstanceLookup(list, path_nodes, value, p_id_array, mt).Visit(dm_root, bg, lists);
   return NC_DM_CLIENT_MATCH_STATUS_OBJECT;
 }

@@ -157,7 +157,7 @@ class MatchReader {
 
   // The components behind are not part of the node's path.
   void ReadMatch(nc_dm_agent_node_t* node, std::string_view name, nc_int64 id) {
-    if (node->node_type == NC_DM_NODE_TYPE_LEAF || node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
+    if (nc::HasOneValue(*node)) {
       ReadLeafAt(list_, &place_, node, name, id);
     } else {
       const Descent descent(&place_, name, id, node->instid);

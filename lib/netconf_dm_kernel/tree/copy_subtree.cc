@@ -113,9 +113,7 @@ Node* Create(const Copy& copy, nc::NodeRoom* room, bool is_fresh) {
   node->node_type = copy.node_type;
   node->src = copy.src;
   nc::CopyAttributes(*copy.source, node);
-  if (node->node_type == NC_DM_NODE_TYPE_LEAF || node->node_type == NC_DM_NODE_TYPE_MULT_LEAF) {
-    nc::OfferExeCmd(copy.parent, *copy.source);
-  }
+  if (nc::HasOneValue(*node)) nc::OfferExeCmd(copy.parent, *copy.source);
   if (!nc::CountNode(*node)) {
     nc::FreeNode(node);
     return nullptr;

@@ -37,6 +37,23 @@ inline nc_dm_node_type_t InstanceTypeOf(const nc_dm_agent_node_t& mode) {
                                                           : NC_DM_NODE_TYPE_MULT_OBJECT;
 }
 
+// True if the node has values: a leaf, a leaf-list, an element of one.
+inline bool IsLeafKind(const nc_dm_agent_node_t& node) {
+  return node.node_type == NC_DM_NODE_TYPE_LEAF || node.node_type == NC_DM_NODE_TYPE_MULT_LEAF ||
+         node.node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE;
+}
+
+// True if the node has one value, so that it can be read by itself.
+inline bool HasOneValue(const nc_dm_agent_node_t& node) {
+  return node.node_type == NC_DM_NODE_TYPE_LEAF || node.node_type == NC_DM_NODE_TYPE_MULT_LEAF;
+}
+
+// True if the node is a list or an entry of one.
+inline bool IsListKind(const nc_dm_agent_node_t& node) {
+  return node.node_type == NC_DM_NODE_TYPE_MULT_MODE ||
+         node.node_type == NC_DM_NODE_TYPE_MULT_OBJECT;
+}
+
 // True if the node is a leaf that identifies the entries of its list.
 inline bool IsKeyLeaf(const nc_dm_agent_node_t& node) {
   return node.node_type == NC_DM_NODE_TYPE_LEAF &&

@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "netconf_dm_kernel/instances/instance_index.h"
+#include "netconf_dm_kernel/instances/find_instance.h"
 #include "netconf_dm_kernel/paths/reference_match.h"
 #include "netconf_dm_kernel/random_tree.h"
 #include "netconf_dm_kernel/shortcuts/name_index.h"
