@@ -2,6 +2,7 @@
 // the debug bits are.
 
 #include "netconf_dm_agent/request_checks.h"
+#include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/tree/tree_lock.h"
 #include "netconf_dm_util/intrusive_list.h"
 

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <utility>
 
+#include "netconf_dm_kernel/bodies.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_util/enum_number.h"
 #include "netconf_dm_util/intrusive_list.h"

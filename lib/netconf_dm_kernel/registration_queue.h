@@ -5,7 +5,7 @@
 #include <array>
 #include <memory>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/records.h"
 
 namespace nc {
 

@@ -5,6 +5,8 @@
 // drains behind a broken link; the whole tree once is all that the server needs, however often the
 // connection was lost in between.
 
+#include "netconf_dm_kernel/bodies.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/registration_queue.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_kernel/yang_attr_index.h"

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/records.h"
 #include "netconf_dm_util/malloc_ptr.h"
 
 namespace nc {

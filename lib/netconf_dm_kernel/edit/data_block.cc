@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"

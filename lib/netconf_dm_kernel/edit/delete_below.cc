@@ -1,9 +1,10 @@
 // The deletion of all that stands below a container: in the application, and in the tree what the
 // application has deleted.
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

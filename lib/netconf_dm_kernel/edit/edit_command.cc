@@ -2,9 +2,11 @@
 // in the entry's data block and handed to `exe_cmd` at the end; other leaves, leaf-lists and
 // containers are served at once through their own callbacks.
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/indexes.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"

@@ -1,8 +1,10 @@
 // Edit of one list entry, which the server addresses by its key leaves.
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/indexes.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"

@@ -1,10 +1,12 @@
 // Edit of leaves and containers that the server addresses by full paths and ids. The edits are
 // consumed in groups of siblings, one a pass.
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/edit/edit_group.h"
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/matching.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"

@@ -2,8 +2,9 @@
 
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/edit.h"
 #include "netconf_dm_kernel/edit/operation.h"
+#include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/tree/siblings.h"

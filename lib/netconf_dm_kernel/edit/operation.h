@@ -9,8 +9,9 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/call_timer.h"
+#include "netconf_dm_kernel/edit.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_util/malloc_ptr.h"
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"

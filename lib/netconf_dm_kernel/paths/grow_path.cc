@@ -3,7 +3,7 @@
 
 #include "netconf_dm_kernel/paths/grow_path.h"
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/matching.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/tree/node_kind.h"
 #include "netconf_dm_kernel/tree/node_source.h"

@@ -2,7 +2,7 @@
 #ifndef NETCONF_DM_KERNEL_PATHS_GROW_PATH_H_
 #define NETCONF_DM_KERNEL_PATHS_GROW_PATH_H_
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree.h"
 
 namespace nc {
 

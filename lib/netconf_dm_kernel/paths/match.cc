@@ -8,8 +8,9 @@
 #include <cstdlib>
 #include <optional>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_kernel/instances/find_instance.h"
+#include "netconf_dm_kernel/matching.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/list_marker.h"

@@ -14,7 +14,9 @@
 #include <memory>
 #include <string_view>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/bodies.h"
+#include "netconf_dm_kernel/indexes.h"
+#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/list_marker.h"

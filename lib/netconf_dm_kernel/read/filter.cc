@@ -1,7 +1,8 @@
 // Filters: what the server reads, as a list of paths with ids, or as one path without.
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_kernel/paths/request_path.h"
+#include "netconf_dm_kernel/read.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/mutex_lock.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/paths/request_path.h"
+#include "netconf_dm_kernel/read.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
 #include "netconf_dm_kernel/shortcuts/prefetch.h"
 #include "netconf_dm_kernel/tree/node_source.h"

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
+#include "netconf_dm_kernel/tree.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"

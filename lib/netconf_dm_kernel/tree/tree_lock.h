@@ -2,7 +2,7 @@
 #ifndef NETCONF_DM_KERNEL_TREE_TREE_LOCK_H_
 #define NETCONF_DM_KERNEL_TREE_TREE_LOCK_H_
 
-#include "netconf_dm_kernel.h"
+#include "netconf_dm_kernel/tree.h"
 #include "netconf_dm_util/mutex_lock.h"
 
 namespace nc {
