@@ -185,7 +185,7 @@ NC_DM_API int nc_dm_parse_str_num(char* parse_str, char* parse_tag, nc_int32* pa
                                   nc_int32* parse_len);
 
 /* True if the first component is `root`; otherwise that is logged. For applications whose paths
- * share a root. */
+ * share a root; nothing in the library calls it. */
 NC_DM_API bool nc_dm_check_root(const char* root, const nc_dm_path_nodes_t* path_nodes);
 
 /* True if the name has only letters, digits, '_', '{', '}' and, but for the first character, '-'.
@@ -200,7 +200,7 @@ NC_DM_API bool nc_dm_check_param_name(const nc_dm_path_nodes_t* path_nodes);
 NC_DM_API int nc_dm_agent_comb_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
                                          bool is_leaf);
 
-/* Joins the first `node_cnt` names, without ids. 0, or -1. */
+/* Joins the first `node_cnt` names, without ids. 0, or -1. Nothing in the library calls the two. */
 NC_DM_API int nc_dm_agent_comb_reg_path_name(char** path_name, nc_dm_path_nodes_t* path_nodes,
                                              int node_cnt, bool is_leaf);
 
@@ -228,7 +228,7 @@ NC_DM_API int nc_dm_id_arrays_contain_certainly(nc_dm_id_array_t* long_arr,
 /* Copies the ids and their count, nothing else. */
 NC_DM_API void nc_dm_id_array_cpy(nc_dm_id_array_t* dst_id_array, nc_dm_id_array_t* src_id_array);
 
-/* Frees every nc_dm_id_array_node_t of a bare list. */
+/* Frees every nc_dm_id_array_node_t of a bare list. Nothing in the library calls it. */
 NC_DM_API void nc_dm_id_arrays_free(list_head* id_array_list);
 
 /* Narrows `res_list` to the arrays that are also in `tmp_list`; an empty `res_list` takes all of
@@ -252,14 +252,14 @@ typedef struct nc_dm_dir_entname {
   char name[257];
 } nc_dm_dir_entname_t;
 
-/* The content of a file as a NUL-terminated string, or null. */
+/* The content of a file as a NUL-terminated string, or null. Nothing in the library calls it. */
 NC_DM_API char* nc_dm_get_file_cont(const char* file_path);
 
 /* True if the text after the first '.' of the name is `ext`. */
 NC_DM_API bool nc_dm_is_file_ext(char* file_name, char* ext);
 
 /* Appends the names in a directory, those with the extension `ext` alone unless it is null; the
- * caller frees the elements. 0, or -1. */
+ * caller frees the elements. 0, or -1. Nothing in the library calls it. */
 NC_DM_API int nc_dm_get_dir_entnames(const char* dir_name, char* ext, list_head* head);
 
 /* The suffix behind the value of TMPDIR, in a static buffer of 129 bytes that the next call
@@ -269,10 +269,12 @@ NC_DM_API char* nc_dm_make_path(char* path_suffix);
 /* The suffix behind the flash home directory, in `path` of `path_size` bytes. `path`, or null. */
 NC_DM_API char* nc_dm_make_flash_home(char* path_suffix, char* path, int path_size);
 
-/* Writes a time stamp to the log when the timing bit of the debug mask is set. */
+/* Writes a time stamp to the log when the timing bit of the debug mask is set. Nothing in the
+ * library calls it. */
 NC_DM_API void nc_dm_print_time(char* str);
 
-/* A pseudo-random number; no good for secrets. Every call seeds the generator of random(3) anew. */
+/* A pseudo-random number; no good for secrets. Every call seeds the generator of random(3) anew.
+ * Nothing in the library calls it. */
 NC_DM_API int nc_dm_rand(void);
 
 /* ---- Diagnostics: diagnostics, and the agent's frame for what was received ---- */
@@ -286,7 +288,8 @@ NC_DM_API void nc_dm_agent_dbg_set(int dbg_type, bool is_open);
 /* Opens errors, information and packets when the client's debug switch file exists. */
 NC_DM_API void nc_dm_agent_dbg_check(const char* agent_name);
 
-/* Dumps a frame about to be sent, and the first `msg_len` bytes of the receive buffer. */
+/* Dumps a frame about to be sent; and the first `msg_len` bytes of the receive buffer, which
+ * nothing in the library calls. */
 NC_DM_API void nc_dm_agent_dbg_print_send_msg(nc_dm_msg_t* out_msg);
 NC_DM_API void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len);
 

@@ -38,12 +38,13 @@ NC_DM_API int nc_dm_agent_decode_edit_list(nc_dm_msg_t* dm_msg,
                                            nc_dm_stub_edit_node_list_t* edit_list);
 NC_DM_API int nc_dm_agent_decode_filter_list(nc_dm_msg_t* dm_msg,
                                              nc_dm_stub_filter_node_list_t* filter_list);
-NC_DM_API int nc_dm_agent_decode_edit(nc_dm_msg_t* dm_msg, nc_dm_stub_edit_t* edit);
 NC_DM_API int nc_dm_agent_decode_filter(nc_dm_msg_t* dm_msg, nc_dm_stub_filter_t* filter);
-NC_DM_API int nc_dm_agent_decode_getid(nc_dm_msg_t* dm_msg, nc_dm_stub_getid_t* getid);
 NC_DM_API int nc_dm_agent_decode_reg_rsp(nc_dm_msg_t* dm_msg, nc_dm_stub_reg_rsp_t* reg_rsp);
-NC_DM_API int nc_dm_agent_decode_fault(nc_dm_msg_t* dm_msg, nc_dm_fault_t* fault);
 NC_DM_API int nc_dm_agent_decode_dbg(nc_dm_msg_t* dm_msg, nc_dm_stub_dbg_t* dbg);
+/* Nothing in the library calls these. */
+NC_DM_API int nc_dm_agent_decode_edit(nc_dm_msg_t* dm_msg, nc_dm_stub_edit_t* edit);
+NC_DM_API int nc_dm_agent_decode_getid(nc_dm_msg_t* dm_msg, nc_dm_stub_getid_t* getid);
+NC_DM_API int nc_dm_agent_decode_fault(nc_dm_msg_t* dm_msg, nc_dm_fault_t* fault);
 
 /* ---- Release: the stub's release ---- */
 
@@ -69,6 +70,7 @@ NC_DM_API void nc_dm_agent_free_edit_node_list(nc_dm_stub_edit_node_list_t* edit
 NC_DM_API void nc_dm_agent_free_reg(nc_dm_stub_reg_t* reg);
 NC_DM_API void nc_dm_agent_free_reg_rsp(nc_dm_stub_reg_rsp_t* reg_rsp);
 NC_DM_API void nc_dm_agent_free_yang_attr(nc_dm_yang_attr_t* yang_attr);
+/* Nothing in the library calls it. */
 NC_DM_API void nc_dm_agent_free_fault(nc_dm_fault_t* fault);
 
 #ifdef __cplusplus

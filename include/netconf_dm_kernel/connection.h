@@ -45,7 +45,7 @@ typedef struct nc_dm_mng_info {
 
 NC_DM_API extern nc_dm_mng_info_t g_nc_dm_mng_info;
 
-/* What EDIT, and FILTER and GETID, segments have collected. */
+/* The elements that EDIT, and FILTER and GETID, segments have collected. */
 NC_DM_API extern nc_dm_stub_edit_node_list_t g_nc_dm_edit_node_list;
 NC_DM_API extern nc_dm_stub_filter_node_list_t g_nc_dm_filter_node_list;
 

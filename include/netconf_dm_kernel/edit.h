@@ -11,6 +11,11 @@
 extern "C" {
 #endif
 
+/* ---- The fault of a request: fault ---- */
+
+/* Records a fault; a path (may be null) is cut at 256 characters. */
+NC_DM_API void nc_dm_agent_set_fault(nc_dm_fault_t* fault, nc_dm_fault_code_t code, char* path);
+
 /* ---- Parameter data block: edit/data_block ---- */
 
 /* Makes an empty data block in `node->padb`; one that is there is not freed. 0, or -1. */
@@ -41,8 +46,10 @@ typedef struct nc_dm_key {
 NC_DM_API void nc_dm_agent_add_key(char* key_name, char* key_value, list_head* key_list);
 NC_DM_API void nc_dm_agent_cpy_edit_list_keys(nc_dm_stub_edit_node_list_t* edit_list,
                                               list_head* key_list);
-/* 0 when every key of `key_list` has its equal in `input_list`; 1 or -1 otherwise. */
+/* 0 when every key of `key_list` has its equal in `input_list`; 1 or -1 otherwise. Nothing in the
+ * library calls it. */
 NC_DM_API int nc_dm_agent_keys_cmp(list_head* input_list, list_head* key_list);
+/* A key of copies, in no list; or null. Nothing in the library calls it. */
 NC_DM_API nc_dm_key_t* nc_dm_agent_create_node_key(char* name, char* value);
 NC_DM_API void nc_dm_agent_free_key_list(list_head* key_list);
 /* The value of a key, borrowed; or null. */
@@ -98,7 +105,8 @@ NC_DM_API nc_int64 nc_dm_agent_edit_subtree(list_head* dm_root,
 /* Writes one leaf from a text. 0; -1; -3; or the conversion's or the callback's result. */
 NC_DM_API int nc_dm_agent_set_node_val(nc_dm_agent_node_t* curr_node, nc_dm_id_array_t* id_array,
                                        char* val);
-/* Write a leaf below `parent` by its path. 0, or -1. */
+/* Write a leaf below `parent` by its path. 0, or -1. Nothing in the library calls these; they alone
+ * use nc_dm_agent_set_node_val and nc_dm_agent_the_same_ancestors. */
 NC_DM_API int nc_dm_agent_edit_update(nc_dm_agent_node_t* parent, nc_dm_path_nodes_t* key_path,
                                       char* path, char* value);
 NC_DM_API int nc_dm_agent_edit_update_leaf_val(nc_dm_agent_node_t* node,

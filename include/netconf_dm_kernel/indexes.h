@@ -82,8 +82,8 @@ NC_DM_API nc_dm_bin_tree_node_t* nc_dm_agent_create_bin_tree_node(nc_dm_agent_no
 /* Frees one entry. */
 NC_DM_API void nc_dm_agent_free_bin_tree_node(nc_dm_bin_tree_node_t* node);
 
-/* The instance tree of a child name: the existing one or a new one, and the existing one alone.
- * Null when there is none. */
+/* The instance tree of a child name: the existing one or a new one (nothing in the library calls
+ * that), and the existing one alone. Null when there is none. */
 NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_create_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
 NC_DM_API nc_dm_bin_tree_t* nc_dm_agent_get_bin_tree(nc_dm_agent_node_t* node, char* btree_name);
 

@@ -12,7 +12,7 @@ extern "C" {
 
 /* ---- Matchers: paths/match ---- */
 
-/* What a match reached. */
+/* The kind of the node that a match reached. */
 typedef enum nc_dm_agent_match_status NC_DM_AS_INT {
   NC_DM_CLIENT_MATCH_STATUS_LEAF = 0,
   NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF = 1,
@@ -25,6 +25,7 @@ typedef enum nc_dm_agent_match_status NC_DM_AS_INT {
 
 /* Bits of the matchers' `flag`. */
 #define NC_DM_MATCH_FILL_IDS 1       /* write the ids of matched instances into the path */
+#define NC_DM_MATCH_INSTANCE 2       /* an instance is meant; without effect */
 #define NC_DM_MATCH_LEAF_LIST_MODE 4 /* a leaf-list's schema node is a match */
 #define NC_DM_MATCH_LIST_MODE 8      /* a list's schema node is a match */
 
@@ -39,7 +40,8 @@ NC_DM_API nc_dm_agent_match_status_t nc_dm_agent_match(list_head* dm_root,
                                                        nc_dm_path_nodes_t* path_nodes,
                                                        nc_dm_agent_node_t** last_node, int flag);
 
-/* Components `bg` to `mt` by name alone, normally along the schema; match_cnt is not touched. */
+/* Components `bg` to `mt` by name alone, normally along the schema; match_cnt is not touched.
+ * Nothing in the library calls it. */
 NC_DM_API nc_dm_agent_match_status_t nc_dm_agent_match_index(list_head* dm_root,
                                                              nc_dm_path_nodes_t* path_nodes,
                                                              nc_dm_agent_node_t** last_node, int bg,
@@ -63,14 +65,15 @@ NC_DM_API int nc_dm_agent_check_width(const nc_dm_agent_node_t* last_node);
 NC_DM_API nc_dm_agent_node_t* nc_dm_agent_search_mode_node(nc_dm_agent_node_t* parent,
                                                            char* node_name);
 
-/* True if `parent` has an instance of that name and id. */
+/* True if `parent` has an instance of that name and id. Nothing in the library calls it. */
 NC_DM_API bool nc_dm_agent_has_inst_node(nc_dm_agent_node_t* parent, char* node_name,
                                          nc_int64 instid);
 
 /* ---- Growing: paths/grow_path ---- */
 
 /* Creates the instances that are missing along a path whose ids stand in `id_array`, and stamps the
- * nodes on it. The deepest node, or null. */
+ * nodes on it. The deepest node, or null. Nothing in the library calls it: the edits make their way
+ * with what it calls, and take it back when the application accepts nothing. */
 NC_DM_API nc_dm_agent_node_t* nc_dm_agent_create_nodes_check(char* path,
                                                              nc_dm_id_array_t* id_array);
 

@@ -22,7 +22,7 @@ extern "C" {
 /* Reads one leaf and appends its path and value. 0; -1; -3; or the callback's result. */
 NC_DM_API int nc_dm_agent_get_node_val(nc_dm_list_t* list, nc_dm_agent_node_t* curr_node,
                                        nc_dm_id_array_t* id_array, nc_dm_path_nodes_t* path_nodes);
-/* Reads one leaf as a new text, or null. */
+/* Reads one leaf as a new text, or null. Nothing in the library calls it. */
 NC_DM_API char* nc_dm_agent_get_node_srlz_val(nc_dm_agent_node_t* node, nc_dm_id_array_t* id_array);
 /* Appends a given value. 0, or -1. */
 NC_DM_API int nc_dm_agent_add_path_reslist(nc_dm_list_t* list, char* value,

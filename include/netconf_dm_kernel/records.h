@@ -1,5 +1,5 @@
 /*
- * What requests, answers and registrations are between their decoding and their end.
+ * Requests, answers and registrations, between their decoding and their end.
  *
  * Records of malloc memory own their strings; each kind has its nc_dm_agent_free_* function
  * (bodies.h).

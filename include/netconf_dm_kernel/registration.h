@@ -13,12 +13,12 @@ extern "C" {
 
 #define NC_DM_REG_OBJ_BATCH 599 /* instance registrations applied in one run, before it pauses */
 
-/* ---- The server's view: registration_queue, paths/registered_paths, fault ---- */
+/* ---- The server's view: registration_queue, repetition, paths/registered_paths ---- */
 
 /* Queues a copy of `para` (its type, attribute and name). 0, or -1. */
 NC_DM_API int nc_dm_agent_reg_server(nc_dm_stub_reg_t* para);
 
-/* Queues a copy of a YANG attribute. 0, or -1. */
+/* Queues a copy of a YANG attribute. 0, or -1. Nothing in the library calls it. */
 NC_DM_API int nc_dm_agent_reg_yang_attr_server(nc_dm_yang_attr_t* yang);
 
 /* Queue all that the tree holds again: every leaf's path; every YANG attribute. 0, or a negative
@@ -26,16 +26,13 @@ NC_DM_API int nc_dm_agent_reg_yang_attr_server(nc_dm_yang_attr_t* yang);
 NC_DM_API int nc_dm_agent_re_reg_server(void);
 NC_DM_API int nc_dm_agent_re_reg_yang_attr_server(void);
 
-/* Fill `list` with a nc_dm_reg_node_t for each leaf's path: of several top-level nodes, of one
- * subtree, of one leaf. 0, or a negative result. */
+/* Fill `list` with a nc_dm_reg_node_t for each leaf's path: of several top-level nodes; of one
+ * subtree and of one leaf, which nothing in the library calls. 0, or a negative result. */
 NC_DM_API int nc_dm_agent_get_regs_list(list_head* trees_list, nc_dm_list_t* list);
 NC_DM_API int nc_dm_agent_get_nodes_regs(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
                                          nc_dm_agent_node_t* curr_node);
 NC_DM_API int nc_dm_agent_get_node_reg(nc_dm_list_t* list, nc_dm_path_nodes_t* path_nodes,
                                        nc_dm_agent_node_t* curr_node);
-
-/* Records a fault; a path (may be null) is cut at 256 characters. */
-NC_DM_API void nc_dm_agent_set_fault(nc_dm_fault_t* fault, nc_dm_fault_code_t code, char* path);
 
 /* ---- Below the public calls: the agent's register_leaf, register_range, id_range,
  * register_instance, register_yang ---- */
@@ -46,6 +43,8 @@ NC_DM_API int nc_dm_agent_path_reg(char* dm_name, nc_dm_val_type_t val_type, int
                                    nc_dm_set_fn set, nc_dm_get_fn get, nc_dm_create_fn create,
                                    nc_dm_delete_fn delete_fn, nc_dm_get_attr_fn get_attr,
                                    int (*reserved)(void), nc_dm_exe_cmd_fn exe_cmd);
+/* The same of a template with its path; `p_path_nodes` is a work record. Nothing in the library
+ * calls it. */
 NC_DM_API int nc_dm_agent_reg_in(nc_dm_agent_node_t* dm_reg, nc_dm_path_nodes_t* p_path_nodes);
 
 /* True if the component is a range "{a-b}"; then with its bounds. */

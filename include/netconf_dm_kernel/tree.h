@@ -34,7 +34,7 @@ typedef enum nc_dm_node_type NC_DM_AS_INT {
   NC_DM_NODE_TYPE_MAX = 7
 } nc_dm_node_type_t;
 
-/* How a node came to be. */
+/* The ways in which a node comes into being. */
 typedef enum nc_dm_node_origin NC_DM_AS_INT {
   NC_DM_NODE_ORIGIN_APPLICATION = 0, /* the application allocated and linked it */
   NC_DM_NODE_ORIGIN_REGISTERED = 1,  /* a component of a registered path */
@@ -146,7 +146,7 @@ NC_DM_API int nc_dm_agent_reg_node(nc_dm_path_nodes_t* path_nodes, nc_dm_agent_n
                                    list_head* head);
 
 /* Remove a node without children; a subtree; a node without children and every ancestor that this
- * leaves without children. */
+ * leaves without children, which nothing in the library calls. */
 NC_DM_API void nc_dm_agent_unreg_node(nc_dm_agent_node_t* dm_node);
 NC_DM_API void nc_dm_agent_unreg_nodes(nc_dm_agent_node_t* curr_node);
 NC_DM_API void nc_dm_agent_unreg_parent(nc_dm_agent_node_t* curr_node);

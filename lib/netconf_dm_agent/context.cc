@@ -1,4 +1,4 @@
-// What the kernel is told of the connection: netconf_dm_kernel/context.h.
+// The kernel's view of the connection: netconf_dm_kernel/context.h.
 
 #include "netconf_dm_kernel/context.h"
 

@@ -62,7 +62,7 @@ int CreateAlong(nc_dm_path_nodes_t* path, nc_dm_node_src_t src) {
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
   nc_dm_agent_node_t* node = nullptr;
   const nc_dm_agent_match_status_t status =
-      nc_dm_agent_match(&g_nc_agent_dm.dm_root, path, &node, 2);
+      nc_dm_agent_match(&g_nc_agent_dm.dm_root, path, &node, NC_DM_MATCH_INSTANCE);
   if (status != NC_DM_CLIENT_MATCH_STATUS_LEAF && status != NC_DM_CLIENT_MATCH_STATUS_MULT_LEAF &&
       status != NC_DM_CLIENT_MATCH_STATUS_OBJECT) {
     return nc::Refuse("The dm'tree don't have this instance path!\n");
@@ -79,7 +79,7 @@ int RemoveAt(nc_dm_path_nodes_t* path) {
   const nc::MutexLock lock(&g_nc_agent_dm.dm_mutex);
   nc_dm_agent_node_t* node = nullptr;
   const nc_dm_agent_match_status_t status =
-      nc_dm_agent_match(&g_nc_agent_dm.dm_root, path, &node, 2);
+      nc_dm_agent_match(&g_nc_agent_dm.dm_root, path, &node, NC_DM_MATCH_INSTANCE);
   if (status == NC_DM_CLIENT_MATCH_STATUS_NO_EXIST || node == nullptr) {
     return nc::Refuse("The dm'tree don't have this path!\n");
   }

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "netconf_dm_kernel/registration.h"
+#include "netconf_dm_kernel/edit.h"
 
 void nc_dm_agent_set_fault(nc_dm_fault_t* fault, nc_dm_fault_code_t code, char* path) {
   if (fault == nullptr) return;

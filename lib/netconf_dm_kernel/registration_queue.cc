@@ -25,16 +25,16 @@ nc_dm_stub_reg_list_t g_nc_dm_reg_list = {PTHREAD_MUTEX_INITIALIZER,
 
 namespace {
 
-// What a run of the registration task has taken from the queue: not yet looked at, and put back for
+// The records that a run of the registration task has taken: not yet looked at, and put back for
 // a later run. Guarded by the queue's mutex, and empty between two runs.
 constinit list_head g_in_hand = {&g_in_hand, &g_in_hand};
 constinit list_head g_kept = {&g_kept, &g_kept};
 
-// Producers that want the queue. The mutex alone would not do: whoever unlocks it and wants it back
-// at once gets it before those who wait have woken up.
+// Producers that wait for the queue. The mutex alone would not do: a thread that unlocks it and
+// locks it again at once gets it before a waiting thread has woken up.
 std::atomic<int> g_waiting_producers = 0;
 
-// How often the registration task offers the queue before it goes on, and how long it then keeps
+// Times that the registration task offers the queue before it goes on, and how long it then keeps
 // it: a thread that registers without pause, and looks through all that is queued each time, must
 // neither stop the task nor make it much longer.
 constexpr int kOffers = 100;

@@ -52,8 +52,8 @@ class Repetition {
     nc::PushBack(&fresh_, &record.release()->list);
   }
 
-  // Puts the records behind all that is queued, in place of the previous repetition's. One that
-  // memory was too short for takes nobody's place, lest a path be lost that was queued already.
+  // Puts the records behind all that is queued, in place of the previous repetition's. When memory
+  // was too short for one, the previous ones stay as well, lest a path be lost that was queued.
   void Queue() {
     const nc::ProducerLock lock;
     if (complete_) TakeStale();

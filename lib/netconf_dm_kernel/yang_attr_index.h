@@ -1,4 +1,4 @@
-// Attributes of YANG modules by module and kind, for who looks up many of them.
+// Attributes of YANG modules by module and kind, where many are looked up.
 #ifndef NETCONF_DM_KERNEL_YANG_ATTR_INDEX_H_
 #define NETCONF_DM_KERNEL_YANG_ATTR_INDEX_H_
 

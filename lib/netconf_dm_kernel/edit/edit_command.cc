@@ -6,7 +6,6 @@
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/indexes.h"
-#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
@@ -14,7 +13,7 @@
 
 namespace {
 
-// How an element went.
+// The result of one element.
 enum class Outcome {
   kDone,
   kFailed,     // ends the run, unless the element says continue-on-error
@@ -38,8 +37,8 @@ void LogGoingOn(const nc_dm_stub_edit_t& edit, const char* name) {
   NC_DM_LOG_INFO("The edit node '%s' error option is 'continue-on-error'.\n", nc::Printable(name));
 }
 
-// What an edit may be about: a leaf, a leaf-list or a container. Entries of a list are not
-// addressed by the list's name.
+// True if an edit may be about the node: a leaf, a leaf-list or a container. Entries of a list are
+// not addressed by the list's name.
 bool IsAddressable(const nc_dm_agent_node_t& node) {
   return nc::IsLeafKind(node) || node.node_type == NC_DM_NODE_TYPE_SINGLE_OBJECT;
 }
@@ -148,8 +147,8 @@ void CommandRun::Execute() {
   }
 }
 
-// What a missing entry means depends on the operation; for one that is neither delete nor remove
-// the caller is left to judge the result.
+// A missing entry is a fault of a delete and a success of a remove; for other operations the caller
+// is left to judge the result.
 void CommandRun::ExecuteFailed() {
   NC_DM_LOG_ERROR("Failed to call 'exe_cmd' of parent node '%s', return %lld!\n", entry_->node_name,
                   nc::LongLong(result_));
@@ -168,8 +167,7 @@ void CommandRun::ExecuteFailed() {
 // A fault on the way fails the whole, also one that continue-on-error has passed over.
 nc_int64 CommandRun::End() const {
   if (!fault_->new_fault) return result_;
-  NC_DM_LOG_ERROR("There is a new fault occurred!\n");
-  return -1;
+  return nc::Refuse("There is a new fault occurred!\n");
 }
 
 // ---- One element ----

@@ -17,7 +17,7 @@ void Discard(nc_dm_stub_edit_node_t* node) {
 }
 
 // Takes an element off the request. One that marks a key is linked among the request's keys as
-// well, and nobody must find it there when its group is gone.
+// well, where its link would outlive it.
 void TakeOff(nc_dm_stub_edit_node_t* node) {
   Unlink(&node->lst);
   if (node->ky_lst.next != nullptr) Unlink(&node->ky_lst);
@@ -25,8 +25,7 @@ void TakeOff(nc_dm_stub_edit_node_t* node) {
 
 bool HasEdit(const nc_dm_stub_edit_node_t& node) {
   if (node.edit != nullptr) return true;
-  NC_DM_LOG_ERROR("Current entry edit is null!\n");
-  return false;
+  return Refuse(false, "Current entry edit is null!\n");
 }
 
 bool ParseName(const nc_dm_stub_edit_t& edit, nc_dm_path_nodes_t* path) {
@@ -114,8 +113,7 @@ bool EditGroup::Add(nc_dm_stub_edit_node_t* node) {
 
   node->tmpname = nc_dm_copy_str(LastNodeName(parsed));
   if (node->tmpname != nullptr) return true;
-  NC_DM_LOG_ERROR("Failed to malloc first entry tmpname!\n");
-  return false;
+  return Refuse(false, "Failed to malloc first entry tmpname!\n");
 }
 
 }  // namespace nc

@@ -24,7 +24,7 @@ int WriteLeaf(nc_dm_agent_node_t* leaf, char* value) {
   return 0;
 }
 
-// How many leading names two paths have in common.
+// The number of leading names that two paths have in common.
 int CommonNames(const nc_dm_path_nodes_t& a, const nc_dm_path_nodes_t& b) {
   const int end = std::min(a.total_node, b.total_node);
   int i = 0;

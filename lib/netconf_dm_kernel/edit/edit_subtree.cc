@@ -6,7 +6,6 @@
 #include "netconf_dm_kernel/edit/made_way.h"
 #include "netconf_dm_kernel/edit/operation.h"
 #include "netconf_dm_kernel/matching.h"
-#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"

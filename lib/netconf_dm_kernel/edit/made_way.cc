@@ -6,8 +6,8 @@
 
 namespace {
 
-// What the application has accepted so far; only whether it has changed has a meaning. Guarded by
-// the tree's mutex.
+// Counts what the application has accepted; only a change has a meaning. Guarded by the tree's
+// mutex.
 unsigned g_accepted = 0;
 
 }  // namespace

@@ -14,7 +14,7 @@ void NoteAccepted();
 
 // Entries that the application never announced are made before it is asked, because its callbacks
 // are found through them. They are removed again at the end of the request when the application has
-// accepted nothing of it: the tree must not show what nobody has. The tree is held.
+// accepted nothing of it: the tree must not show entries that do not exist. The tree is held.
 //
 // Nothing of an edit removes an entry without being accepted, so the entries stand until then.
 class [[nodiscard]] MadeWay {

@@ -1,6 +1,5 @@
-// What the files of the edit engine share: the meaning of an edit's operation codes, the source
-// that a request stamps, the ids and the typed value that a callback is handed, and the scope of a
-// data block.
+// Shared by the files of the edit engine: the meaning of an edit's operation codes, the ids and the
+// typed value that a callback is handed, and the scope of a data block.
 #ifndef NETCONF_DM_KERNEL_EDIT_OPERATION_H_
 #define NETCONF_DM_KERNEL_EDIT_OPERATION_H_
 
@@ -11,7 +10,6 @@
 
 #include "netconf_dm_kernel/call_timer.h"
 #include "netconf_dm_kernel/edit.h"
-#include "netconf_dm_kernel/registration.h"
 #include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_util/malloc_ptr.h"
 
@@ -19,7 +17,7 @@ namespace nc {
 
 // ---- Operations ----
 
-// What an edit comes to when its own operation and the default operation are taken together.
+// The action of an edit, from its own operation and the default operation.
 enum class EditAction { kLookup, kMerge, kDelete };
 
 namespace internal {
@@ -64,7 +62,7 @@ inline void SetFaultUnlessSet(nc_dm_fault_t* fault, nc_dm_fault_code_t code, cha
 // For "%s" of a text that may be missing.
 inline const char* Printable(const char* text) { return text != nullptr ? text : "(null)"; }
 
-// ---- What a callback is handed ----
+// ---- Arguments of callbacks ----
 
 // The id array of an edit; that of an edit without one is all zero.
 class EditIds {

@@ -7,12 +7,12 @@
 //      down leaves at most 5/7 of the weight, and n entries are less than 2.06 log2(n + 1) deep.
 //  (3) The counts of the root differ by at most 1.
 //
-// What comes or goes changes one count of each entry above it by one. On the way up to the root an
-// entry that breaks (2) is mended by rotation: once, or twice where its heavy side is heavy on the
-// inner side; with the factor 3/2 there, (2) always holds afterwards. A root that then breaks (3)
-// moves over to its lighter side, and its neighbour on the heavier side takes its place: one entry
-// leaves one side and one comes to the other, each with the same way up. So no operation takes more
-// than three ways up, whatever the number of entries.
+// An entry that comes or goes changes one count of each entry above it by one. On the way up to the
+// root an entry that breaks (2) is mended by rotation: once, or twice where its heavy side is heavy
+// on the inner side; with the factor 3/2 there, (2) always holds afterwards. A root that then
+// breaks (3) moves over to its lighter side, and its neighbour on the heavier side takes its place:
+// one entry leaves one side and one comes to the other, each with the same way up. So no operation
+// takes more than three ways up, whatever the number of entries.
 //
 // An application that calls the functions of application_tree.cc on a tree of the library's can
 // leave counts that are not true. So no count says whether a link can be followed, and such a tree

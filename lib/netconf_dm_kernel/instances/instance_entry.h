@@ -8,7 +8,7 @@ namespace nc::instance_tree {
 
 using Entry = nc_dm_bin_tree_node_t;
 
-// The two sides of an entry: what restructures is written once, for a side and its opposite.
+// The two sides of an entry: code that restructures is written once, for a side and its opposite.
 struct Right;
 
 struct Left {

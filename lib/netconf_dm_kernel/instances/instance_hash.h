@@ -1,4 +1,4 @@
-// Hash tables of instances, for those who make and search them without a word in the log.
+// Hash tables of instances: the part that writes nothing to the log.
 #ifndef NETCONF_DM_KERNEL_INSTANCES_INSTANCE_HASH_H_
 #define NETCONF_DM_KERNEL_INSTANCES_INSTANCE_HASH_H_
 

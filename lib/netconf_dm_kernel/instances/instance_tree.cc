@@ -1,5 +1,5 @@
 // The records of instance trees, in which the instances of a list are found by id, and the search.
-// How the library enters and removes: instance_balance.cc.
+// The library enters and removes with instance_balance.cc.
 
 #include <cstdlib>
 #include <cstring>

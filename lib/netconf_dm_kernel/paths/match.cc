@@ -15,6 +15,7 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "netconf_dm_util/list_marker.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace {
 
@@ -40,8 +41,7 @@ bool IsPath(const nc_dm_path_nodes_t* path_nodes) {
 }
 
 nc_dm_agent_match_status_t InvalidArguments() {
-  NC_DM_LOG_ERROR("Input parameter is invalid!\n");
-  return NC_DM_CLIENT_MATCH_STATUS_MAX;
+  return nc::Refuse(NC_DM_CLIENT_MATCH_STATUS_MAX, "Input parameter is invalid!\n");
 }
 
 // The id that a path gives for a list level, if it still gives one.
@@ -50,7 +50,7 @@ struct WantedId {
   nc_int64 id;
 };
 
-// What an entry of the right name makes of the search: the match, or null, which ends the search
+// The effect of a child of the right name on the search: the match, or null, which ends the search
 // without one; or nothing, and the search goes on behind the entry.
 using Outcome = std::optional<Node*>;
 

@@ -1,5 +1,5 @@
-// What the tree says was registered: one path for each leaf of the schema, as the application wrote
-// it.
+// The registered paths, rebuilt from the tree: one for each leaf of the schema, as the application
+// wrote it.
 //
 // The paths are read from the schema nodes. The instances of a list that has a mode node are copies
 // of it and are passed over, so that a reconnection costs the same with ten entries and with a

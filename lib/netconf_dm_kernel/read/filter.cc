@@ -1,4 +1,4 @@
-// Filters: what the server reads, as a list of paths with ids, or as one path without.
+// Filters, by which the server reads: a list of paths with ids, or one path without.
 
 #include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_kernel/paths/request_path.h"
@@ -92,7 +92,7 @@ int ReadSubtree(list_head* dm_root, nc_dm_path_nodes_t* path, nc_dm_list_t* list
   nc_dm_agent_node_t* last_node = nullptr;
   const nc_dm_agent_match_status_t status = nc_dm_agent_match(dm_root, path, &last_node, 0);
   NC_DM_LOG_INFO("The last node match status is: %d\n", status);
-  // What was not matched is no part of the values' paths.
+  // Components that were not matched are no part of the values' paths.
   if (last_node != nullptr) path->total_node = path->match_cnt;
   return nc_dm_agent_get_nodes_vals(list, path, last_node);
 }

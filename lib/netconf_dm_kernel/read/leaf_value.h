@@ -29,8 +29,8 @@ class LeafValue {
   // The value as text; null data() for a type that has no values. Valid until the next read.
   std::string_view Text(nc_dm_val_type_t type);
 
-  // The same as a new text, for who compares it; null for a type that has no values and when memory
-  // is short, which is logged.
+  // The value as a new text, to be compared; null for a type that has no values and when memory is
+  // short, which is logged.
   MallocPtr<char> Serialized(nc_dm_val_type_t type);
 
   // All steps of reading a leaf for itself. Null data() on failure, which is logged.

@@ -35,7 +35,7 @@ int ReadLeafList(nc_dm_list_t* list, nc_dm_path_nodes_t* path, nc_dm_agent_node_
   return nc_dm_agent_get_mul_child_vals(list, mode->parent, mode->node_name, &ids, path);
 }
 
-// Where a walk is: the path's text, which has `depth` components, and the ids along it.
+// The place of a walk: the path's text, which has `depth` components, and the ids along it.
 struct Place {
   nc::PathText text;
   nc::WalkIds ids;

@@ -8,7 +8,7 @@
 
 namespace nc {
 
-// The ids that nc_dm_get_ids gives for the leaves below a node, kept along the walk instead of
+// The ids that nc_dm_get_ids gives for the leaves below a node, kept along a walk instead of
 // being collected anew for each leaf. Falls back to nc_dm_get_ids where that function's result
 // differs from a plain list of the ids: above 15 ids, and below an element of a leaf-list, whose id
 // it takes twice.

@@ -35,7 +35,8 @@ void GiveUp(const SiblingList& list) {
   DropIndex(list);
 }
 
-// True if nobody has made an instance tree of the parent, or freed its trees, unseen.
+// True if the index has seen all instance trees of the parent: an application may make one, or free
+// them, by calls of its own.
 bool KnowsTrees(const nc_dm_name_index& index, const SiblingList& list) {
   return list.parent == nullptr || index.last_tree == list.parent->btree_lst.prev;
 }
@@ -114,7 +115,7 @@ void AppendChained(const SiblingList& list, Node* node) {
 }
 
 void AppendCopy(const SiblingList& list, Node* node, const Node& source) {
-  // What is the first of its name among the sources is so among the copies.
+  // The first of a name among the sources is the first among the copies.
   if (source.is_chained == 0 || source.prev_same != nullptr) return AppendChained(list, node);
   Append(list, node, nullptr);
 }

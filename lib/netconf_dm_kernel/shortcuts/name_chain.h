@@ -12,7 +12,8 @@
 
 namespace nc {
 
-// True if the chains stand for the list. Who links a node by hand does so at an end of it.
+// True if every child is in the chain of its name. An application links its nodes at the end of a
+// list, so the two ends tell.
 bool IsChained(const SiblingList& list);
 
 // The index of a chained list that is long, made when it is missing. Null for a short list, for a

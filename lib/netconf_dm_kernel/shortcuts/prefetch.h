@@ -1,4 +1,4 @@
-// Memory that a walk is going to need, fetched while the walk works on what is in front of it.
+// Fetches memory that a walk is going to need while it works on the entry before.
 #ifndef NETCONF_DM_KERNEL_SHORTCUTS_PREFETCH_H_
 #define NETCONF_DM_KERNEL_SHORTCUTS_PREFETCH_H_
 
@@ -11,7 +11,7 @@ namespace nc {
 
 // Fetches the next entry of a list, with what is below it: a walk over a list that no cache holds
 // waits for memory otherwise. Entries of a list are much alike and each lies in a block, so the
-// next one is taken to be as long. `longest`: what the walk looks at at most, in bytes.
+// next one is taken to be as long. `longest`: the bytes of an entry that the walk reads at most.
 inline void PrefetchNextEntry(const nc_dm_agent_node_t& entry, uintptr_t longest) {
   if (entry.block_offset == 0 || entry.next_same == nullptr) return;
   constexpr uintptr_t kLine = 64;

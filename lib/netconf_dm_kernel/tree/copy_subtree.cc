@@ -68,7 +68,7 @@ bool LinkAndIndex(Node* node, Node* src_node, bool is_fresh) {
   return !nc::IsMode(*node) || IndexModeCopy(node, *src_node);
 }
 
-// What the copies of a schema subtree take.
+// The bytes that the copies of a schema subtree take.
 size_t SizeOfCopies(const Node& src_node) {
   size_t size = nc::NodeRoom::SizeFor(src_node.node_name);
   for (const Node& child : nc::Records<Node>(&src_node.sub_lst)) {

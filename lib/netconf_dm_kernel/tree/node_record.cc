@@ -21,7 +21,7 @@ namespace {
 
 constexpr size_t kAlignment = alignof(nc_dm_agent_node_t);
 
-// What a node's `block_offset` can reach.
+// The farthest that a node's `block_offset` reaches.
 constexpr size_t kMaxSize = std::numeric_limits<uint32_t>::max();
 
 NodeBlock* BlockOf(nc_dm_agent_node_t* node) {

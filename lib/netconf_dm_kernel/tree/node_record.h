@@ -22,7 +22,7 @@ struct NodeBlock;
 // Room for an instance and the copies below it.
 class NodeRoom {
  public:
-  // What a node of that name takes.
+  // The bytes that a node of that name takes.
   static size_t SizeFor(std::string_view name);
 
   // Room of the sum of such sizes; none when memory is short, which is logged. Once it has given a
@@ -58,7 +58,7 @@ void UncountNode(const nc_dm_agent_node_t& node);
 
 // ---- Attributes ----
 
-// What a registration says of a leaf, and a schema node of its copies.
+// Copies the attributes of a leaf: from its registration to its node, from a schema node to a copy.
 void CopyAttributes(const nc_dm_agent_node_t& source, nc_dm_agent_node_t* node);
 
 // A parent applies its leaves' slots through the first leaf's exe_cmd.

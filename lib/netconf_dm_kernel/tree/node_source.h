@@ -7,7 +7,7 @@
 
 namespace nc {
 
-// Who stamps a node.
+// The occasion on which a node is stamped.
 enum class Stamper {
   kLeafEdit,   // an edit that wrote, deleted or mirrored this leaf
   kLeafGroup,  // an edit that wrote several leaves by one command
@@ -17,7 +17,7 @@ enum class Stamper {
 
 namespace internal {
 
-// Whether a node with source SDN or CLI_ALW keeps it. Other sources are always overwritten.
+// The nodes that keep a source of SDN or CLI_ALW. Other sources are always overwritten.
 enum class Keeps { kNo, kYes, kUnlessLeaf };
 
 struct SourceRule {

@@ -3,20 +3,18 @@
 #define NETCONF_DM_KERNEL_TREE_READY_H_
 
 #include "netconf_dm_kernel/context.h"
-#include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 namespace nc {
 
 inline bool IsClientInitialized() {
   if (context.is_client_ready) return true;
-  NC_DM_LOG_ERROR("Dm client hasn't bean initialized!\n");
-  return false;
+  return Refuse(false, "Dm client hasn't bean initialized!\n");
 }
 
 inline bool IsTreeInitialized() {
   if (context.is_tree_ready) return true;
-  NC_DM_LOG_ERROR("Dm tree hasn't bean initialized!\n");
-  return false;
+  return Refuse(false, "Dm tree hasn't bean initialized!\n");
 }
 
 }  // namespace nc

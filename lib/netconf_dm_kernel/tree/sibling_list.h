@@ -12,8 +12,8 @@ struct SiblingList {
   list_head* head;
   nc_dm_agent_node_t* parent;  // null: the top level, or a list that is no node's
 
-  // Where its index is kept and whether it is walked. Null for a list that has no shortcuts: one
-  // that is no node's, or the children of a node that an application made.
+  // The places of its index and of the flag that it is walked. Null for a list that has no
+  // shortcuts: one that is no node's, or the children of a node that an application made.
   nc_dm_name_index** index;
   uint8_t* is_walked;
 };

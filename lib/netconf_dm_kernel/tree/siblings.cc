@@ -23,7 +23,7 @@ Node* Walk(const list_head* head, list_head* link, const char* name) {
   return nullptr;
 }
 
-// How far a search walks before it asks for an index.
+// The children that a search walks over before it asks for an index.
 constexpr int kGlance = 16;
 
 Node* FirstIn(nc_dm_name_index* index, const char* name) {

@@ -1,8 +1,8 @@
-// How everybody reaches a node's children.
+// A node's children: searching and changing a sibling list.
 //
 // A sibling list is `sub_lst` of a node, or `dm_root` of the tree. It may hold a million instances
-// of one list, with schema nodes and instances of other lists before, between and behind them. So
-// nobody who looks for a name walks it:
+// of one list, with schema nodes and instances of other lists before, between and behind them. So a
+// name is looked for with these functions, never by a walk:
 //
 //   nc_dm_agent_node_t* leaf = nc::FindSchemaChild(&entry->sub_lst, "mtu");
 //   for (auto& node : nc::SameNamed(&parent->sub_lst, "interface")) ...  // the list, its entries
@@ -127,7 +127,7 @@ size_t CountOriginals(const nc_dm_agent_node_t* node);
 // it.
 bool HasCopiesAlone(const nc_dm_agent_node_t& mode);
 
-// ---- Changing: for those who create and remove nodes ----
+// ---- Changing, when nodes are created and removed ----
 
 // Appends a node to a list: `sub_lst` of the parent that is set in it, `dm_root`, or another.
 void LinkChild(list_head* siblings, nc_dm_agent_node_t* node);
