@@ -172,6 +172,16 @@ TEST_F(InstanceLookupTest, TakesNoMoreKnownIdsThanThereIsRoomFor) {
   EXPECT_EQ(known.match_cnt, NC_DM_MAX_DEPTH);
 }
 
+TEST_F(InstanceLookupTest, TakesANegativeCountOfUsedIdsForNone) {
+  app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
+  for (const char* path : {"a.b.4", "a.b.5"}) AddInstance(path);
+  app.On(Callback::kGet, "d", Text("v"));
+  nc_dm_id_array_t known = IdArrayOf({4});
+  known.match_cnt = -3;
+  EXPECT_THAT(Find("a.b.d", "v", &known), ElementsAre(Ids{4}));
+  EXPECT_EQ(known.match_cnt, 1);
+}
+
 TEST_F(InstanceLookupTest, FindsInNestedLists) {
   app.Register({.path = "a.b.{i}.c.{i}.d.{i}.e", .callbacks = kGet});
   for (const char* path : {"a.b.1", "a.b.2", "a.b.1.c.10", "a.b.1.c.10.d.100", "a.b.2.c.10",
