@@ -14,6 +14,13 @@ bool BeginsWith(const Ids& ids, const Ids& prefix) {
 
 Ids Outer(const Ids& ids) { return {ids.begin(), ids.end() - 1}; }
 
+// What tells an entry from all others of its node: the ids around it, and its keys.
+std::string PlaceAndKeys(const ncdm_node_t& node, const Ids& outer, const void* record) {
+  std::string place(reinterpret_cast<const char*>(outer.data()),
+                    outer.size() * sizeof(Ids::value_type));
+  return place + KeyText(node, record);
+}
+
 bool HasKeys(const ncdm_node_t& node) {
   return std::ranges::any_of(Leaves(node), [](const ncdm_leaf_t& leaf) { return IsKey(leaf); });
 }
@@ -40,10 +47,10 @@ void Store::Put(const ncdm_node_t& node, const Ids& ids, const void* record) {
   if (known == table.records.end()) {
     table.records.emplace(ids, Record(bytes, bytes + node.size));
   } else {
-    if (indexed) table.by_keys.erase({Outer(ids), KeyText(node, known->second.data())});
+    if (indexed) table.by_keys.erase(PlaceAndKeys(node, Outer(ids), known->second.data()));
     known->second.assign(bytes, bytes + node.size);
   }
-  if (indexed) table.by_keys[{Outer(ids), KeyText(node, record)}] = ids.back();
+  if (indexed) table.by_keys[PlaceAndKeys(node, Outer(ids), record)] = ids.back();
 }
 
 void Store::EraseBelow(const ncdm_node_t& node, const Ids& prefix) {
@@ -59,7 +66,7 @@ void Store::EraseBelow(const ncdm_node_t& node, const Ids& prefix) {
   const auto first = last;
   for (; last != records.end() && BeginsWith(last->first, prefix); ++last) {
     if (node.kind == NCDM_CONTAINER) continue;
-    found->second.by_keys.erase({Outer(last->first), KeyText(node, last->second.data())});
+    found->second.by_keys.erase(PlaceAndKeys(node, Outer(last->first), last->second.data()));
   }
   records.erase(first, last);
 }
@@ -74,7 +81,7 @@ void Store::Drop(const ncdm_node_t& node, const Ids& ids) {
 int64_t Store::Find(const ncdm_node_t& node, const Ids& outer, const void* record) const {
   const Table* table = TableOf(node);
   if (table == nullptr || !HasKeys(node)) return 0;
-  const auto found = table->by_keys.find({outer, KeyText(node, record)});
+  const auto found = table->by_keys.find(PlaceAndKeys(node, outer, record));
   return found == table->by_keys.end() ? 0 : found->second;
 }
 

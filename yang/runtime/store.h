@@ -2,7 +2,7 @@
 // operation of its own for.
 //
 // A record is addressed by its node and the ids of the lists on its path, its own last. Entries
-// are found by id and by their keys in logarithmic time.
+// are found by their keys in constant time, and by id in logarithmic time.
 #ifndef YANG_RUNTIME_STORE_H_
 #define YANG_RUNTIME_STORE_H_
 
@@ -11,7 +11,7 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "ncdm_model.h"
@@ -56,7 +56,7 @@ class Store {
  private:
   struct Table {
     std::map<Ids, Record> records;
-    std::map<std::pair<Ids, std::string>, int64_t> by_keys;
+    std::unordered_map<std::string, int64_t> by_keys;  // the last of an entry's ids
     std::set<Ids> defaulted;  // of a leaf-list: the ids around what has its defaults
   };
 
