@@ -1,15 +1,10 @@
 #!/usr/bin/env bash
 # Measures how much of lib/ the tests run, as an HTML report in build-coverage/report and a table.
 #   scripts/coverage.sh [PATTERN]    only files that match the regular expression, such as 'lib/netconf_dm_kernel/edit/'
-set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_answer_help "$@"
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-if [[ ${1:-} == -* ]]; then
-  sed -n '2,3s/^# *//p' scripts/coverage.sh
-  exit 2
-fi
+[[ ${1:-} != -* ]] || ncdm_bad_usage "unknown option $1"
 pattern=${1:-lib/}
 report=build-coverage/report
 

@@ -3,16 +3,14 @@
 # configures it, on this machine's own data.
 #   scripts/demo.sh                 runs the whole demonstration and cleans up
 #   scripts/demo.sh --interactive   the same, and leaves you at the console's prompt
-set -euo pipefail
-
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_answer_help "$@"
 
 interactive=false
 case "${1:-}" in
   "") ;;
   --interactive) interactive=true ;;
-  *) sed -n '2,5s/^# *//p' scripts/demo.sh >&2; exit 2 ;;
+  *) ncdm_bad_usage "unknown option $1" ;;
 esac
 
 ncdm_setup

@@ -98,5 +98,9 @@ ncdm_setup() {
 
 # Run rather than sourced?
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
-  ncdm_setup "$@"
+  if [[ ${1:-} == -h || ${1:-} == --help ]]; then
+    sed -n '2,5s/^# *//p' "$0"
+  else
+    ncdm_setup "$@"
+  fi
 fi

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The access point as a controller meets it: nested lists, two keys, leaf-lists, what its radios refuse, state that comes
-# and goes, and a restart.
-#   access_point_test.sh BUILD_DIR
+# and goes, and a restart; and that docs/guide.md has counted the lines that were written for it.
+#   access_point_test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
 build=$1
+source=$2
 work=$(mktemp -d)
 agent=
 clean_up() {
@@ -64,3 +65,12 @@ expect "$(console "get radios" "get access")" "radios.radio.1.network.1.passphra
 kill "$agent"
 wait "$agent"
 agent=
+
+lines=$(sed -n '/^\/\* ---- Configuration/,/^\/\* ---- The program/p' "$source/examples/access-point/main.c" |
+  grep -vcE '^[[:blank:]]*(/\*.*\*/)?[[:blank:]]*$')
+leaves=$(grep -cE '^ *leaf(-list)? ' "$source/examples/access-point/access-point.yang")
+if ! grep -qE "^operations are $lines lines of code .*, $((lines / leaves)) a leaf;" "$source/docs/guide.md" ||
+  ((lines > 2 * leaves)); then
+  echo "access_point_test: docs/guide.md does not say that $leaves leaves took $lines lines" >&2
+  exit 1
+fi
