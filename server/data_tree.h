@@ -13,7 +13,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
+#include <memory_resource>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -24,11 +27,12 @@ namespace ncdm::server {
 
 // A container, an entry of a list, a leaf or a value of a leaf-list: `schema` tells which.
 struct DataNode {
+  using Children = std::pmr::vector<const DataNode*>;
   const SchemaNode* schema = nullptr;
-  std::int64_t id = 0;                      // of an entry or a leaf-list's value; else 0
-  std::string value{};                      // of a leaf or a leaf-list's value
-  std::vector<const DataNode*> children{};  // in the order of reading; entries of a list may
-                                            // stand between other children
+  std::int64_t id = 0;  // of an entry or a leaf-list's value; else 0
+  std::string value{};  // of a leaf or a leaf-list's value
+  Children children{};  // in the order of reading; entries of a list may
+                        // stand between other children
   // The leaf of that name; null when it was not read.
   const DataNode* Leaf(const SchemaNode& leaf) const;
 };
@@ -55,11 +59,21 @@ class DataTree {
   struct PlaceHash {
     std::size_t operator()(const Place& place) const;
   };
+  // Where the leaf that was added last stands: the leaves of an entry come one after the other.
+  struct LastParent {
+    std::string_view path;  // with the dot behind it; empty before the first leaf
+    DataNode* node = nullptr;
+  };
+  // The node of a value's path; null for one that leads nowhere. May change `last`.
+  DataNode* NodeOf(std::string_view path, LastParent* last);
   DataNode* ChildOrNew(DataNode* parent, const SchemaNode* schema, std::int64_t id);
 
   const Schema& schema_;
-  std::deque<DataNode> nodes_;  // they stay in place when the tree is moved
-  std::unordered_map<Place, DataNode*, PlaceHash> places_;
+  // All nodes go at once, so what they take is not released piece by piece. Shared with what is left
+  // of a tree that was moved; const, so that moving copies it.
+  const std::shared_ptr<std::pmr::monotonic_buffer_resource> memory_;
+  std::pmr::deque<DataNode> nodes_;  // they stay in place when the tree is moved
+  std::pmr::unordered_map<Place, DataNode*, PlaceHash> places_;
 };
 
 }  // namespace ncdm::server

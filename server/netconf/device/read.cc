@@ -347,13 +347,8 @@ std::optional<server::Ids> InstanceIds::Of(const lyd_node* node, const AgentMode
     if (node->schema->nodetype != LYS_LIST) {
       continue;
     }
-    const auto known = ids_.find(node);
-    if (known == ids_.end()) {
-      return std::nullopt;
-    }
-    const auto& of_entry = known->second;
-    const auto own = std::ranges::find(of_entry, agent, [](const auto& id) { return id.first; });
-    if (own == of_entry.end()) {
+    const auto own = ids_.find({node, agent});
+    if (own == ids_.end()) {
       return std::nullopt;
     }
     ids.insert(ids.begin(), own->second);
@@ -396,7 +391,7 @@ Task<ReadResult> Read(Agents& agents, std::shared_ptr<const Mapping> mapping, Wa
     const AgentModel& model = *models[i];
     if (!parts[i].failure) {
       server::DataTree data(model.schema);
-      data.Add(parts[i].values);
+      data.Add(std::move(parts[i].values));
       Builder(*mapping, model, &result, log).Children(data.root(), nullptr);
     } else if (parts[i].failure->outcome == server::Outcome::kTimeout ||
                parts[i].failure->outcome == server::Outcome::kFault) {

@@ -2,7 +2,9 @@
 #ifndef NCDM_SERVER_NETCONF_DEVICE_READ_H_
 #define NCDM_SERVER_NETCONF_DEVICE_READ_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -44,14 +46,25 @@ enum class Content { kAll, kConfig };
 class InstanceIds {
  public:
   void Add(const lyd_node* entry, const AgentModel* agent, std::int64_t id) {
-    ids_[entry].emplace_back(agent, id);
+    ids_.emplace(Known{entry, agent}, id);
   }
   // Of the lists around and at `node`, as the agent knows them, outermost first. Nothing when it
   // does not have one of the entries.
   std::optional<server::Ids> Of(const lyd_node* node, const AgentModel* agent) const;
 
  private:
-  std::unordered_map<const lyd_node*, std::vector<std::pair<const AgentModel*, std::int64_t>>> ids_;
+  struct Known {
+    const lyd_node* entry;
+    const AgentModel* agent;
+    friend bool operator==(const Known&, const Known&) = default;
+  };
+  struct Hash {
+    std::size_t operator()(const Known& known) const {
+      constexpr std::size_t kOdd = 0x9e3779b97f4a7c15;  // spreads what pointers have in common
+      return std::hash<const void*>()(known.entry) * kOdd + std::hash<const void*>()(known.agent);
+    }
+  };
+  std::unordered_map<Known, std::int64_t, Hash> ids_;
 };
 
 struct ReadResult {
