@@ -69,8 +69,8 @@ class DataTree {
   DataNode* ChildOrNew(DataNode* parent, const SchemaNode* schema, std::int64_t id);
 
   const Schema& schema_;
-  // All nodes go at once, so what they take is not released piece by piece. Shared with what is left
-  // of a tree that was moved; const, so that moving copies it.
+  // All nodes go at once, so what they take is not released piece by piece. Shared with what is
+  // left of a tree that was moved; const, so that moving copies it.
   const std::shared_ptr<std::pmr::monotonic_buffer_resource> memory_;
   std::pmr::deque<DataNode> nodes_;  // they stay in place when the tree is moved
   std::pmr::unordered_map<Place, DataNode*, PlaceHash> places_;
