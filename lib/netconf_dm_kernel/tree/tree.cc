@@ -1,9 +1,10 @@
 // The tree record and its start.
 
+#include "netconf_dm_kernel/tree.h"
+
 #include <pthread.h>
 
 #include "netconf_dm_kernel/context.h"
-#include "netconf_dm_kernel/tree.h"
 #include "netconf_dm_kernel/tree/sibling_list.h"
 #include "netconf_dm_util/intrusive_list.h"
 

@@ -125,8 +125,8 @@ TEST_F(RegisteredPathsTest, GivesAPathThatWasRegisteredBelowACopiedEntry) {
   Register({"t.l.{i}.a", "t.l.{i}.o.c"});
   for (const char* entry : {"t.l.1", "t.l.2", "t.l.3"}) AddInstance(entry);
   Register({"t.l.2.b", "t.x", "t.l.3.o.d"});
-  EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.a 0", "t.l.{i}.o.c 0", "t.l.{i}.b 0",
-                                     "t.l.{i}.o.d 0", "t.x 0"));
+  EXPECT_THAT(Rebuild(),
+              ElementsAre("t.l.{i}.a 0", "t.l.{i}.o.c 0", "t.l.{i}.b 0", "t.l.{i}.o.d 0", "t.x 0"));
   nc_dm_agent_unreg_nodes(NodeAt("t.l.2"));
   EXPECT_THAT(Rebuild(), ElementsAre("t.l.{i}.a 0", "t.l.{i}.o.c 0", "t.l.{i}.o.d 0", "t.x 0"));
 }
