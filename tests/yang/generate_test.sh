@@ -60,6 +60,18 @@ check "$work/one"
 "$yang" generate "$source/tests/yang/every-type.yang" -o "$work/cxx" --cxx 2>/dev/null
 [[ -e $work/cxx/every-type-agent.cc && ! -e $work/cxx/every-type-agent.c ]] || fail "--cxx writes C"
 
+# ---- Only what has patterns links their library ----
+grep -q ncdm-model-pattern "$work/one/every-type.cmake" || fail "every-type has patterns, and their library is not linked"
+"$yang" generate "$source/examples/vlans/demo-vlans.yang" -o "$work/plain"
+! grep -q ncdm-model-pattern "$work/plain/demo-vlans.cmake" || fail "demo-vlans has no patterns"
+
+# ---- What a leaf may ask for ----
+"$yang" generate "$source/examples/vlans/demo-vlans.yang" --no-delete "routes.route.{i}.metric" \
+  --time system.location -o "$work/plain"
+! grep -qF "NCDM_DELETE(demo_vlans_routes_route, 2)" "$work/plain/demo-vlans-model.c" || fail "--no-delete has no effect"
+grep -q "  struct tm location;" "$work/plain/demo-vlans.h" || fail "--time has no effect"
+check "$work/plain"
+
 # ---- Hash tables ----
 "$yang" generate "$source/examples/vlans/demo-vlans.yang" --expect vlans.vlan=50000 -o "$work/vlans"
 grep -q "expected_entries = 50000" "$work/vlans/demo-vlans-model.c" || fail "--expect has no effect"
