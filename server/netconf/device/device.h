@@ -90,6 +90,10 @@ class Device : public Operations {
   Task<ReadResult> ReadForChange(std::shared_ptr<const Mapping> mapping, Wanted part);
   Task<> EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
                      std::vector<RpcError>* errors);
+  // In the turn of the agents of these names. When the constraints look at others', it adds those
+  // and has done nothing: two edits that were checked beside each other could break them together.
+  Task<> EditInTurn(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
+                    std::set<std::string>* names, std::vector<RpcError>* errors);
   Task<> EditCandidate(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
                        std::vector<RpcError>* errors);
   // Makes running what `wanted` is, as far as `compares` says; all or nothing unless `errors` is

@@ -120,11 +120,21 @@ Task<Reply> Device::EditConfig(const Rpc& rpc) {
 
 Task<> Device::EditRunning(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
                            std::vector<RpcError>* errors) {
-  Wanted part = PartOf(edit);
-  const auto turn = co_await turns_.Take(AgentsOf(*CurrentMapping(), part));
+  std::set<std::string> names = AgentsOf(*CurrentMapping(), PartOf(edit));
+  for (bool is_done = false; !is_done;) {
+    const auto turn = co_await turns_.Take(names);
+    const std::size_t count = names.size();
+    co_await EditInTurn(rpc, parameters, edit, &names, errors);
+    is_done = names.size() == count;
+  }
+}
+
+Task<> Device::EditInTurn(const Rpc& rpc, const EditParameters& parameters, const EditNode& edit,
+                          std::set<std::string>* names, std::vector<RpcError>* errors) {
   CheckLock(Datastore::kRunning, rpc.client);
   const auto mapping = CurrentMapping();
   CheckServed(*mapping, edit);
+  Wanted part = PartOf(edit);
   ReadResult now = co_await ReadForChange(mapping, part);
   const bool go_on = parameters.on_error == OnError::kContinue;
   std::vector<RpcError> refused;
@@ -132,6 +142,11 @@ Task<> Device::EditRunning(const Rpc& rpc, const EditParameters& parameters, con
   const Constraints::Affected affected =
       constraints_.AffectedBy(Compare(now.tree, wanted, kEverything));
   if (!affected.empty()) {
+    const auto more = Without(AgentsOf(*mapping, affected.to_read()), *names);
+    if (!more.empty()) {
+      names->insert(more.begin(), more.end());
+      co_return;
+    }
     part.Add(affected.to_read());
     now = co_await ReadForChange(mapping, part);
     refused.clear();

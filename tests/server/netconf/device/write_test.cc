@@ -233,5 +233,52 @@ TEST_F(TwoAgentsTest, LeafOfASecondAgentJoinsItsOwnEntry) {
   EXPECT_THAT(second_->values(), IsEmpty());
 }
 
+// ---- Constraints over two agents ----
+
+constexpr char kReferences[] = R"(module shop {
+  yang-version 1.1; namespace "urn:shop"; prefix s;
+  container shelf { list item { key "name"; leaf name { type string; } } }
+  container till { leaf best { type leafref { path "/s:shelf/s:item/s:name"; } } }
+})";
+
+class ReferencesTest : public DeviceTest {
+ protected:
+  ReferencesTest()
+      : DeviceTest({{"shop", kReferences}}),
+        shelf_(NewStore("shelf", {{"shelf.item.{i}.name", NC_DM_FLAG_KEY}})),
+        till_(NewStore("till", {{"till.best", 0}})) {
+    shelf_->values() = {{"shelf.item.1.name", "cup"}};
+  }
+
+  std::unique_ptr<StoreAgent> shelf_;
+  std::unique_ptr<StoreAgent> till_;
+};
+
+TEST_F(ReferencesTest, EditsBesideEachOtherDoNotBreakAConstraintTogether) {
+  std::vector<Reply> replies;
+  for (const std::string& edit :
+       {EditConfig(Item("<name>cup</name>", "delete")), EditConfig(Till("<best>cup</best>"))}) {
+    device_->Start({static_cast<std::uint32_t>(replies.size() + 1), "user"},
+                   "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"1\">" +
+                       edit + "</rpc>",
+                   [&](Reply reply) { replies.push_back(std::move(reply)); });
+  }
+  while (replies.size() < 2) {
+    Turn();
+  }
+  // Whichever came first, the other one is refused.
+  EXPECT_EQ(replies[0].errors.size() + replies[1].errors.size(), 1U);
+  EXPECT_EQ(shelf_->values().size(), till_->values().size());
+}
+
+TEST_F(ReferencesTest, CommitReadsWhatItsConstraintsLookAt) {
+  Done(EditConfig(Till("<best>cup</best>"), "", "candidate"));
+  Done("<commit/>");
+  EXPECT_THAT(till_->values(), ElementsAre(Pair("till.best", "cup")));
+  Done(EditConfig(Item("<name>cup</name>", "delete"), "", "candidate"));
+  EXPECT_THAT(Refused("<commit/>"), ElementsAre("data-missing"));
+  EXPECT_THAT(shelf_->values(), ElementsAre(Pair("shelf.item.1.name", "cup")));
+}
+
 }  // namespace
 }  // namespace ncdm::netconf
