@@ -6,7 +6,7 @@
 
 #include "netconf_dm_agent/submit.h"
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_kernel/registration_queue.h"
+#include "netconf_dm_kernel/pending_record.h"
 #include "netconf_dm_kernel/tree/node_kind.h"
 #include "netconf_dm_kernel/tree/node_source.h"
 #include "netconf_dm_kernel/tree/ready.h"

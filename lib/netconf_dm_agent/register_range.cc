@@ -15,7 +15,7 @@
 #include "netconf_dm_agent/id_range.h"
 #include "netconf_dm_agent/register_leaf.h"
 #include "netconf_dm_agent/submit.h"
-#include "netconf_dm_kernel/registration_queue.h"
+#include "netconf_dm_kernel/pending_record.h"
 #include "netconf_dm_kernel/tree/ready.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/refuse.h"

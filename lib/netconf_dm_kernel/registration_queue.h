@@ -3,32 +3,10 @@
 #define NETCONF_DM_KERNEL_REGISTRATION_QUEUE_H_
 
 #include <array>
-#include <memory>
 
-#include "netconf_dm_kernel/records.h"
+#include "netconf_dm_kernel/pending_record.h"
 
 namespace nc {
-
-// Frees a record that is in no queue, with its name and its YANG attribute.
-struct FreePending {
-  void operator()(nc_dm_stub_reg_t* record) const;
-};
-using PendingPtr = std::unique_ptr<nc_dm_stub_reg_t, FreePending>;
-
-// A zeroed record of a type; null when memory is short, which is logged.
-PendingPtr NewPending(nc_dm_msg_type_t type);
-
-// The same with a copy of a name.
-PendingPtr NewNamedPending(nc_dm_msg_type_t type, const char* name);
-
-// A path's announcement, copied from `para`; null for a bad argument or short memory.
-PendingPtr NewPendingPath(const nc_dm_stub_reg_t* para);
-
-// The preconditions of an attribute's announcement. 0, or -1, which is logged.
-int CheckYangAttr(const nc_dm_yang_attr_t* yang);
-
-// An attribute's announcement, of one that passed the check; null when memory is short.
-PendingPtr NewPendingYangAttr(const nc_dm_yang_attr_t& yang);
 
 // Hands a record to the registration task, behind all that is queued.
 void Queue(PendingPtr record);
