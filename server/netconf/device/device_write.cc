@@ -359,14 +359,14 @@ Task<> Device::LoadCandidate(std::set<std::string> names) {
       co_return;
     }
   }
-  const ReadResult now =
+  ReadResult now =
       co_await Read(agents_, mapping, WantConfig(context_), Content::kConfig, log_, names);
   ThrowFirst(now.failed);
   if (!datastores_.candidate) {
     datastores_.candidate.emplace();
   }
   Candidate& candidate = *datastores_.candidate;
-  Tree added = OnlyOfOthers(now.tree, *mapping, loaded);
+  Tree added = loaded.empty() ? std::move(now.tree) : OnlyOfOthers(now.tree, *mapping, loaded);
   Tree tree = added.Copy();
   tree.Merge(std::move(candidate.tree));
   candidate.tree = std::move(tree);

@@ -101,7 +101,7 @@ class [[nodiscard]] Task {
 
   // Runs the task up to its first wait, without anybody awaiting it. `finished` is called at its
   // end, and may destroy the task.
-  void Start(std::function<void()> finished) {
+  void Start(std::function<void()>&& finished) {
     handle_.promise().finished = std::move(finished);
     handle_.resume();
   }
