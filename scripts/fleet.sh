@@ -75,7 +75,7 @@ export ANSIBLE_PERSISTENT_CONTROL_PATH_DIR=$work/ansible/pc
 
 # manage NAME CHANGED [OPTION...]: one run of the playbook, in which CHANGED devices are to change and none to fail.
 manage() {
-  local name=$1 wanted=$2 seconds=$SECONDS changed failed
+  local name=$1 wanted=$2 seconds=$SECONDS changed failed reported
   shift 2
   ansible-playbook -i "$work/inventory" --forks 4 examples/fleet/site.yml "$@" >"$work/$name.log" 2>&1 || true
   changed=$(grep -cE ' changed=[1-9]' "$work/$name.log" || true)
@@ -83,7 +83,7 @@ manage() {
   reported=$(grep -cE ' ok=[0-9]+ +changed=' "$work/$name.log" || true)
   echo "fleet: $name: $((SECONDS - seconds)) s, $reported devices, $changed changed, $failed failed"
   if ((changed != wanted || failed || reported != count)); then
-    tail -n 60 "$work/$name.log" >&2
+    grep -E '^(fatal|failed|unreachable):' "$work/$name.log" >&2 || tail -n 60 "$work/$name.log" >&2
     exit 1
   fi
 }
