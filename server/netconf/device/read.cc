@@ -1,7 +1,11 @@
 #include "server/netconf/device/read.h"
 
 #include <algorithm>
+#include <span>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "server/data_tree.h"
 #include "server/entry_keys.h"
@@ -206,14 +210,49 @@ class Builder {
 
   void Children(const DataNode& data, lyd_node* parent) {
     Seen seen;
+    const auto at_default = LeafListsAtDefault(data);
     for (const DataNode* child : data.children) {
-      if (const lysc_node* node = model_.Yang(child->schema)) {
+      const lysc_node* node = model_.Yang(child->schema);
+      if (node != nullptr && !at_default.contains(node)) {
         One(*child, node, parent, &seen);
       }
     }
   }
 
  private:
+  // An application shows a leaf-list's defaults as its values. They are no configuration: who gives
+  // the leaf-list a value of its own does not want them beside it.
+  std::unordered_set<const lysc_node*> LeafListsAtDefault(const DataNode& data) const {
+    std::unordered_map<const lysc_node*, std::vector<std::string_view>> values;
+    for (const DataNode* child : data.children) {
+      const lysc_node* node = model_.Yang(child->schema);
+      if (node != nullptr && IsConfig(node) && !DefaultsOf(node).empty()) {
+        values[node].push_back(child->value);
+      }
+    }
+    std::unordered_set<const lysc_node*> at_default;
+    for (const auto& [node, present] : values) {
+      if (std::ranges::is_permutation(present, DefaultsOf(node))) {
+        at_default.insert(node);
+      }
+    }
+    return at_default;
+  }
+
+  // Of a leaf-list, as the model writes them; of other nodes none.
+  static std::vector<std::string_view> DefaultsOf(const lysc_node* node) {
+    std::vector<std::string_view> texts;
+    if (node->nodetype != LYS_LEAFLIST) {
+      return texts;
+    }
+    const auto* leaf_list = reinterpret_cast<const lysc_node_leaflist*>(node);
+    const std::size_t count = leaf_list->dflts == nullptr ? 0 : LY_ARRAY_COUNT(leaf_list->dflts);
+    for (const lyd_value* value : std::span(leaf_list->dflts, count)) {
+      texts.emplace_back(lyd_value_get_canonical(node->module->ctx, value));
+    }
+    return texts;
+  }
+
   // Keys of the entries that are there, so that two with the same are found.
   using Seen = std::unordered_set<std::string>;
 

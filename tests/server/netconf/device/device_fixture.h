@@ -39,7 +39,11 @@ inline constexpr char kShopModule[] = R"(module shop {
       leaf value { type string; }
     }
   }
-  container till { leaf owner { type string; } leaf open { type boolean; } }
+  container till {
+    leaf owner { type string; }
+    leaf open { type boolean; }
+    leaf-list hour { type uint8; default "9"; default "17"; }
+  }
 })";
 
 class NoSessions : public Sessions {

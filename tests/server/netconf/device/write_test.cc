@@ -72,6 +72,27 @@ TEST_F(WriteTest, DeletionsComeFirst) {
               ElementsAre("4 key1 shelf.item.name=cup", "1 till.owner=ann", "commit"));
 }
 
+class LeafListDefaultsTest : public DeviceTest {
+ protected:
+  LeafListDefaultsTest()
+      : shop_(NewStore("shop", {{"till.owner", 0}, {"till.hour", NC_DM_FLAG_LEAF_LIST}})) {}
+
+  std::unique_ptr<StoreAgent> shop_;
+};
+
+TEST_F(LeafListDefaultsTest, AreNoConfigurationBesideTheFirstValueOfItsOwn) {
+  shop_->values()["till.hour.1"] = "17";
+  shop_->values()["till.hour.2"] = "9";
+  Done(EditConfig(Till("<hour>5</hour>")));
+  EXPECT_THAT(shop_->Changes(), ElementsAre("1 till.hour=5", "commit"));
+}
+
+TEST_F(LeafListDefaultsTest, AreConfigurationWhenOneOfThemIsGone) {
+  shop_->values()["till.hour.1"] = "17";
+  Done(EditConfig(Till("<hour nc:operation=\"delete\">17</hour>")));
+  EXPECT_THAT(shop_->Changes(), ElementsAre("4 till.hour=17", "commit"));
+}
+
 TEST_F(WriteTest, EntryIsNamedByAllItsKeys) {
   const std::string pair = "<pair><left>a</left><right>007</right><value>v</value></pair>";
   Done(EditConfig("<pairs xmlns=\"urn:shop\">" + pair + "</pairs>"));
