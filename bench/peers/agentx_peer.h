@@ -15,7 +15,7 @@ namespace bench::peers {
 // table_tdata in a sorted container.
 enum class Helper { kTableData, kTableTdata };
 
-class AgentxPeer : public Peer {
+class AgentxPeer final : public Peer {
  public:
   // Waits until all is served. Throws std::runtime_error.
   AgentxPeer(Helper helper, std::int64_t entries);

@@ -9,7 +9,7 @@
 
 namespace bench::peers {
 
-class LibraryPeer : public Peer {
+class LibraryPeer final : public Peer {
  public:
   // Waits until all is served. Throws std::runtime_error.
   explicit LibraryPeer(std::int64_t entries);
