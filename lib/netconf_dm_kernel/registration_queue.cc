@@ -34,6 +34,17 @@ std::atomic<int> g_waiting_producers = 0;
 constexpr int kOffers = 100;
 constexpr int64_t kNsBetweenOffers = 1000000;
 
+// The task waits for the queue. A producer that comes then gives way, as long as it would be
+// offered the queue: the mutex would let those who take it over and over keep the event loop
+// waiting.
+std::atomic<bool> g_task_waits = false;
+
+void TakeQueueForTask() {
+  g_task_waits = true;
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  g_task_waits = false;
+}
+
 // When the task may offer the queue again; 0 when a run begins.
 int64_t g_next_offer = 0;
 
@@ -73,6 +84,9 @@ Record* FindWaiting(const nc_dm_yang_attr_t& attribute) {
 namespace nc {
 
 ProducerLock::ProducerLock() {
+  for (int turn = 0; turn < kOffers && g_task_waits.load(std::memory_order_relaxed); ++turn) {
+    sched_yield();
+  }
   g_waiting_producers.fetch_add(1);
   pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
   g_waiting_producers.fetch_sub(1);
@@ -109,7 +123,7 @@ std::array<list_head*, 3> QueuedLists() {
 }
 
 QueueRun::QueueRun() {
-  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  TakeQueueForTask();
   MoveAll(&g_nc_dm_reg_list.reg_list, &g_in_hand);
   g_next_offer = 0;
 }
@@ -134,7 +148,7 @@ void QueueRun::LetProducersIn() {
   if (g_waiting_producers.load(std::memory_order_relaxed) == 0 || NowNs() < g_next_offer) return;
   pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
   for (int offer = 0; offer < kOffers && g_waiting_producers.load() > 0; ++offer) sched_yield();
-  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  TakeQueueForTask();
   g_next_offer = NowNs() + kNsBetweenOffers;
 }
 
