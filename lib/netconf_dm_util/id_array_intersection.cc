@@ -2,13 +2,13 @@
 // only short ones are compared each with each.
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <span>
 
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/probe_table.h"
 
 namespace {
 
@@ -17,12 +17,12 @@ using Node = nc_dm_id_array_node_t;
 // Below this many elements a walk is faster than filling a table.
 constexpr size_t kMinIndexed = 16;
 
-size_t HashOf(const nc_dm_id_array_t& id_array) {
+uint32_t HashOfIds(const nc_dm_id_array_t& id_array) {
   uint64_t hash = static_cast<uint64_t>(id_array.cnt);
   for (nc_int32 i = 0; i < id_array.cnt && i < NC_DM_MAX_DEPTH; ++i) {
     hash = (std::rotl(hash, 5) ^ static_cast<uint64_t>(id_array.id[i])) * 0x9E3779B97F4A7C15U;
   }
-  return static_cast<size_t>(hash ^ (hash >> 32));
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
 }
 
 // The arrays of a list, to look one up. Walks the list when it is short, or when there is no memory
@@ -32,16 +32,13 @@ class Members {
   explicit Members(const list_head* list) : list_(list) {
     size_t count = 0;
     for ([[maybe_unused]] const Node& node : nc::Records<Node>(list)) ++count;
-    if (count < kMinIndexed) return;
-    const size_t size = std::bit_ceil(2 * count);
-    table_.reset(static_cast<Node**>(calloc(size, sizeof(Node*))));
-    if (table_ == nullptr) return;
-    mask_ = size - 1;
-    for (Node& node : nc::Records<Node>(list)) *Find(&node.id_array) = &node;
+    has_table_ = count >= kMinIndexed && table_.Reserve(count);
+    if (!has_table_) return;
+    for (Node& node : nc::Records<Node>(list)) *table_.Ensure(&node.id_array) = &node;
   }
 
   bool Has(nc_dm_id_array_t* id_array) const {
-    if (table_ != nullptr) return *Find(id_array) != nullptr;
+    if (has_table_) return table_.Find(id_array) != nullptr;
     for (Node& node : nc::Records<Node>(list_)) {
       if (nc_dm_id_arrays_same(&node.id_array, id_array)) return true;
     }
@@ -49,20 +46,19 @@ class Members {
   }
 
  private:
-  // The slot of an equal array, or the free one where it would stand. At least half of the slots
-  // are free.
-  Node** Find(nc_dm_id_array_t* id_array) const {
-    size_t slot = HashOf(*id_array) & mask_;
-    while (table_.get()[slot] != nullptr &&
-           !nc_dm_id_arrays_same(&table_.get()[slot]->id_array, id_array)) {
-      slot = (slot + 1) & mask_;
+  struct Rules {
+    using Key = nc_dm_id_array_t*;
+    static uint32_t Hash(Key id_array) { return HashOfIds(*id_array); }
+    static uint32_t HashOf(const Node* slot) { return HashOfIds(slot->id_array); }
+    static bool IsFree(const Node* slot) { return slot == nullptr; }
+    static bool Holds(Node* slot, Key id_array) {
+      return nc_dm_id_arrays_same(&slot->id_array, id_array);
     }
-    return &table_.get()[slot];
-  }
+  };
 
   const list_head* list_;
-  nc::MallocPtr<Node*> table_;
-  size_t mask_ = 0;
+  nc::ProbeTable<Node*, Rules> table_;
+  bool has_table_ = false;
 };
 
 }  // namespace

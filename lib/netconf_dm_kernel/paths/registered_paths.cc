@@ -8,11 +8,8 @@
 // already is not taken again.
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <string_view>
 
 #include "netconf_dm_kernel/bodies.h"
 #include "netconf_dm_kernel/indexes.h"
@@ -22,7 +19,9 @@
 #include "netconf_dm_util/list_marker.h"
 #include "netconf_dm_util/log.h"
 #include "netconf_dm_util/malloc_ptr.h"
+#include "netconf_dm_util/probe_table.h"
 #include "netconf_dm_util/refuse.h"
+#include "netconf_dm_util/text_hash.h"
 
 namespace {
 
@@ -41,58 +40,29 @@ void PushComponent(nc_dm_path_nodes_t* path, const nc_dm_agent_node_t& node) {
   *end = '\0';
 }
 
-// The texts seen so far: a hash table with linear probing, never more than half full. It borrows
-// them.
+// The texts seen so far, which it borrows.
 class SeenTexts {
  public:
   enum class Answer { kNew, kSeen, kNoMemory };
 
-  Answer Add(std::string_view text) {
-    if (cnt_ * 2 >= size_ && !Grow()) return Answer::kNoMemory;
-    std::string_view* slot = Slot(text);
-    if (slot->data() != nullptr) return Answer::kSeen;
+  Answer Add(const char* text) {
+    const char** slot = texts_.Ensure(text);
+    if (slot == nullptr) return Answer::kNoMemory;
+    if (*slot != nullptr) return Answer::kSeen;
     *slot = text;
-    ++cnt_;
     return Answer::kNew;
   }
 
  private:
-  static constexpr size_t kFirstSize = 64;
+  struct Rules {
+    using Key = const char*;
+    static uint32_t Hash(Key text) { return nc::HashOfText(text); }
+    static uint32_t HashOf(const char* slot) { return nc::HashOfText(slot); }
+    static bool IsFree(const char* slot) { return slot == nullptr; }
+    static bool Holds(const char* slot, Key text) { return strcmp(slot, text) == 0; }
+  };
 
-  // FNV-1a: a path is short, and std::hash would need libstdc++ at run time.
-  static size_t Hash(std::string_view text) {
-    uint64_t hash = 14695981039346656037U;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
-    return static_cast<size_t>(hash);
-  }
-
-  // The slot of a text, or the free one where it belongs.
-  std::string_view* Slot(std::string_view text) const {
-    size_t at = Hash(text);
-    while (true) {
-      std::string_view* slot = &slots_.get()[at++ % size_];
-      if (slot->data() == nullptr || *slot == text) return slot;
-    }
-  }
-
-  bool Grow() {
-    const size_t size = size_ == 0 ? kFirstSize : size_ * 2;
-    auto* memory = static_cast<std::string_view*>(calloc(size, sizeof(std::string_view)));
-    if (memory == nullptr) return false;
-    std::uninitialized_value_construct_n(memory, size);
-    const nc::MallocPtr<std::string_view> old(slots_.release());
-    const size_t old_size = size_;
-    slots_.reset(memory);
-    size_ = size;
-    for (size_t i = 0; i < old_size; ++i) {
-      if (old.get()[i].data() != nullptr) *Slot(old.get()[i]) = old.get()[i];
-    }
-    return true;
-  }
-
-  nc::MallocPtr<std::string_view> slots_;
-  size_t size_ = 0;
-  size_t cnt_ = 0;
+  nc::ProbeTable<const char*, Rules> texts_;
 };
 
 // True if the instance is a copy of a mode node beside it, and holds no path of its own.

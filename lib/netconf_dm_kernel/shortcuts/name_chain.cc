@@ -1,7 +1,5 @@
 #include "netconf_dm_kernel/shortcuts/name_chain.h"
 
-#include <cstdlib>
-
 #include "netconf_dm_kernel/tree/node_kind.h"
 #include "netconf_dm_util/intrusive_list.h"
 
@@ -24,7 +22,7 @@ bool IsLong(const list_head* head) {
 }
 
 void DropIndex(const SiblingList& list) {
-  free(*list.index);
+  FreeNameIndex(*list.index);
   *list.index = nullptr;
 }
 
@@ -50,11 +48,11 @@ nc_dm_name_index* CurrentIndex(const SiblingList& list) {
 
 bool EnterAll(const SiblingList& list) {
   for (Node& node : Records<Node>(list.head)) {
-    if (!EnterChild(list.index, &node)) return false;
+    if (!EnterChild(*list.index, &node)) return false;
   }
   if (list.parent == nullptr) return true;
   for (Tree& tree : Records<Tree>(&list.parent->btree_lst)) {
-    if (!EnterTree(list.index, &tree)) return false;
+    if (!EnterTree(*list.index, &tree)) return false;
   }
   (*list.index)->last_tree = list.parent->btree_lst.prev;
   return true;
@@ -70,8 +68,8 @@ bool IsWorthIndex(const SiblingList& list) {
 
 // The last child of a name in a chained list, or null.
 Node* LastOfName(const SiblingList& list, const char* name) {
-  if (nc_dm_name_index* index = IndexOf(list)) {
-    const NameSlot* slot = FindSlot(index, name);
+  if (const nc_dm_name_index* index = IndexOf(list)) {
+    const NameSlot* slot = FindSlot(*index, name);
     return slot != nullptr ? slot->last : nullptr;
   }
   for (list_head* link = list.head->prev; link != list.head; link = link->prev) {
@@ -87,7 +85,7 @@ void Append(const SiblingList& list, Node* node, Node* last_of_name) {
   node->prev_same = last_of_name;
   if (last_of_name != nullptr) last_of_name->next_same = node;
   // No index is better than one that misses a child.
-  if (CurrentIndex(list) != nullptr && !EnterChild(list.index, node)) DropIndex(list);
+  if (CurrentIndex(list) != nullptr && !EnterChild(*list.index, node)) DropIndex(list);
 }
 
 }  // namespace
@@ -132,8 +130,8 @@ void Unchain(Node* node) {
 }
 
 Tree* FindIndexedTree(const SiblingList& list, const char* name) {
-  if (nc_dm_name_index* index = CurrentIndex(list)) {
-    const NameSlot* slot = FindSlot(index, name);
+  if (const nc_dm_name_index* index = CurrentIndex(list)) {
+    const NameSlot* slot = FindSlot(*index, name);
     return slot != nullptr ? slot->tree : nullptr;
   }
   return nc_dm_agent_get_bin_tree(list.parent, const_cast<char*>(name));
@@ -144,7 +142,7 @@ void NoteNewTree(const SiblingList& list, Tree* tree) {
   PushBack(&list.parent->btree_lst, &tree->lst);
   if (!is_known) return;
   (*list.index)->last_tree = &tree->lst;
-  if (!EnterTree(list.index, tree)) DropIndex(list);
+  if (!EnterTree(*list.index, tree)) DropIndex(list);
 }
 
 }  // namespace nc

@@ -1,15 +1,18 @@
 // The name index of one sibling list: its children by name, once they are many.
 //
-// A hash table with open addressing. A slot knows the first and the last child of a name, which end
-// the name's chain (name_chain.h), and the parent's instance tree of that name. The names
-// themselves belong to the nodes and the trees. An index holds chained nodes alone.
+// A hash table (probe_table.h). A slot knows the first and the last child of a name, which end the
+// name's chain (name_chain.h), and the parent's instance tree of that name. The names themselves
+// belong to the nodes and the trees. An index holds chained nodes alone.
 #ifndef NETCONF_DM_KERNEL_SHORTCUTS_NAME_INDEX_H_
 #define NETCONF_DM_KERNEL_SHORTCUTS_NAME_INDEX_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "netconf_dm_kernel/indexes.h"
+#include "netconf_dm_util/probe_table.h"
+#include "netconf_dm_util/text_hash.h"
 
 namespace nc {
 
@@ -27,27 +30,44 @@ struct NameSlot {
   }
 };
 
+struct NameRules {
+  // A name's hash is compared before the name.
+  struct Key {
+    explicit Key(const char* text) : name(text), hash(HashOfText(text)) {}
+    const char* name;
+    uint32_t hash;
+  };
+  static uint32_t Hash(Key key) { return key.hash; }
+  static uint32_t HashOf(const NameSlot& slot) { return slot.hash; }
+  static bool IsFree(const NameSlot& slot) { return slot.Name() == nullptr; }
+  static bool Holds(const NameSlot& slot, Key key) {
+    return slot.hash == key.hash && strcmp(slot.Name(), key.name) == 0;
+  }
+};
+
 }  // namespace nc
 
 struct nc_dm_name_index {
   const list_head* last_tree;  // of the parent's list of instance trees when it was read last
   size_t children;
-  size_t used;      // slots
-  size_t capacity;  // a power of two, at least twice `used`
-  nc::NameSlot slots[];
+  nc::ProbeTable<nc::NameSlot, nc::NameRules> names;
 };
 
 namespace nc {
 
+// Null when memory is short.
 nc_dm_name_index* NewNameIndex();
+void FreeNameIndex(nc_dm_name_index* index);
 
 // The slot of a name, or null.
-NameSlot* FindSlot(nc_dm_name_index* index, const char* name);
+inline NameSlot* FindSlot(const nc_dm_name_index& index, const char* name) {
+  return index.names.Find(NameRules::Key(name));
+}
 
-// Enter the last child of its name, which is chained already; and an instance tree. The index may
-// move. False when memory is short.
-bool EnterChild(nc_dm_name_index** index, nc_dm_agent_node_t* node);
-bool EnterTree(nc_dm_name_index** index, nc_dm_bin_tree_t* tree);
+// Enter the last child of its name, which is chained already; and an instance tree. False when
+// memory is short.
+bool EnterChild(nc_dm_name_index* index, nc_dm_agent_node_t* node);
+bool EnterTree(nc_dm_name_index* index, nc_dm_bin_tree_t* tree);
 
 // Takes a child out, before it leaves its chain. False if it was not in the index.
 bool LeaveChild(nc_dm_name_index* index, const nc_dm_agent_node_t& node);

@@ -4,6 +4,7 @@
 
 #include "netconf_dm_kernel/indexes.h"
 #include "netconf_dm_kernel/instances/instance_index.h"
+#include "netconf_dm_kernel/shortcuts/name_index.h"
 #include "netconf_dm_kernel/tree/node_record.h"
 #include "netconf_dm_kernel/tree/siblings.h"
 #include "netconf_dm_util/intrusive_list.h"
@@ -23,7 +24,7 @@ void Discard(Node* node, Tree* tree, bool siblings_go) {
   free(node->hash_tab);
   nc::LeaveInstanceTree(*node, tree);
   if (!nc::IsEmpty(&node->btree_lst)) nc_dm_agent_free_bin_tree_list(&node->btree_lst);
-  free(node->name_index);
+  nc::FreeNameIndex(node->name_index);
   nc::FreeNode(node);
 }
 

@@ -1,7 +1,6 @@
 #include "netconf_dm_kernel/tree/sibling_list.h"
 
-#include <cstdlib>
-
+#include "netconf_dm_kernel/shortcuts/name_index.h"
 #include "netconf_dm_util/intrusive_list.h"
 
 namespace nc {
@@ -37,7 +36,7 @@ SiblingList ListAround(const Node& node) {
 }
 
 void ResetRootList() {
-  free(root_index);
+  FreeNameIndex(root_index);
   root_index = nullptr;
   root_is_walked = 0;
 }

@@ -26,7 +26,7 @@ Node* Walk(const list_head* head, list_head* link, const char* name) {
 // The children that a search walks over before it asks for an index.
 constexpr int kGlance = 16;
 
-Node* FirstIn(nc_dm_name_index* index, const char* name) {
+Node* FirstIn(const nc_dm_name_index& index, const char* name) {
   const NameSlot* slot = FindSlot(index, name);
   return slot != nullptr ? slot->first : nullptr;
 }
@@ -36,8 +36,8 @@ Node* FindFirst(const SiblingList& list, const char* name) {
   for (Node& node : Records<Node>(list.head)) {
     if (HasName(node, name)) return &node;
     if (++passed < kGlance) continue;
-    nc_dm_name_index* index = IndexOf(list);
-    return index != nullptr ? FirstIn(index, name) : Walk(list.head, node.lst.next, name);
+    const nc_dm_name_index* index = IndexOf(list);
+    return index != nullptr ? FirstIn(*index, name) : Walk(list.head, node.lst.next, name);
   }
   return nullptr;
 }
@@ -45,8 +45,8 @@ Node* FindFirst(const SiblingList& list, const char* name) {
 // The same for a range, which looks at the whole list anyway.
 Node* FirstOfRange(const SiblingList& list, const char* name) {
   const bool has_index = list.index != nullptr && *list.index != nullptr;
-  nc_dm_name_index* index = has_index ? IndexOf(list) : nullptr;
-  return index != nullptr ? FirstIn(index, name) : FindFirst(list, name);
+  const nc_dm_name_index* index = has_index ? IndexOf(list) : nullptr;
+  return index != nullptr ? FirstIn(*index, name) : FindFirst(list, name);
 }
 
 SiblingList ListToJoin(list_head* siblings, const Node& node) {
@@ -82,8 +82,8 @@ NameWalk::NameWalk(const list_head* siblings)
     : list_(ListOf(siblings)), index_(IndexOf(list_)), link_(list_.head->next) {}
 
 Node* NameWalk::Next() {
-  while (index_ != nullptr && slot_ < index_->capacity) {
-    if (Node* first = index_->slots[slot_++].first) return first;
+  while (index_ != nullptr && slot_ < index_->names.Slots().size()) {
+    if (Node* first = index_->names.Slots()[slot_++].first) return first;
   }
   while (index_ == nullptr && link_ != list_.head) {
     Node& node = *Cursor(link_);
@@ -132,8 +132,7 @@ size_t CountOriginals(const Node* node) {
   const nc_dm_name_index* index = IndexOf(ChildrenOf(node));
   if (index == nullptr) return SIZE_MAX;
   size_t originals = 0;
-  for (size_t i = 0; i < index->capacity; ++i) {
-    const NameSlot& slot = index->slots[i];
+  for (const NameSlot& slot : index->names.Slots()) {
     // Without a mode node the copies are all that tells of the list; and some hold paths of their
     // own.
     if (slot.first != nullptr && slot.tree != nullptr &&
@@ -147,9 +146,9 @@ size_t CountOriginals(const Node* node) {
 
 bool HasCopiesAlone(const Node& mode) {
   if (mode.parent == nullptr) return false;
-  nc_dm_name_index* index = IndexOf(ChildrenOf(mode.parent));
+  const nc_dm_name_index* index = IndexOf(ChildrenOf(mode.parent));
   if (index == nullptr) return false;
-  const NameSlot* slot = FindSlot(index, mode.node_name);
+  const NameSlot* slot = FindSlot(*index, mode.node_name);
   return slot != nullptr && slot->first == &mode && slot->originals == 1 && slot->tree != nullptr &&
          slot->tree->data == &mode;
 }

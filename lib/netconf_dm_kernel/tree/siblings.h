@@ -97,7 +97,7 @@ class NameWalk {
 
  private:
   SiblingList list_;
-  nc_dm_name_index* index_;  // what is walked: the slots of an index,
+  const nc_dm_name_index* index_;  // what is walked: the slots of an index,
   size_t slot_ = 0;
   list_head* link_;  // or the list
 };
