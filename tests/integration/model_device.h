@@ -7,7 +7,7 @@
 
 #include "device_app.h"
 #include "harness.h"
-#include "reference_model.h"
+#include "plain_device.h"
 
 namespace ncdm_test {
 

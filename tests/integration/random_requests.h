@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "reference_model.h"
+#include "plain_device.h"
 
 namespace ncdm_test {
 

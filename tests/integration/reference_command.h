@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "reference_application.h"
+#include "device_data.h"
 #include "reference_tree.h"
 #include "server/request.h"
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "model_request.h"
 #include "reference_command.h"
-#include "reference_request.h"
 
 namespace ncdm_test {
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "reference_schema.h"
+#include "schema_tree.h"
 
 namespace ncdm_test {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "netconf_dm_kernel/edit/edit_fixture.h"
-#include "netconf_dm_kernel/edit/reference_edit.h"
+#include "reference/edits.h"
 
 namespace ncdm_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "reference_schema.h"
+#include "schema_tree.h"
 
 #include <algorithm>
 #include <sstream>

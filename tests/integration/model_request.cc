@@ -1,4 +1,4 @@
-#include "reference_request.h"
+#include "model_request.h"
 
 #include <algorithm>
 #include <sstream>

@@ -1,8 +1,8 @@
 // A second, plain implementation of the edits of an entry and of those by paths: lists and walks,
 // no index, no shortcut. It holds a tree of its own and tells which calls the application should
 // see, with what result and fault.
-#ifndef TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_EDIT_H_
-#define TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_EDIT_H_
+#ifndef TESTS_REFERENCE_EDITS_H_
+#define TESTS_REFERENCE_EDITS_H_
 
 #include <algorithm>
 #include <list>
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "netconf_dm_kernel/edit/reference_command.h"
+#include "reference/command.h"
 
 namespace ncdm_test {
 
@@ -316,4 +316,4 @@ class ReferenceEdit : public ReferenceCommand {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_EDIT_H_
+#endif  // TESTS_REFERENCE_EDITS_H_

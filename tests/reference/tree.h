@@ -1,6 +1,6 @@
 // A second, plain tree for the comparison of edits: lists and walks, no index, no shortcut.
-#ifndef TESTS_NETCONF_DM_KERNEL_REFERENCE_TREE_H_
-#define TESTS_NETCONF_DM_KERNEL_REFERENCE_TREE_H_
+#ifndef TESTS_REFERENCE_TREE_H_
+#define TESTS_REFERENCE_TREE_H_
 
 #include <list>
 #include <memory>
@@ -215,4 +215,4 @@ class ReferenceTree {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_NETCONF_DM_KERNEL_REFERENCE_TREE_H_
+#endif  // TESTS_REFERENCE_TREE_H_

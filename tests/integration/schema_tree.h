@@ -1,6 +1,6 @@
 // The device's data model as a tree of schema nodes, and the texts of its paths and values.
-#ifndef TESTS_INTEGRATION_REFERENCE_SCHEMA_H_
-#define TESTS_INTEGRATION_REFERENCE_SCHEMA_H_
+#ifndef TESTS_INTEGRATION_SCHEMA_TREE_H_
+#define TESTS_INTEGRATION_SCHEMA_TREE_H_
 
 #include <cstdint>
 #include <memory>
@@ -56,4 +56,4 @@ std::optional<std::vector<std::string>> ParsePath(std::string_view path);
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_INTEGRATION_REFERENCE_SCHEMA_H_
+#endif  // TESTS_INTEGRATION_SCHEMA_TREE_H_

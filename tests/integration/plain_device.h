@@ -1,16 +1,16 @@
 // What the device's data and the agent's answers should be: plain models of the data and of the
 // tree of instances, and the rules by which requests work on them. It shares no code with the
 // library or the application.
-#ifndef TESTS_INTEGRATION_REFERENCE_MODEL_H_
-#define TESTS_INTEGRATION_REFERENCE_MODEL_H_
+#ifndef TESTS_INTEGRATION_PLAIN_DEVICE_H_
+#define TESTS_INTEGRATION_PLAIN_DEVICE_H_
 
 #include <memory>
 #include <string>
 
-#include "reference_application.h"
-#include "reference_request.h"
-#include "reference_schema.h"
+#include "device_data.h"
+#include "model_request.h"
 #include "reference_tree.h"
+#include "schema_tree.h"
 
 namespace ncdm_test {
 
@@ -49,4 +49,4 @@ class ReferenceModel {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_INTEGRATION_REFERENCE_MODEL_H_
+#endif  // TESTS_INTEGRATION_PLAIN_DEVICE_H_

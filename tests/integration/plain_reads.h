@@ -1,12 +1,12 @@
 // Reads and lookups, from the instances of the tree and the data of the application.
-#ifndef TESTS_INTEGRATION_REFERENCE_READS_H_
-#define TESTS_INTEGRATION_REFERENCE_READS_H_
+#ifndef TESTS_INTEGRATION_PLAIN_READS_H_
+#define TESTS_INTEGRATION_PLAIN_READS_H_
 
 #include <string>
 #include <vector>
 
-#include "reference_application.h"
-#include "reference_request.h"
+#include "device_data.h"
+#include "model_request.h"
 #include "reference_tree.h"
 
 namespace ncdm_test {
@@ -44,4 +44,4 @@ class ReferenceReads {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_INTEGRATION_REFERENCE_READS_H_
+#endif  // TESTS_INTEGRATION_PLAIN_READS_H_

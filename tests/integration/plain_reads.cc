@@ -1,4 +1,4 @@
-#include "reference_reads.h"
+#include "plain_reads.h"
 
 #include <algorithm>
 #include <optional>

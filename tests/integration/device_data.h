@@ -1,14 +1,14 @@
 // The data as it should be, and what the application should say to each callback: a map from
 // instance paths ("net.user.3.name") to texts.
-#ifndef TESTS_INTEGRATION_REFERENCE_APPLICATION_H_
-#define TESTS_INTEGRATION_REFERENCE_APPLICATION_H_
+#ifndef TESTS_INTEGRATION_DEVICE_DATA_H_
+#define TESTS_INTEGRATION_DEVICE_DATA_H_
 
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 
-#include "reference_schema.h"
+#include "schema_tree.h"
 
 namespace ncdm_test {
 
@@ -68,4 +68,4 @@ class ReferenceApplication {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_INTEGRATION_REFERENCE_APPLICATION_H_
+#endif  // TESTS_INTEGRATION_DEVICE_DATA_H_

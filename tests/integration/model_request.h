@@ -1,6 +1,6 @@
 // A request of the random stream, and what its answer should be.
-#ifndef TESTS_INTEGRATION_REFERENCE_REQUEST_H_
-#define TESTS_INTEGRATION_REFERENCE_REQUEST_H_
+#ifndef TESTS_INTEGRATION_MODEL_REQUEST_H_
+#define TESTS_INTEGRATION_MODEL_REQUEST_H_
 
 #include <cstdint>
 #include <string>
@@ -38,4 +38,4 @@ struct Expectation {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_INTEGRATION_REFERENCE_REQUEST_H_
+#endif  // TESTS_INTEGRATION_MODEL_REQUEST_H_

@@ -1,4 +1,4 @@
-#include "reference_application.h"
+#include "device_data.h"
 
 #include <algorithm>
 #include <sstream>

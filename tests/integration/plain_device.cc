@@ -1,7 +1,7 @@
-#include "reference_model.h"
+#include "plain_device.h"
 
+#include "plain_reads.h"
 #include "reference_edits.h"
-#include "reference_reads.h"
 
 namespace ncdm_test {
 

@@ -1,14 +1,14 @@
 // A second, plain implementation of what one entry's edits come to: the calls of the application,
 // in order, and what they leave in the tree and in the fault.
-#ifndef TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_COMMAND_H_
-#define TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_COMMAND_H_
+#ifndef TESTS_REFERENCE_COMMAND_H_
+#define TESTS_REFERENCE_COMMAND_H_
 
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "netconf_dm_kernel/reference_tree.h"
+#include "reference/tree.h"
 
 namespace ncdm_test {
 
@@ -314,4 +314,4 @@ class ReferenceCommand : public ReferenceTree {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_NETCONF_DM_KERNEL_EDIT_REFERENCE_COMMAND_H_
+#endif  // TESTS_REFERENCE_COMMAND_H_
