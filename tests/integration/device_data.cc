@@ -6,7 +6,10 @@
 namespace ncdm_test {
 namespace {
 
-using Slots = ReferenceApplication::Slots;
+using Slots = std::map<int, std::string>;
+
+constexpr std::int64_t kMissing = -7;
+constexpr std::int64_t kRefusal = -1;
 
 bool HasRefused(const Slots& slots) {
   return std::ranges::any_of(slots, [](const auto& slot) { return IsRefused(slot.second); });
@@ -25,54 +28,95 @@ void ForEachSlotted(const Schema& list, const Slots& slots, Visit visit) {
   }
 }
 
-}  // namespace
-
-bool ReferenceApplication::HasEntry(const Schema* list, const Ids& ids) const {
-  return list == nullptr || data_.contains(InstancePath(*list->keys.at(0), ids));
+bool IsKey(const LeafDefinition& leaf) {
+  return (leaf.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0;
 }
 
-std::string ReferenceApplication::KeysOf(const Schema& list, const Ids& ids) const {
+Slots TextsOf(const ReferenceCall& call) {
+  Slots texts;
+  for (const auto& [slot, value] : call.slots) texts[slot] = value.text;
+  return texts;
+}
+
+}  // namespace
+
+ReferenceAnswer DeviceData::Answer(const Schema& leaf, const ReferenceCall& call) {
+  const bool is_leaf_list = leaf.kind == Schema::Kind::kLeafList;
+  ReferenceAnswer answer;
+  switch (call.callback) {
+    case Callback::kSet:
+      answer.result = Set(leaf, call.ids, call.value);
+      break;
+    case Callback::kGet: {
+      const auto value = Get(leaf, call.ids);
+      answer.result = value ? 0 : kMissing;
+      answer.value = value.value_or("");
+      break;
+    }
+    case Callback::kCreate:
+      answer.result = is_leaf_list
+                          ? CreateElement(leaf, call.ids, call.value, &answer.existed)
+                          : CreateEntry(*leaf.parent, call.ids, call.value, &answer.existed);
+      break;
+    case Callback::kDelete:
+      answer.result = is_leaf_list       ? DeleteElement(leaf, call.ids, call.value)
+                      : IsKey(leaf.leaf) ? DeleteEntry(*leaf.parent, call.ids, call.value)
+                                         : DeleteLeaf(leaf, call.ids);
+      break;
+    case Callback::kGetAttr:
+      answer.result = LookUp(*leaf.parent, call.ids, TextsOf(call));
+      break;
+    case Callback::kExeCmd:
+      answer.result = Command(*leaf.parent, call.op_flag, call.ids, TextsOf(call), &answer.existed);
+      break;
+  }
+  return answer;
+}
+
+bool DeviceData::HasEntry(const Schema* list, const Ids& ids) const {
+  return list == nullptr || values_.contains(InstancePath(*list->keys.at(0), ids));
+}
+
+std::string DeviceData::KeysOf(const Schema& list, const Ids& ids) const {
   std::string keys;
   for (const Schema* key : list.keys) {
-    const std::string& text = data_.at(InstancePath(*key, ids));
+    const std::string& text = values_.at(InstancePath(*key, ids));
     keys = keys.empty() ? text : JoinKeys(keys, text);
   }
   return keys;
 }
 
-std::string ReferenceApplication::IndexKey(const Schema& list, const Ids& parents,
-                                           const std::string& keys) {
+std::string DeviceData::IndexKey(const Schema& list, const Ids& parents, const std::string& keys) {
   return InstancePath(list, Below(parents, 0)) + "\n" + keys;
 }
 
-void ReferenceApplication::PutEntry(const Schema& list, const Ids& ids, const std::string& keys) {
+void DeviceData::PutEntry(const Schema& list, const Ids& ids, const std::string& keys) {
   std::istringstream texts(keys);
   for (const Schema* key : list.keys) {
     std::string text;
     std::getline(texts, text, '/');
-    data_[InstancePath(*key, ids)] = text;
+    values_[InstancePath(*key, ids)] = text;
   }
   index_[IndexKey(list, Prefix(ids, ids.size() - 1), keys)] = ids.back();
 }
 
-void ReferenceApplication::PutValue(const Schema& leaf, const Ids& ids, const std::string& text) {
-  data_[InstancePath(leaf, ids)] = text;
+void DeviceData::PutValue(const Schema& leaf, const Ids& ids, const std::string& text) {
+  values_[InstancePath(leaf, ids)] = text;
 }
 
-void ReferenceApplication::PutElement(const Schema& leaf_list, const Ids& ids,
-                                      const std::string& text) {
-  data_[InstancePath(leaf_list, ids)] = text;
+void DeviceData::PutElement(const Schema& leaf_list, const Ids& ids, const std::string& text) {
+  values_[InstancePath(leaf_list, ids)] = text;
   index_[IndexKey(leaf_list, Prefix(ids, ids.size() - 1), text)] = ids.back();
 }
 
-std::int64_t ReferenceApplication::FindEntry(const Schema& list, const Ids& parents,
-                                             const std::string& keys) const {
+std::int64_t DeviceData::FindEntry(const Schema& list, const Ids& parents,
+                                   const std::string& keys) const {
   const auto known = index_.find(IndexKey(list, parents, keys));
   return known == index_.end() ? 0 : known->second;
 }
 
-std::int64_t ReferenceApplication::CreateEntry(const Schema& list, const Ids& ids,
-                                               const std::string& text, bool* existed) {
+std::int64_t DeviceData::CreateEntry(const Schema& list, const Ids& ids, const std::string& text,
+                                     bool* existed) {
   if (ids.size() < list.depth - 1 || text.empty() || IsRefused(text)) return kRefusal;
   const Ids parents = Prefix(ids, list.depth - 1);
   if (!HasEntry(list.EnclosingList(), parents)) return kRefusal;
@@ -86,14 +130,14 @@ std::int64_t ReferenceApplication::CreateEntry(const Schema& list, const Ids& id
   return id;
 }
 
-std::int64_t ReferenceApplication::RemoveEntry(const Schema& list, const Ids& ids) {
+std::int64_t DeviceData::RemoveEntry(const Schema& list, const Ids& ids) {
   if (!HasEntry(&list, ids)) return kMissing;
   if (IsLocked(KeysOf(list, ids))) return kRefusal;
   TakeEntry(list, ids);
   return ids.back();
 }
 
-void ReferenceApplication::TakeEntry(const Schema& list, const Ids& ids) {
+void DeviceData::TakeEntry(const Schema& list, const Ids& ids) {
   if (!HasEntry(&list, ids)) return;
   const std::string keys = KeysOf(list, ids);
   index_.erase(IndexKey(list, Prefix(ids, ids.size() - 1), keys));
@@ -101,27 +145,26 @@ void ReferenceApplication::TakeEntry(const Schema& list, const Ids& ids) {
   const auto erase_below = [&](auto* map) {
     std::erase_if(*map, [&](const auto& entry) { return entry.first.starts_with(below); });
   };
-  erase_below(&data_);
+  erase_below(&values_);
   erase_below(&index_);
 }
 
-void ReferenceApplication::TakeElement(const Schema& leaf_list, const Ids& ids) {
-  const auto element = data_.find(InstancePath(leaf_list, ids));
-  if (element == data_.end()) return;
+void DeviceData::TakeElement(const Schema& leaf_list, const Ids& ids) {
+  const auto element = values_.find(InstancePath(leaf_list, ids));
+  if (element == values_.end()) return;
   index_.erase(IndexKey(leaf_list, Prefix(ids, ids.size() - 1), element->second));
-  data_.erase(element);
+  values_.erase(element);
 }
 
-std::int64_t ReferenceApplication::DeleteEntry(const Schema& list, const Ids& ids,
-                                               const std::string& text) {
+std::int64_t DeviceData::DeleteEntry(const Schema& list, const Ids& ids, const std::string& text) {
   if (ids.size() >= list.depth) return RemoveEntry(list, Prefix(ids, list.depth));
   if (ids.size() < list.depth - 1) return kRefusal;
   const std::int64_t id = FindEntry(list, ids, text);
   return id == 0 ? kMissing : RemoveEntry(list, Below(ids, id));
 }
 
-std::int64_t ReferenceApplication::CreateElement(const Schema& leaf_list, const Ids& ids,
-                                                 const std::string& text, bool* existed) {
+std::int64_t DeviceData::CreateElement(const Schema& leaf_list, const Ids& ids,
+                                       const std::string& text, bool* existed) {
   if (ids.size() < leaf_list.depth || text.empty() || IsRefused(text)) return kRefusal;
   const Ids entry = Prefix(ids, leaf_list.depth);
   if (!HasEntry(leaf_list.EnclosingList(), entry)) return kRefusal;
@@ -133,13 +176,13 @@ std::int64_t ReferenceApplication::CreateElement(const Schema& leaf_list, const 
     return known->second;
   }
   const std::int64_t id = DeviceId(leaf_list.path, text);
-  data_[InstancePath(leaf_list, Below(entry, id))] = text;
+  values_[InstancePath(leaf_list, Below(entry, id))] = text;
   index_[key] = id;
   return id;
 }
 
-std::int64_t ReferenceApplication::DeleteElement(const Schema& leaf_list, const Ids& ids,
-                                                 const std::string& text) {
+std::int64_t DeviceData::DeleteElement(const Schema& leaf_list, const Ids& ids,
+                                       const std::string& text) {
   if (ids.size() < leaf_list.depth) return kRefusal;
   const Ids entry = Prefix(ids, leaf_list.depth);
   std::int64_t id = 0;
@@ -151,34 +194,36 @@ std::int64_t ReferenceApplication::DeleteElement(const Schema& leaf_list, const 
     if (ids.size() == leaf_list.depth) return kMissing;
     id = ids[leaf_list.depth];
   }
-  const auto element = data_.find(InstancePath(leaf_list, Below(entry, id)));
-  if (element == data_.end()) return kMissing;
+  const auto element = values_.find(InstancePath(leaf_list, Below(entry, id)));
+  if (element == values_.end()) return kMissing;
   if (IsLocked(element->second)) return kRefusal;
   index_.erase(IndexKey(leaf_list, entry, element->second));
-  data_.erase(element);
+  values_.erase(element);
   return id;
 }
 
-int ReferenceApplication::Set(const Schema& leaf, const Ids& ids, const std::string& text) {
+int DeviceData::Set(const Schema& leaf, const Ids& ids, const std::string& text) {
   if (ids.size() < leaf.depth || IsRefused(text)) return kRefusal;
   const Ids entry = Prefix(ids, leaf.depth);
   if (!HasEntry(leaf.EnclosingList(), entry)) return kRefusal;
-  data_[InstancePath(leaf, entry)] = text;
+  values_[InstancePath(leaf, entry)] = text;
   return 0;
 }
 
-std::int64_t ReferenceApplication::DeleteLeaf(const Schema& leaf, const Ids& ids,
-                                              const std::string& text) {
-  if ((leaf.leaf.flag & (NC_DM_FLAG_KEY | NC_DM_FLAG_KEY_SETTABLE)) != 0) {
-    return DeleteEntry(*leaf.parent, ids, text);
-  }
+std::int64_t DeviceData::DeleteLeaf(const Schema& leaf, const Ids& ids) {
   if (ids.size() < leaf.depth) return kRefusal;
   const Ids entry = Prefix(ids, leaf.depth);
   if (!HasEntry(leaf.EnclosingList(), entry)) return kMissing;
-  return data_.erase(InstancePath(leaf, entry)) > 0 || leaf.offers(kDeleteUnset) ? 0 : kMissing;
+  return values_.erase(InstancePath(leaf, entry)) > 0 || leaf.offers(kDeleteUnset) ? 0 : kMissing;
 }
 
-std::string ReferenceApplication::KeysInSlots(const Schema& list, const Slots& slots) {
+// The id of the entry with the keys in the slots; 0 when there is none.
+std::int64_t DeviceData::LookUp(const Schema& list, const Ids& ids, const Slots& slots) const {
+  if (ids.size() < list.depth - 1) return 0;
+  return FindEntry(list, Prefix(ids, list.depth - 1), KeysInSlots(list, slots));
+}
+
+std::string DeviceData::KeysInSlots(const Schema& list, const Slots& slots) {
   std::string keys;
   for (const Schema* key : list.keys) {
     const auto slot = slots.find(key->leaf.slot);
@@ -188,8 +233,8 @@ std::string ReferenceApplication::KeysInSlots(const Schema& list, const Slots& s
   return keys;
 }
 
-std::int64_t ReferenceApplication::Command(const Schema& list, int op_flag, const Ids& ids,
-                                           const Slots& slots, bool* existed) {
+std::int64_t DeviceData::Command(const Schema& list, int op_flag, const Ids& ids,
+                                 const Slots& slots, bool* existed) {
   const bool has_own_id = ids.size() >= list.depth;
   if (op_flag == NC_DM_CMD_OP_EDIT || (op_flag == NC_DM_CMD_OP_DELETE && has_own_id)) {
     return has_own_id ? CommandOnEntry(list, op_flag, Prefix(ids, list.depth), slots) : kRefusal;
@@ -200,8 +245,8 @@ std::int64_t ReferenceApplication::Command(const Schema& list, int op_flag, cons
                                         : MergeByKeys(list, op_flag, parents, slots, existed);
 }
 
-std::int64_t ReferenceApplication::CommandOnEntry(const Schema& list, int op_flag, const Ids& ids,
-                                                  const Slots& slots) {
+std::int64_t DeviceData::CommandOnEntry(const Schema& list, int op_flag, const Ids& ids,
+                                        const Slots& slots) {
   if (!HasEntry(&list, ids)) return kMissing;
   if (op_flag == NC_DM_CMD_OP_EDIT) {
     return HasRefused(slots) ? kRefusal : SetSlots(list, ids, slots);
@@ -209,16 +254,15 @@ std::int64_t ReferenceApplication::CommandOnEntry(const Schema& list, int op_fla
   return slots.empty() ? RemoveEntry(list, ids) : UnsetSlots(list, ids, slots);
 }
 
-std::int64_t ReferenceApplication::DeleteByKeys(const Schema& list, const Ids& parents,
-                                                const Slots& slots) {
+std::int64_t DeviceData::DeleteByKeys(const Schema& list, const Ids& parents, const Slots& slots) {
   const std::string keys = KeysInSlots(list, slots);
   if (keys.empty()) return kRefusal;
   const std::int64_t id = FindEntry(list, parents, keys);
   return id == 0 ? kMissing : RemoveEntry(list, Below(parents, id));
 }
 
-std::int64_t ReferenceApplication::MergeByKeys(const Schema& list, int op_flag, const Ids& parents,
-                                               const Slots& slots, bool* existed) {
+std::int64_t DeviceData::MergeByKeys(const Schema& list, int op_flag, const Ids& parents,
+                                     const Slots& slots, bool* existed) {
   const std::string keys = KeysInSlots(list, slots);
   if (!HasEntry(list.EnclosingList(), parents) || keys.empty() || HasRefused(slots)) {
     return kRefusal;
@@ -233,28 +277,26 @@ std::int64_t ReferenceApplication::MergeByKeys(const Schema& list, int op_flag, 
   return SetSlots(list, entry, slots);
 }
 
-std::int64_t ReferenceApplication::SetSlots(const Schema& list, const Ids& ids,
-                                            const Slots& slots) {
+std::int64_t DeviceData::SetSlots(const Schema& list, const Ids& ids, const Slots& slots) {
   ForEachSlotted(list, slots, [&](const Schema& leaf, const std::string& text) {
-    data_[InstancePath(leaf, ids)] = text;
+    values_[InstancePath(leaf, ids)] = text;
   });
   return ids.back();
 }
 
-std::int64_t ReferenceApplication::UnsetSlots(const Schema& list, const Ids& ids,
-                                              const Slots& slots) {
+std::int64_t DeviceData::UnsetSlots(const Schema& list, const Ids& ids, const Slots& slots) {
   ForEachSlotted(list, slots, [&](const Schema& leaf, const std::string&) {
-    data_.erase(InstancePath(leaf, ids));
+    values_.erase(InstancePath(leaf, ids));
   });
   return ids.back();
 }
 
 // What a leaf, or a leaf-list's element, reads as.
-std::optional<std::string> ReferenceApplication::Get(const Schema& leaf, const Ids& ids) const {
+std::optional<std::string> DeviceData::Get(const Schema& leaf, const Ids& ids) const {
   const std::size_t count = leaf.depth + (leaf.kind == Schema::Kind::kLeafList ? 1 : 0);
   if (!leaf.offers(kGet) || ids.size() < count) return std::nullopt;
-  const auto text = data_.find(InstancePath(leaf, Prefix(ids, count)));
-  return text == data_.end() ? std::nullopt : std::optional(text->second);
+  const auto text = values_.find(InstancePath(leaf, Prefix(ids, count)));
+  return text == values_.end() ? std::nullopt : std::optional(text->second);
 }
 
 }  // namespace ncdm_test

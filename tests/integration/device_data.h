@@ -8,17 +8,14 @@
 #include <optional>
 #include <string>
 
+#include "reference/reference_request.h"
 #include "schema_tree.h"
 
 namespace ncdm_test {
 
-class ReferenceApplication {
+class DeviceData {
  public:
-  static constexpr std::int64_t kMissing = -7;
-  static constexpr std::int64_t kRefusal = -1;
-  using Slots = std::map<int, std::string>;
-
-  const std::map<std::string, std::string>& data() const { return data_; }
+  const std::map<std::string, std::string>& values() const { return values_; }
 
   // Puts in an entry, a leaf's value, a leaf-list's element.
   void PutEntry(const Schema& list, const Ids& ids, const std::string& keys);
@@ -34,13 +31,20 @@ class ReferenceApplication {
 
   // The entry with these keys, by the ids of the lists around it; 0 when there is none.
   std::int64_t FindEntry(const Schema& list, const Ids& parents, const std::string& keys) const;
+
+  // What a callback answers. Its ids may be more than a place needs.
+  ReferenceAnswer Answer(const Schema& leaf, const ReferenceCall& call);
+
+  std::optional<std::string> Get(const Schema& leaf, const Ids& ids) const;
+
+ private:
+  using Slots = std::map<int, std::string>;
+
   // The keys that slots give; empty when one is missing.
   static std::string KeysInSlots(const Schema& list, const Slots& slots);
-
-  // The callbacks. Ids may be more than a place needs.
-  std::optional<std::string> Get(const Schema& leaf, const Ids& ids) const;
   int Set(const Schema& leaf, const Ids& ids, const std::string& text);
-  std::int64_t DeleteLeaf(const Schema& leaf, const Ids& ids, const std::string& text);
+  std::int64_t DeleteLeaf(const Schema& leaf, const Ids& ids);
+  std::int64_t LookUp(const Schema& list, const Ids& ids, const Slots& slots) const;
   std::int64_t CreateEntry(const Schema& list, const Ids& ids, const std::string& text,
                            bool* existed);
   // By ids when the entry's own is among them, otherwise by its first key.
@@ -50,8 +54,6 @@ class ReferenceApplication {
   std::int64_t DeleteElement(const Schema& leaf_list, const Ids& ids, const std::string& text);
   std::int64_t Command(const Schema& list, int op_flag, const Ids& ids, const Slots& slots,
                        bool* existed);
-
- private:
   std::string KeysOf(const Schema& list, const Ids& ids) const;
   static std::string IndexKey(const Schema& list, const Ids& parents, const std::string& keys);
   std::int64_t RemoveEntry(const Schema& list, const Ids& ids);
@@ -62,7 +64,7 @@ class ReferenceApplication {
   std::int64_t MergeByKeys(const Schema& list, int op_flag, const Ids& parents, const Slots& slots,
                            bool* existed);
 
-  std::map<std::string, std::string> data_;
+  std::map<std::string, std::string> values_;
   std::map<std::string, std::int64_t> index_;  // entries and elements by place and keys
 };
 

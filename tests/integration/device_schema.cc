@@ -31,11 +31,6 @@ std::string ListOf(std::string_view path) {
   return marker == std::string_view::npos ? std::string() : PlainPath(path.substr(0, marker));
 }
 
-bool IsTextType(nc_dm_val_type_t type) {
-  return type == NC_DM_VAL_TYPE_STRING || type == NC_DM_VAL_TYPE_BASE64 ||
-         type == NC_DM_VAL_TYPE_ANYSIMPLETYPE;
-}
-
 std::int64_t DeviceId(std::string_view where, std::string_view key) {
   std::uint64_t hash = 14695981039346656037U;
   const auto mix = [&](std::string_view text) {

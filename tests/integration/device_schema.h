@@ -9,10 +9,11 @@
 #include <vector>
 
 #include "netconf_dm_agent.h"
+#include "reference/reference_value.h"
 
 namespace ncdm_test {
 
-using Ids = std::vector<std::int64_t>;
+using Ids = std::vector<nc_int64>;
 
 // What a leaf's callbacks offer.
 enum Offer : unsigned {
@@ -103,9 +104,6 @@ std::string PlainPath(std::string_view path);
 int Depth(std::string_view path);
 // The list whose entries have the leaf ("net.user"); empty for a leaf outside lists.
 std::string ListOf(std::string_view path);
-
-// Is a value a text (the other types are numbers or true and false).
-bool IsTextType(nc_dm_val_type_t type);
 
 // The id that the device gives to the entry, or leaf-list element, `key` below the plain path
 // `where`. Any two differ, and most do not fit 32 bits.

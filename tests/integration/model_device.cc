@@ -57,13 +57,13 @@ std::string ModelDevice::Check(const ModelRequest& request, Answer* answer) {
 
 void ModelDevice::CompareEverything() {
   CompareData();
-  EXPECT_EQ(g_nc_agent_dm.total_node, model_.tree().total_nodes());
-  EXPECT_EQ(g_nc_agent_dm.total_mobject, model_.tree().total_entries());
-  EXPECT_EQ(g_nc_agent_dm.total_mleaf, model_.tree().total_elements());
+  EXPECT_EQ(g_nc_agent_dm.total_node, model_.total_nodes());
+  EXPECT_EQ(g_nc_agent_dm.total_mobject, model_.total_entries());
+  EXPECT_EQ(g_nc_agent_dm.total_mleaf, model_.total_elements());
 }
 
 void ModelDevice::CompareData() {
-  EXPECT_EQ(app_.Contents(), model_.application().data());
+  EXPECT_EQ(app_.Contents(), model_.data().values());
   for (const auto datastore : {NC_DM_DATASTORE_RUNNING, NC_DM_DATASTORE_SDN}) {
     const ModelRequest request{.kind = ModelRequest::Kind::kRead,
                                .datastore = datastore,

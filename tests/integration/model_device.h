@@ -14,7 +14,7 @@ namespace ncdm_test {
 class ModelDevice {
  public:
   DeviceApp& app() { return app_; }
-  ReferenceModel& model() { return model_; }
+  PlainDevice& model() { return model_; }
   Device& device() { return device_; }
 
   // Gives the application a little of everything, before the start.
@@ -39,7 +39,7 @@ class ModelDevice {
 
  private:
   DeviceApp app_;
-  ReferenceModel model_;
+  PlainDevice model_;
   Device device_;
   std::chrono::nanoseconds last_duration_{};
 };

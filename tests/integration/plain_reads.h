@@ -2,43 +2,46 @@
 #ifndef TESTS_INTEGRATION_PLAIN_READS_H_
 #define TESTS_INTEGRATION_PLAIN_READS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "device_data.h"
 #include "model_request.h"
-#include "reference_tree.h"
+#include "reference/reference_tree.h"
 
 namespace ncdm_test {
 
-class ReferenceReads {
+class PlainReads {
  public:
-  ReferenceReads(const ReferenceApplication& application, ReferenceTree* tree, bool sdn)
-      : app_(application), tree_(tree), sdn_(sdn) {}
+  PlainReads(const Schema& schema, const DeviceData& data, const ReferenceTree& tree, bool sdn)
+      : schema_(schema), data_(data), tree_(tree), sdn_(sdn) {}
 
   Expectation Read(const ModelRequest& request) const;
   Expectation Find(const ModelRequest& request) const;
 
  private:
   using Node = ReferenceTree::Node;
-  using Place = ReferenceTree::Place;
+  using Nodes = ReferenceTree::Nodes;
   using Values = std::vector<ncdm::server::Value>;
   using Element = ncdm::server::ReadElement;
 
-  bool IsVisible(int src) const { return !sdn_ || src == NC_DM_NODE_SRC_SDN; }
+  // What a leaf, or an element, reads as; nothing where the request does not see it.
+  std::optional<std::string> ValueOf(const Node& leaf, const Ids& ids) const;
+
   void Read(const Element& element, Values* values) const;
-  void ReadLeaf(const Schema& leaf, int src, const Ids& ids, const std::string& path,
-                Values* values) const;
-  void ReadElements(const Node& owner, const Schema& leaf_list, const Ids& owner_ids,
-                    const std::string& path, Values* values) const;
+  void ReadLeaf(const Node& leaf, const Ids& ids, const std::string& path, Values* values) const;
+  void ReadElements(const Node& leaf_list, const Ids& owner_ids, const std::string& path,
+                    Values* values) const;
   void ReadBelow(const Node& node, const Ids& ids, const std::string& path, Values* values) const;
   void ReadWildcard(const Node& node, const Ids& ids, const std::string& path,
                     const std::vector<std::string>& names, std::size_t at, Values* values) const;
-  void FindBelow(const Node& node, const Ids& ids, const std::vector<std::string>& names,
+  void FindBelow(const Nodes& level, const Ids& ids, const std::vector<std::string>& names,
                  std::size_t at, const Element& element, std::vector<Ids>* found) const;
 
-  const ReferenceApplication& app_;
-  ReferenceTree* tree_;
+  const Schema& schema_;
+  const DeviceData& data_;
+  const ReferenceTree& tree_;
   bool sdn_;
 };
 

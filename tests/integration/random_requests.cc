@@ -8,7 +8,7 @@ namespace ncdm_test {
 
 using namespace ncdm::server;  // NOLINT: requests and answers
 
-RandomRequests::RandomRequests(unsigned seed, const ReferenceModel* model)
+RandomRequests::RandomRequests(unsigned seed, const PlainDevice* model)
     : random_(seed), model_(model) {
   for (const LeafDefinition& definition : kLeaves) {
     const Schema* leaf = model->schema().FindPath(PlainPath(definition.path));
@@ -90,7 +90,7 @@ std::optional<std::string> RandomRequests::Value(const Schema& leaf, bool alone)
 Ids RandomRequests::InstanceIds(const Schema* list) {
   if (list == nullptr) return {};
   Ids ids = InstanceIds(list->EnclosingList());
-  const std::vector<std::int64_t> there = model_->tree().InstancesAt(*list, ids);
+  const std::vector<std::int64_t> there = model_->InstancesAt(*list, ids);
   const int kind = Below(100);
   if (kind < 92 && !there.empty()) {
     ids.push_back(OneOf(there));
@@ -316,7 +316,7 @@ ModelRequest RandomRequests::Find() {
 // A value that the leaf has somewhere, mostly.
 std::string RandomRequests::SomeValue(const Schema& leaf) {
   std::vector<std::string> there;
-  for (const auto& [path, text] : model_->application().data()) {
+  for (const auto& [path, text] : model_->data().values()) {
     // Numbers are ids in these paths.
     std::string plain;
     for (const std::string& name : Names(path)) {

@@ -13,7 +13,7 @@ namespace ncdm_test {
 
 class RandomRequests {
  public:
-  RandomRequests(unsigned seed, const ReferenceModel* model);
+  RandomRequests(unsigned seed, const PlainDevice* model);
 
   ModelRequest Next();
 
@@ -59,7 +59,7 @@ class RandomRequests {
   std::string SomeValue(const Schema& leaf);
 
   std::mt19937 random_;
-  const ReferenceModel* model_;
+  const PlainDevice* model_;
   std::vector<const Schema*> leaves_;
   std::vector<const Schema*> lists_;
 };

@@ -4,12 +4,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "device_schema.h"
+#include "reference/reference_value.h"
 
 namespace ncdm_test {
 
@@ -32,8 +32,6 @@ struct Schema {
   bool offers(Offer offer) const { return (leaf.offers & offer) != 0; }
   // The list whose entries it is in; null outside lists.
   const Schema* EnclosingList() const;
-  // Nodes of the subtree, itself included.
-  std::size_t Size() const;
 };
 
 // The device's; the root has no name.
@@ -46,13 +44,6 @@ std::string JoinPath(const std::string& path, const std::string& name, std::int6
 
 Ids Prefix(const Ids& ids, std::size_t count);
 Ids Below(Ids ids, std::int64_t id);
-
-// The canonical text of a value of a type; nothing when there is none. Without a text: what a
-// cleared object reads as.
-std::optional<std::string> Canonical(nc_dm_val_type_t type, const std::optional<std::string>& text);
-
-// The components of a request's path, without list markers; nothing for a malformed path.
-std::optional<std::vector<std::string>> ParsePath(std::string_view path);
 
 }  // namespace ncdm_test
 

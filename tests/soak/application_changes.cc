@@ -17,9 +17,8 @@ constexpr const char* kOutermost[] = {"sys.ntp.server", "sys.dns", "net.user", "
 bool ApplicationChanges::IsThere(const ModelSchema* list, const Ids& ids) const {
   if (list == nullptr) return true;
   const std::vector<std::int64_t> there =
-      both_.model().tree().InstancesAt(*list, Prefix(ids, ids.size() - 1));
-  return std::ranges::count(there, ids.back()) > 0 &&
-         both_.model().application().HasEntry(list, ids);
+      both_.model().InstancesAt(*list, Prefix(ids, ids.size() - 1));
+  return std::ranges::count(there, ids.back()) > 0 && both_.model().data().HasEntry(list, ids);
 }
 
 const ApplicationChanges::ModelSchema* ApplicationChanges::AnyListOrLeafList() {
@@ -60,7 +59,7 @@ void ApplicationChanges::AnnounceEntry(const ModelSchema& list) {
   const Ids parents = random_.InstanceIds(list.EnclosingList());
   if (!IsThere(list.EnclosingList(), parents)) return;
   const std::string keys = Keys(list);
-  const std::int64_t known = both_.model().application().FindEntry(list, parents, keys);
+  const std::int64_t known = both_.model().data().FindEntry(list, parents, keys);
   const Ids ids = Below(parents, known != 0 ? known : DeviceId(list.path, keys));
   const nc_dm_node_src_t src = Source();
   EXPECT_EQ(both_.app().AnnounceEntry(list.path, ids, keys, src), 0);
@@ -72,7 +71,7 @@ std::int64_t ApplicationChanges::ElementId(const ModelSchema& leaf_list, const I
                                            const std::string& text) const {
   std::string stem = InstancePath(leaf_list, Below(owner, 0));
   stem.pop_back();
-  for (const auto& [path, known] : both_.model().application().data()) {
+  for (const auto& [path, known] : both_.model().data().values()) {
     if (path.starts_with(stem) && known == text) return std::stoll(path.substr(stem.size()));
   }
   return DeviceId(leaf_list.path, text);
@@ -100,7 +99,7 @@ void ApplicationChanges::Withdraw(const ModelSchema& schema, const Ids& ids) {
 
 void ApplicationChanges::WithdrawOne(const ModelSchema& schema) {
   const Ids owner = random_.InstanceIds(schema.EnclosingList());
-  const std::vector<std::int64_t> there = both_.model().tree().InstancesAt(schema, owner);
+  const std::vector<std::int64_t> there = both_.model().InstancesAt(schema, owner);
   if (!there.empty()) Withdraw(schema, Below(owner, random_.OneOf(there)));
 }
 
@@ -118,14 +117,14 @@ void ApplicationChanges::Schema() { EXPECT_EQ(DeviceApp::RegisterPaths(), 0); }
 void ApplicationChanges::WithdrawEverything() {
   for (const char* path : kOutermost) {
     const ModelSchema& schema = *both_.model().schema().FindPath(path);
-    for (const std::int64_t id : both_.model().tree().InstancesAt(schema, {})) {
+    for (const std::int64_t id : both_.model().InstancesAt(schema, {})) {
       Withdraw(schema, {id});
     }
   }
   both_.app().ForgetEverything();
   both_.model().ForgetEverything();
   ASSERT_NO_FATAL_FAILURE(both_.device().WaitUntilRegistered());
-  EXPECT_EQ(both_.model().tree().total_entries() + both_.model().tree().total_elements(), 0U);
+  EXPECT_EQ(both_.model().total_entries() + both_.model().total_elements(), 0U);
 }
 
 void ApplicationChanges::PutAgain() {
