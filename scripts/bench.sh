@@ -11,41 +11,20 @@
 #          snmpd that is started for it; two minutes. It installs Debian's snmpd, whose own service it does not use.
 # bench/netconf.py compares ncdm-netconf with the console, once they are built.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
 
-quick=()
+quick=0
 json=
 plots=
 only=
 peers=0
-while (($#)); do
-  case $1 in
-    --quick) quick=(--quick) ;;
-    --json)
-      json=$(ncdm_value "$@")
-      json=$(ncdm_absolute "$json")
-      shift
-      ;;
-    --plots)
-      plots=$(ncdm_value "$@")
-      plots=$(ncdm_absolute "$plots")
-      shift
-      ;;
-    --only)
-      only=$(ncdm_value "$@")
-      shift
-      ;;
-    --peers) peers=1 ;;
-    *) ncdm_bad_usage "unknown option $1" ;;
-  esac
-  shift
-done
+ncdm_parse --quick --json=FILE --plots=DIR --only=NAME --peers -- "$@"
+
 programs=build/bin/bench
 
 run_peers() {
   local options=(--entries 10000 --seconds 40)
-  ((${#quick[@]} == 0)) || options=(--entries 1000 --seconds 3)
-  echo "bench: beside AgentX subagents, ${options[1]} entries of 4 leaves"
+  ((quick)) && options=(--entries 1000 --seconds 3)
+  ncdm_say "beside AgentX subagents, ${options[1]} entries of 4 leaves"
   "$programs/peers" "${options[@]}" ${json:+--json "$json"}
 }
 
@@ -67,7 +46,7 @@ trap 'rm -rf "$work"' EXIT
 
 run_micro() {
   local filter=${only:-.} seconds=0.1
-  if ((${#quick[@]})); then
+  if ((quick)); then
     seconds=0.02
     [[ -n $only ]] || filter='-n:1000000?$'
   fi
@@ -76,7 +55,9 @@ run_micro() {
 }
 
 run_end_to_end() {
-  "$programs/end-to-end" "${quick[@]}" ${only:+--only "$only"} --json "$work/end_to_end.json"
+  local options=()
+  ((quick)) && options=(--quick)
+  "$programs/end-to-end" "${options[@]}" ${only:+--only "$only"} --json "$work/end_to_end.json"
 }
 
 # Both programs' files as one.
@@ -98,11 +79,11 @@ END
 }
 
 if [[ -z $only || $only == BM_* ]]; then
-  echo "bench: in process"
+  ncdm_say "in process"
   run_micro
 fi
 if [[ $only != BM_* ]]; then
-  echo "bench: end to end"
+  ncdm_say "end to end"
   run_end_to_end
 fi
 [[ -z $json ]] || merge_json "$json"

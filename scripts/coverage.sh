@@ -2,24 +2,23 @@
 # Measures how much of lib/ the tests run, as an HTML report in build-coverage/report and a table.
 #   scripts/coverage.sh [PATTERN]    only files that match the regular expression, such as 'lib/netconf_dm_kernel/edit/'
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
+ncdm_parse PATTERN... -- "$@"
 
-[[ ${1:-} != -* ]] || ncdm_bad_usage "unknown option $1"
-pattern=${1:-lib/}
+pattern=${ncdm_operands[0]:-lib/}
 report=build-coverage/report
 
 ncdm_setup coverage
 jobs=$(nproc)
-echo "coverage: configuring and building"
+ncdm_say "configuring and building"
 cmake --preset coverage
 cmake --build --preset coverage --parallel "$jobs"
 find build-coverage -name '*.gcda' -delete
-echo "coverage: running the tests"
+ncdm_say "running the tests"
 # What was run counts, also if a test failed; the script fails in the end.
 tests=0
 ctest --preset coverage --parallel "$jobs" --output-on-failure --no-tests=error || tests=$?
 
-echo "coverage: writing $report/index.html"
+ncdm_say "writing $report/index.html"
 rm -rf "$report"
 mkdir -p "$report"
 # Branches that only an exception takes are none that a test could: nothing in the library throws.
@@ -40,6 +39,6 @@ print("coverage: %.1f %% of lines, %.1f %% of branches"
       % (summary["line_percent"], summary["branch_percent"]))
 PY
 if ((tests != 0)); then
-  echo "coverage: tests failed" >&2
+  echo "$ncdm_name: tests failed" >&2
   exit "$tests"
 fi

@@ -5,17 +5,10 @@
 # ARCH     armhf (32 bits), aarch64, or s390x (big-endian)
 # --quick  the tests of what depends on the size and the order of bytes alone
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
 
 quick=0
-arch=
-for argument in "$@"; do
-  case $argument in
-    --quick) quick=1 ;;
-    -*) ncdm_bad_usage "unknown option $argument" ;;
-    *) arch=$argument ;;
-  esac
-done
+ncdm_parse --quick ARCH -- "$@"
+arch=${ncdm_operands[0]}
 
 case $arch in
   armhf) triplet=arm-linux-gnueabihf debian=armhf emulator=qemu-arm ;;
@@ -37,7 +30,7 @@ fetch_libevent() {
   local foreign=(-qq -o APT::Architecture="$debian" -o APT::Architectures="$debian"
     -o Dir::State="$apt" -o Dir::State::status=/dev/null -o Dir::Cache="$apt"
     -o APT::Sandbox::User="$(id -un)")
-  echo "cross: fetching libevent for $debian"
+  ncdm_say "fetching libevent for $debian"
   # Sources that do not have the architecture fail; the download says what is missing then.
   apt-get "${foreign[@]}" update || true
   (cd "$apt/packages" && apt-get "${foreign[@]}" download libevent-dev libevent-core-2.1-7)
@@ -80,10 +73,10 @@ left_out=
 failed=()
 count=0
 for program in $(list_programs); do
-  echo "cross: $program"
+  ncdm_say "$program"
   count=$((count + 1))
   "$emulator" -L "/usr/$triplet" "$build/bin/tests/$program" --gtest_brief=1 "--gtest_filter=-$left_out" ||
     failed+=("$program")
 done
-echo "cross: $arch, $count programs, failed: ${failed[*]:-none}"
+ncdm_say "$arch, $count programs, failed: ${failed[*]:-none}"
 ((${#failed[@]} == 0))

@@ -4,21 +4,16 @@
 #   scripts/demo.sh                 runs the whole demonstration and cleans up
 #   scripts/demo.sh --interactive   the same, and leaves you at the console's prompt
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
 
-interactive=false
-case "${1:-}" in
-  "") ;;
-  --interactive) interactive=true ;;
-  *) ncdm_bad_usage "unknown option $1" ;;
-esac
+interactive=0
+ncdm_parse --interactive -- "$@"
 
 ncdm_setup
 if [[ ! -f build/build.ninja ]]; then
-  echo "demo: configuring (preset default, in build/)"
+  ncdm_say "configuring (preset default, in build/)"
   cmake --preset default
 fi
-echo "demo: building the library, the console, the NETCONF server and the examples"
+ncdm_say "building the library, the console, the NETCONF server and the examples"
 cmake --build --preset default --target ncdm-console ncdm-netconf interfaces-demo vlans-demo
 
 root=$(mktemp -d)
@@ -95,8 +90,7 @@ done < <(console --keep-going "wait vlans-demo 10" "use vlans-demo" \
   "merge vlans.vlan[id=10] mtu=large" "merge vlans.vlan[id=10] mtu=20" \
   "create vlans.vlan[id=10] name=again" 2>&1)
 if ((refused != 3)); then
-  echo "demo: three commands should have been refused, and $refused were" >&2
-  exit 1
+  ncdm_fail "three commands should have been refused, and $refused were"
 fi
 
 say "Delete, and commit what remains"
@@ -130,7 +124,7 @@ port=$(sed -n 's/^listening on .*://p' "$root/netconf.out")
 /usr/bin/python3 scripts/demo/controller.py --port "$port" --key "$root/controller_key" --user admin
 stop netconf TERM
 
-if $interactive; then
+if ((interactive)); then
   say "The applications run on; help lists the console's commands, quit ends the demonstration"
   build/bin/ncdm-console --root "$root"
 fi

@@ -4,23 +4,11 @@
 #   scripts/fleet.sh N [--bin DIR]
 # --bin takes the programs from DIR (default: build/bin, which is built).
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
 
 bin=build/bin
-count=
-while (($#)); do
-  case $1 in
-    --bin)
-      bin=$(ncdm_value "$@")
-      bin=$(ncdm_absolute "$bin")
-      shift
-      ;;
-    *[!0-9]* | '') ncdm_bad_usage "unknown option $1" ;;
-    *) count=$1 ;;
-  esac
-  shift
-done
-((${count:-0} > 0)) || ncdm_bad_usage "how many devices?"
+ncdm_parse --bin=DIR N -- "$@"
+count=${ncdm_operands[0]}
+[[ $count =~ ^[1-9][0-9]*$ ]] || ncdm_bad_usage "$count is no number of devices"
 
 ncdm_setup fleet
 if [[ $bin == build/bin ]]; then
@@ -40,7 +28,7 @@ trap finish EXIT
 ssh-keygen -q -t ed25519 -N '' -f "$work/host_key"
 ssh-keygen -q -t rsa -b 2048 -m PEM -N '' -f "$work/controller_key"
 
-echo "fleet: starting $count devices"
+ncdm_say "starting $count devices"
 for ((i = 1; i <= count; ++i)); do
   device=$work/$i
   mkdir "$device"
@@ -81,7 +69,7 @@ manage() {
   changed=$(grep -cE ' changed=[1-9]' "$work/$name.log" || true)
   failed=$(grep -E ' ok=[0-9]+ +changed=' "$work/$name.log" | grep -cvE 'unreachable=0 +failed=0' || true)
   reported=$(grep -cE ' ok=[0-9]+ +changed=' "$work/$name.log" || true)
-  echo "fleet: $name: $((SECONDS - seconds)) s, $reported devices, $changed changed, $failed failed"
+  ncdm_say "$name: $((SECONDS - seconds)) s, $reported devices, $changed changed, $failed failed"
   if ((changed != wanted || failed || reported != count)); then
     grep -E '^(fatal|failed|unreachable):' "$work/$name.log" >&2 || tail -n 60 "$work/$name.log" >&2
     exit 1
@@ -100,4 +88,4 @@ memory=0
 for pid in "${pids[@]}"; do
   memory=$((memory + $(awk '/^Private/ {sum += $2} END {print sum}' "/proc/$pid/smaps_rollup")))
 done
-echo "fleet: $count devices, $((SECONDS - began)) s, 0 failures, $((memory / count)) KiB a device"
+ncdm_say "$count devices, $((SECONDS - began)) s, 0 failures, $((memory / count)) KiB a device"

@@ -4,45 +4,20 @@
 # Without TARGET all of them; without a limit 60 seconds each. New inputs are kept in the build folder, and
 # so is an input that finds something. Ends with a line of figures for each target; fails when one has
 # found something.
-set -euo pipefail
-
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,6s/^# *//p' scripts/fuzz.sh; }
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 all_targets=(frames schedulings decoders path value yang registration server netconf)
-limit=(-max_total_time=60)
-build=build-fuzz
-targets=()
-while (($#)); do
-  case $1 in
-    --seconds | --runs | --build-dir)
-      if [[ $# -lt 2 || ($1 != --build-dir && ! $2 =~ ^[1-9][0-9]*$) ]]; then
-        echo "fuzz: $1 needs a value" >&2
-        exit 2
-      fi
-      case $1 in
-        --seconds) limit=("-max_total_time=$2") ;;
-        --runs) limit=("-runs=$2") ;;
-        --build-dir) build=$2 ;;
-      esac
-      shift
-      ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      if [[ " ${all_targets[*]} " != *" $1 "* ]]; then
-        echo "fuzz: unknown target or option $1 (targets: ${all_targets[*]})" >&2
-        usage >&2
-        exit 2
-      fi
-      targets+=("$1")
-      ;;
-  esac
-  shift
+seconds=60
+runs=
+build_dir=build-fuzz
+ncdm_parse --seconds=N --runs=N --build-dir=DIR TARGET... -- "$@"
+limit=("-max_total_time=$seconds")
+[[ -z $runs ]] || limit=("-runs=$runs")
+build=$build_dir
+targets=("${ncdm_operands[@]}")
+for target in "${targets[@]}"; do
+  [[ " ${all_targets[*]} " == *" $target "* ]] ||
+    ncdm_bad_usage "no target is called $target (targets: ${all_targets[*]})"
 done
 ((${#targets[@]})) || targets=("${all_targets[@]}")
 
@@ -67,7 +42,7 @@ run_target() {
   log=$work/log
   mkdir -p "$work/corpus"
   rm -f "$work/figures"
-  echo "fuzz: $1"
+  ncdm_say "$1"
   TMPDIR=$sockets "$build/bin/fuzz/$1" "${limit[@]}" "${cheap[@]}" -print_final_stats=1 -rss_limit_mb=2048 \
     -timeout=25 -artifact_prefix="$work/" "$work/corpus" "fuzz/corpus/$1" >"$log" 2>&1 || result=$?
   local runs rate coverage
@@ -98,6 +73,6 @@ while ((running)); do
   running=$((running - 1))
 done
 for target in "${targets[@]}"; do
-  echo "fuzz: $(cat "$build/fuzz/$target/figures")"
+  ncdm_say "$(cat "$build/fuzz/$target/figures")"
 done
 exit "$failed"

@@ -4,6 +4,7 @@ yang -> util. What stands outside the library reaches in through include/ alone,
 floor stand in a circle. Prints each include that does not; fails when there is one.
 """
 
+import argparse
 import pathlib
 import re
 import subprocess
@@ -84,6 +85,7 @@ def circles(graph):
 
 
 def main():
+    argparse.ArgumentParser(prog="scripts/includes.py", description=__doc__).parse_args()
     complaints, graph = [], {}
     seen = set()
     for folder, (public, floors) in RULES.items():

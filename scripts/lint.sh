@@ -2,34 +2,12 @@
 # Looks for mistakes without running anything: format, includes, cppcheck, g++ -fanalyzer and clang-tidy.
 #   scripts/lint.sh [--quick] [--build-dir DIR]
 # --quick leaves clang-tidy out, which takes many minutes. Ends with a line of figures; fails on any finding.
-set -euo pipefail
-
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,4s/^# *//p' scripts/lint.sh; }
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 quick=0
-build=build-lint
-while (($#)); do
-  case $1 in
-    --quick) quick=1 ;;
-    --build-dir)
-      build=${2:?lint: --build-dir needs a value}
-      shift
-      ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      echo "lint: unknown option $1" >&2
-      usage >&2
-      exit 2
-      ;;
-  esac
-  shift
-done
+build_dir=build-lint
+ncdm_parse --quick --build-dir=DIR -- "$@"
+build=$build_dir
 
 ncdm_setup lint
 jobs=$(nproc)
@@ -46,7 +24,7 @@ failed=0
 check() {
   local name=$1 log=$build/$1.log result=0 findings
   shift
-  echo "lint: $name"
+  ncdm_say "$name"
   "$@" >"$log" 2>&1 || result=$?
   findings=$(grep -cE "$finding" "$log" || true)
   if ((result || findings)); then
@@ -97,5 +75,5 @@ check analyzer check_analyzer
 ((quick)) || check clang-tidy check_tidy
 
 printf -v figures ', %s' "${report[@]}"
-echo "lint: findings: ${figures:2}"
+ncdm_say "findings: ${figures:2}"
 exit "$failed"

@@ -5,23 +5,13 @@
 # build-package/out); options with -D go to CMake. NCDM_APT_OPTIONS are further options of mmdebstrap, such as
 # --aptopt='Acquire::http::Proxy "http://proxy:3128"'.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-ncdm_answer_help "$@"
 
-try_root=1
-options=()
+no_root=0
 out=$PWD/build-package/out
-while (($#)); do
-  case $1 in
-    --no-root) try_root=0 ;;
-    --out)
-      out=$(ncdm_value "$@")
-      out=$(ncdm_absolute "$out")
-      shift
-      ;;
-    -D*) options+=("$1") ;;
-    *) ncdm_bad_usage "unknown option $1" ;;
-  esac
-  shift
+ncdm_parse --no-root --out=DIR '-D*' OPTION... -- "$@"
+options=("${ncdm_operands[@]}")
+for option in "${options[@]}"; do
+  [[ $option == -D* ]] || ncdm_bad_usage "unknown argument $option"
 done
 
 ncdm_setup package
@@ -59,28 +49,27 @@ show_difference() {
   done
 }
 
-echo "package: building"
+ncdm_say "building"
 package_in "$PWD/build-package"
-echo "package: building again, in another folder"
+ncdm_say "building again, in another folder"
 # Without the cache, which would hand it the first one's objects.
 CCACHE_DISABLE=1 package_in "$work/again"
-echo "package: comparing the builds"
+ncdm_say "comparing the builds"
 digests "$PWD/build-package/out" >"$work/first"
 digests "$work/again/out" >"$work/second"
 diff "$work/first" "$work/second" || {
   show_difference "$PWD/build-package/out" "$work/again/out"
-  echo "package: two builds give different packages" >&2
-  exit 1
+  ncdm_fail "two builds give different packages"
 }
-echo "package: $(wc -l <"$work/first") packages, the same bytes from both builds"
+ncdm_say "$(wc -l <"$work/first") packages, the same bytes from both builds"
 [[ $out == "$PWD/build-package/out" ]] || { mkdir -p "$out" && cp "$PWD"/build-package/out/*.deb "$out"; }
 (cd "$out" && du -b ./*.deb)
 
-echo "package: lintian"
+ncdm_say "lintian"
 lintian --fail-on error --tag-display-limit 0 "$out"/*.deb
 
-((try_root)) || exit 0
-echo "package: a clean Debian"
+((no_root)) && exit 0
+ncdm_say "a clean Debian"
 root=$work/root
 suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
 mirror=$(apt-get indextargets --format '$(RELEASE) $(REPO_URI)' 'Created-By: Packages' |
@@ -106,13 +95,13 @@ in_root apt-get update -qq
 snapshot >"$work/before"
 mkdir "$root/tmp/packages"
 cp "$out"/*.deb "$root/tmp/packages"
-cp scripts/package_try.sh "$root/tmp/"
-in_root bash /tmp/package_try.sh
+mkdir "$root/tmp/scripts"
+cp scripts/{common,packages,package_try}.sh "$root/tmp/scripts"
+in_root bash /tmp/scripts/package_try.sh
 in_root apt-get purge -y -qq $(for package in "$out"/*.deb; do dpkg-deb -f "$package" Package; done)
 in_root apt-get autoremove --purge -y -qq
 snapshot >"$work/after"
 diff "$work/before" "$work/after" || {
-  echo "package: something is left after the removal" >&2
-  exit 1
+  ncdm_fail "something is left after the removal"
 }
-echo "package: nothing is left after the removal"
+ncdm_say "nothing is left after the removal"

@@ -1,12 +1,9 @@
 #!/usr/bin/env bash
 # Runs inside a clean Debian: installs the packages in /tmp/packages, builds applications as their readers would, and
-# drives them from the console and over NETCONF.
-set -euo pipefail
-
-fail() {
-  echo "package: $*" >&2
-  exit 1
-}
+# drives them from the console and over NETCONF. scripts/package.sh runs it.
+#   scripts/package_try.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+ncdm_parse -- "$@"
 
 apt-get install -y -qq --no-install-recommends /tmp/packages/*.deb
 work=$(mktemp -d)
@@ -19,12 +16,12 @@ trap '((${#pids[@]} == 0)) || kill "${pids[@]}" 2>/dev/null || true' EXIT
 # ---- What lies where ----
 
 for page in ncdm-console.1 ncdm-netconf.1 ncdm-yang.1 netconf_dm_agent.3 nc_dm_agent_init.3; do
-  [[ -e /usr/share/man/man${page##*.}/$page.gz ]] || fail "no manual page $page"
+  [[ -e /usr/share/man/man${page##*.}/$page.gz ]] || ncdm_fail "no manual page $page"
 done
-[[ $(stat -c '%U %G %a' /run/ncdm/mng/netconf/netconf_client) == "ncdm ncdm 700" ]] || fail "the sockets' folder is another"
-systemd-analyze verify --man=no /lib/systemd/system/ncdm-netconf.service >verify.log 2>&1 || fail "$(cat verify.log)"
-[[ ! -s verify.log ]] || fail "$(cat verify.log)"
-echo "package: manual, folders and unit are there"
+[[ $(stat -c '%U %G %a' /run/ncdm/mng/netconf/netconf_client) == "ncdm ncdm 700" ]] || ncdm_fail "the sockets' folder is another"
+systemd-analyze verify --man=no /lib/systemd/system/ncdm-netconf.service >verify.log 2>&1 || ncdm_fail "$(cat verify.log)"
+[[ ! -s verify.log ]] || ncdm_fail "$(cat verify.log)"
+ncdm_say "manual, folders and unit are there"
 
 # ---- An application of one's own, built in four ways ----
 
@@ -43,8 +40,8 @@ file(GLOB sources main.*)
 add_executable(by-package \${sources})
 target_link_libraries(by-package PRIVATE netconf_dm_agent::netconf_dm_agent)
 CMAKE
-  cmake -S "$language" -B "$language/build" >configure.log 2>&1 || fail "$(cat configure.log)"
-  cmake --build "$language/build" >build.log 2>&1 || fail "$(cat build.log)"
+  cmake -S "$language" -B "$language/build" >configure.log 2>&1 || ncdm_fail "$(cat configure.log)"
+  cmake --build "$language/build" >build.log 2>&1 || ncdm_fail "$(cat build.log)"
 done
 
 export TMPDIR=$work/device
@@ -56,19 +53,19 @@ for program in ./by-pkg-config-c ./by-pkg-config-cxx C/build/by-package CXX/buil
   kill "${pids[-1]}"
   wait "${pids[-1]}" || true
   unset 'pids[-1]'
-  grep -qF 'greeting.text = hi' <<<"$output" || fail "$program: $output"
-  echo "package: $program answers"
+  grep -qF 'greeting.text = hi' <<<"$output" || ncdm_fail "$program: $output"
+  ncdm_say "$program answers"
 done
-if ldd by-pkg-config-c | grep 'libstdc++'; then fail "an application in C loads libstdc++"; fi
+if ldd by-pkg-config-c | grep 'libstdc++'; then ncdm_fail "an application in C loads libstdc++"; fi
 
 # ---- An application from a YANG module, by the console and over NETCONF ----
 
 # generate MODULE.yang DIR
 generate() {
   ncdm-yang generate "$1" -o "$2"
-  cmake -S "$2" -B "$2/build" >configure.log 2>&1 || fail "$(cat configure.log)"
-  cmake --build "$2/build" >build.log 2>&1 || fail "$(cat build.log)"
-  (cd "$2/build" && ctest --output-on-failure >test.log) || fail "$(cat "$2/build/test.log")"
+  cmake -S "$2" -B "$2/build" >configure.log 2>&1 || ncdm_fail "$(cat configure.log)"
+  cmake --build "$2/build" >build.log 2>&1 || ncdm_fail "$(cat build.log)"
+  (cd "$2/build" && ctest --output-on-failure >test.log) || ncdm_fail "$(cat "$2/build/test.log")"
 }
 generate $examples/access-point/access-point.yang access-point
 generate $tools_examples/vlans/demo-vlans.yang vlans
@@ -77,12 +74,12 @@ access-point/build/access-point-agent --data "$work/data.json" &
 pids+=($!)
 output=$(ncdm-console --root "$TMPDIR" -e 'wait access-point-agent 10' -e 'create radios.radio[name=radio0] band=5GHz' \
   -e 'get radios' -e commit)
-grep -qF 'radios.radio.1.band = 5GHz' <<<"$output" || fail "access-point-agent: $output"
+grep -qF 'radios.radio.1.band = 5GHz' <<<"$output" || ncdm_fail "access-point-agent: $output"
 for _ in {1..50}; do [[ -s data.json ]] && break || sleep 0.1; done
-grep -qF radio0 data.json || fail "access-point-agent kept nothing at the commit"
+grep -qF radio0 data.json || ncdm_fail "access-point-agent kept nothing at the commit"
 kill "${pids[-1]}" && wait "${pids[-1]}"
 unset 'pids[-1]'
-echo "package: a generated application answers the console"
+ncdm_say "a generated application answers the console"
 
 ssh-keygen -q -t ed25519 -N '' -f host_key
 ssh-keygen -q -t ed25519 -N '' -f controller_key
@@ -104,13 +101,13 @@ ask() { # OPERATION
 edit="<edit-config><target><running/></target><config><vlans xmlns=\"$vlans\"><vlan><id>7</id><name>guests</name></vlan></vlans></config></edit-config>"
 answer=
 for _ in {1..100}; do # until the application has announced itself
-  answer=$(ask "$edit") || fail "ncdm-netconf: $answer"
+  answer=$(ask "$edit") || ncdm_fail "ncdm-netconf: $answer"
   if ! grep -q '<rpc-error>' <<<"$answer"; then break; else sleep 0.2; fi
 done
-grep -q 'message-id="1"><ok/>' <<<"$answer" || fail "ncdm-netconf: $answer"
-answer=$(ask "<get-config><source><running/></source></get-config>") || fail "ncdm-netconf: $answer"
-grep -q '<name>guests</name>' <<<"$answer" || fail "ncdm-netconf: $answer"
-echo "package: ncdm-netconf serves a generated application"
+grep -q 'message-id="1"><ok/>' <<<"$answer" || ncdm_fail "ncdm-netconf: $answer"
+answer=$(ask "<get-config><source><running/></source></get-config>") || ncdm_fail "ncdm-netconf: $answer"
+grep -q '<name>guests</name>' <<<"$answer" || ncdm_fail "ncdm-netconf: $answer"
+ncdm_say "ncdm-netconf serves a generated application"
 kill "${pids[@]}"
 wait "${pids[@]}" || true
 pids=()

@@ -8,40 +8,18 @@
 #        --second-list --command; 1000 entries unless it says otherwise
 # The figures are for one operation: a request, or for read-list a leaf, for get-id an entry and for
 # register a path. What the kernel does is not in them.
-set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,11s/^# *//p' scripts/profile.sh; }
-
-if (($# == 0)) || [[ $1 == -* ]]; then
-  usage
-  [[ ${1:-} == -h || ${1:-} == --help ]] && exit 0
-  exit 2
-fi
-name=$1
-shift
 rounds=
 lines=25
-inclusive=no
+inclusive=0
+ncdm_parse --rounds=N --lines=N --inclusive '--entries=*' '--leaves=*' '--depth=*' '--hash*' \
+  '--second-list*' '--command*' NAME MODEL... -- "$@"
+name=${ncdm_operands[0]}
+[[ $name != -* ]] || ncdm_bad_usage "the name of a request stands first"
 model=(--entries=1000)
 [[ $name == edit-subtree ]] && model+=(--leaves=12)
-while (($#)); do
-  case $1 in
-    --rounds | --lines)
-      if (($# < 2)); then
-        echo "profile: $1 needs a value" >&2
-        exit 2
-      fi
-      [[ $1 == --rounds ]] && rounds=$2 || lines=$2
-      shift
-      ;;
-    --inclusive) inclusive=yes ;;
-    *) model+=("$1") ;;
-  esac
-  shift
-done
+model+=("${ncdm_operands[@]:1}")
 if [[ -z $rounds ]]; then
   case $name in
     read-list | get-id) rounds=20 ;;
@@ -64,7 +42,7 @@ wrapper+=" --collect-atstart=no --toggle-collect=bench_serve"
 operations=$("$build/bin/bench/end-to-end" --profile "$name" --rounds "$rounds" \
   --wrapper "$wrapper" "${model[@]}" | sed -n 's/^operations //p')
 
-callgrind_annotate --inclusive="$inclusive" --show-percs=no --auto=no --threshold=100 \
+callgrind_annotate --inclusive="$( ((inclusive)) && echo yes || echo no)" --show-percs=no --auto=no --threshold=100 \
   "$output/profile" >"$output/annotated"
 echo "$name ${model[*]}: $operations operations; instructions an operation:"
 # Lines such as "1,234,567  ???:nc_dm_parse [/.../libnetconf_dm_agent.so.1]".

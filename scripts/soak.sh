@@ -14,71 +14,31 @@
 # --floods    N servers that send segments without end and go; what the agent keeps is bounded
 # --without-server  N instances that come and go before there is a server
 # --output    where samples.csv, memory.svg and latency.svg go; build/soak otherwise
-set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-called_from=$PWD
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,16s/^# *//p' scripts/soak.sh; }
-
-tests=(soak)
 seconds=600
+minutes=
 rounds=1000
 restarts=
+floods=
+without_server=
 seed=1
+hostile=0
+attackers=0
+hostile_agents=0
 output=
-build=build
-absolute() { [[ $1 == /* ]] && echo "$1" || echo "$called_from/$1"; }
-
-take_value() {
-  case $1 in
-    --output) output=$(absolute "$2") ;;
-    --build-dir) build=$(absolute "$2") ;;
-    *)
-      if [[ ! $2 =~ ^[1-9][0-9]*$ ]]; then
-        echo "soak: $1 needs a number" >&2
-        exit 2
-      fi
-      case $1 in
-        --seconds) seconds=$2 ;;
-        --minutes) seconds=$(($2 * 60)) ;;
-        --restarts) tests=(restarts) restarts=$2 ;;
-        --floods) tests=(floods) rounds=$2 ;;
-        --without-server) tests=(without_server) rounds=$2 ;;
-        --rounds) rounds=$2 ;;
-        --seed) seed=$2 ;;
-      esac
-      ;;
-  esac
-}
-
-while (($#)); do
-  case $1 in
-    --seconds | --minutes | --rounds | --restarts | --floods | --without-server | --seed | --output | \
-      --build-dir)
-      if (($# < 2)); then
-        echo "soak: $1 needs a value" >&2
-        exit 2
-      fi
-      take_value "$1" "$2"
-      shift
-      ;;
-    --hostile) tests=(hostile attackers hostile_agents) ;;
-    --attackers) tests=(attackers) ;;
-    --hostile-agents) tests=(hostile_agents) ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      echo "soak: unknown option $1" >&2
-      usage >&2
-      exit 2
-      ;;
-  esac
-  shift
-done
+build_dir=build
+ncdm_parse --seconds=N --minutes=N --rounds=N --restarts=N --floods=N --without-server=N --seed=N \
+  --output=DIR --build-dir=DIR --hostile --attackers --hostile-agents -- "$@"
+tests=(soak)
+((hostile)) && tests=(hostile attackers hostile_agents)
+((attackers)) && tests=(attackers)
+((hostile_agents)) && tests=(hostile_agents)
+[[ -z $restarts ]] || tests=(restarts)
+[[ -z $floods ]] || tests=(floods) rounds=$floods
+[[ -z $without_server ]] || tests=(without_server) rounds=$without_server
+[[ -z $minutes ]] || seconds=$((minutes * 60))
+build=$build_dir
 output=${output:-$build/soak}
 
 ncdm_setup plot
@@ -105,12 +65,12 @@ run_test() {
   env "$limit" "$build/bin/tests/soak_${test}_test" --gtest_color=no >"$log" 2>&1 || result=$?
   for plot in "${plots[@]}"; do
     gnuplot -e "samples='$samples'; target='$output/$plot.svg'" "tests/soak/$plot.gp" ||
-      echo "soak: cannot draw $plot.svg" >&2
+      ncdm_say "cannot draw $plot.svg" >&2
   done
   figures=$(grep "^$test: " "$log" || true)
   if ((result)) || [[ -z $figures ]]; then
     tail -n 60 "$log" >&2
-    echo "soak: failed, see $log; ${figures:-no figures}"
+    ncdm_say "failed, see $log; ${figures:-no figures}"
     return 1
   fi
   echo "$figures"

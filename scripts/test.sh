@@ -1,39 +1,24 @@
 #!/usr/bin/env bash
 # Builds and runs all tests: as released, then with the address and undefined-behaviour sanitizers.
 #   scripts/test.sh [--release-only | --asan-only]
-set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,3s/^# *//p' scripts/test.sh; }
-
+release_only=0
+asan_only=0
+ncdm_parse --release-only --asan-only -- "$@"
 presets=(default asan)
-for argument in "$@"; do
-  case $argument in
-    --release-only) presets=(default) ;;
-    --asan-only) presets=(asan) ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      echo "test: unknown option $argument" >&2
-      usage >&2
-      exit 2
-      ;;
-  esac
-done
+((release_only)) && presets=(default)
+((asan_only)) && presets=(asan)
 
 ncdm_setup
 jobs=$(nproc)
 
 run_preset() {
-  echo "test: configuring $1" &&
+  ncdm_say "configuring $1" &&
     cmake --preset "$1" &&
-    echo "test: building $1" &&
+    ncdm_say "building $1" &&
     cmake --build --preset "$1" --parallel "$jobs" &&
-    echo "test: running the tests of $1" &&
+    ncdm_say "running the tests of $1" &&
     ctest --preset "$1" --parallel "$jobs" --output-on-failure --no-tests=error
 }
 
@@ -43,6 +28,6 @@ for preset in "${presets[@]}"; do
 done
 
 if ((${#failed[@]})); then
-  echo "test: failed: ${failed[*]}" >&2
+  ncdm_say "failed: ${failed[*]}" >&2
   exit 1
 fi

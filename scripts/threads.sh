@@ -4,51 +4,15 @@
 # when a registration is lost.
 #   scripts/threads.sh [--seconds N | --minutes N] [--seed N] [--build-dir DIR]
 # Ten minutes without an option.
-set -euo pipefail
-
-called_from=$PWD
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source scripts/setup.sh
-
-usage() { sed -n '2,6s/^# *//p' scripts/threads.sh; }
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 seconds=600
+minutes=
 seed=1
-build=build-tsan
-while (($#)); do
-  case $1 in
-    --seconds | --minutes | --seed)
-      if [[ $# -lt 2 || ! $2 =~ ^[1-9][0-9]*$ ]]; then
-        echo "threads: $1 needs a number" >&2
-        exit 2
-      fi
-      case $1 in
-        --seconds) seconds=$2 ;;
-        --minutes) seconds=$(($2 * 60)) ;;
-        --seed) seed=$2 ;;
-      esac
-      shift
-      ;;
-    --build-dir)
-      if (($# < 2)); then
-        echo "threads: $1 needs a value" >&2
-        exit 2
-      fi
-      [[ $2 == /* ]] && build=$2 || build=$called_from/$2
-      shift
-      ;;
-    -h | --help)
-      usage
-      exit 0
-      ;;
-    *)
-      echo "threads: unknown option $1" >&2
-      usage >&2
-      exit 2
-      ;;
-  esac
-  shift
-done
+build_dir=build-tsan
+ncdm_parse --seconds=N --minutes=N --seed=N --build-dir=DIR -- "$@"
+[[ -z $minutes ]] || seconds=$((minutes * 60))
+build=$build_dir
 
 ncdm_setup
 cmake --preset tsan -B "$build"
@@ -62,7 +26,7 @@ NCDM_SOAK_SECONDS=$seconds NCDM_SOAK_SEED=$seed TSAN_OPTIONS=second_deadlock_sta
 figures=$(grep '^threads: ' "$log" || true)
 if ((result)) || [[ -z $figures ]]; then
   tail -n 100 "$log" >&2
-  echo "threads: failed, see $log; ${figures:-no figures}"
+  ncdm_say "failed, see $log; ${figures:-no figures}"
   exit 1
 fi
 echo "$figures"

@@ -3,6 +3,7 @@
 #include <sstream>
 
 namespace ncdm_test {
+
 const Schema* Schema::Find(std::string_view child) const {
   for (const auto& candidate : children) {
     if (candidate->name == child) return candidate.get();
