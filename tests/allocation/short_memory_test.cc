@@ -356,7 +356,7 @@ TEST_F(ShortMemoryTest, Registration) {
     Drain();
     std::set<std::string> announced;
     for (const Frame& frame : TakeFrames()) {
-      BodyReader body(frame);
+      BodyReader body(frame.body);
       if (frame.type() != NC_DM_MSG_TYPE_REG) continue;
       body.Int32();
       announced.insert(body.Text());
@@ -384,7 +384,7 @@ TEST_F(ShortMemoryTest, PathWithRangesIsAnnouncedAtTheNextTry) {
         Drain();
         std::vector<std::string> announced;
         for (const Frame& frame : TakeFrames()) {
-          BodyReader body(frame);
+          BodyReader body(frame.body);
           body.Int32();
           announced.push_back(body.Text());
         }
@@ -433,7 +433,7 @@ TEST_F(ShortMemoryTest, Reconnection) {
         for (const Frame& frame : frames) {
           attributes += frame.type() == NC_DM_MSG_TYPE_REG_YANG_ATTR;
           if (frame.type() != NC_DM_MSG_TYPE_REG) continue;
-          BodyReader body(frame);
+          BodyReader body(frame.body);
           body.Int32();
           announced.insert(body.Text());
         }

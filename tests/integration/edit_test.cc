@@ -17,9 +17,9 @@ std::string IdText(std::string_view where, std::string_view key) {
   return std::to_string(DeviceId(where, key));
 }
 
-class EditTest : public testing::Test {
+class SocketEditTest : public testing::Test {
  protected:
-  EditTest() {
+  SocketEditTest() {
     app_.PutEntry("net.user", {1}, "root");
     app_.PutValue("net.user.uid", {1}, "0");
     app_.PutElement("net.user.group", {1, 5}, "wheel");
@@ -58,7 +58,7 @@ class EditTest : public testing::Test {
 
 // ---- Entries by create and delete ----
 
-TEST_F(EditTest, EntryIsCreatedAndDeleted) {
+TEST_F(SocketEditTest, EntryIsCreatedAndDeleted) {
   const std::int64_t id = DeviceId("net.user", "guest");
   EXPECT_EQ(Entry("net.user.name", "guest", Operation::kCreate), "ok " + std::to_string(id));
   EXPECT_THAT(app_.calls(), ElementsAre("create net.user.name ids=[] src=0 value=guest"));
@@ -69,7 +69,7 @@ TEST_F(EditTest, EntryIsCreatedAndDeleted) {
   EXPECT_THAT(Read("net.user", {id}), IsEmpty());
 }
 
-TEST_F(EditTest, EntryOperations) {
+TEST_F(SocketEditTest, EntryOperations) {
   EXPECT_EQ(Entry("net.user.name", "root", Operation::kMerge), "ok 1");
   EXPECT_EQ(Entry("net.user.name", "root", Operation::kReplace), "ok 1");
   EXPECT_EQ(Entry("net.user.name", "root", Operation::kCreate), "fault DATA_EXISTS");
@@ -82,7 +82,7 @@ TEST_F(EditTest, EntryOperations) {
   EXPECT_EQ(Entry("sys", "x", Operation::kMerge), "fault OP_FAILED: sys");
 }
 
-TEST_F(EditTest, DefaultOperationsOfAnEntry) {
+TEST_F(SocketEditTest, DefaultOperationsOfAnEntry) {
   const auto edit = [&](const char* name, DefaultOperation operation) {
     EditElement key = KeyElement("net.user.name", name, {}, Operation::kNone);
     key.default_operation = operation;
@@ -98,7 +98,7 @@ TEST_F(EditTest, DefaultOperationsOfAnEntry) {
   EXPECT_THAT(app_.calls(), IsEmpty());
 }
 
-TEST_F(EditTest, EntryInAnEntry) {
+TEST_F(SocketEditTest, EntryInAnEntry) {
   const std::string id = IdText("net.user.key", "300");
   EXPECT_EQ(Entry("net.user.key.number", "300", Operation::kCreate, {1}), "ok " + id);
   EXPECT_THAT(app_.calls(), ElementsAre("create net.user.key.number ids=[1] src=0 value=300"));
@@ -118,7 +118,7 @@ TEST_F(EditTest, EntryInAnEntry) {
   EXPECT_EQ(Entry("net.user.key.number", "100", Operation::kMerge), "fault OP_FAILED: net");
 }
 
-TEST_F(EditTest, EntryOfAHashIndexedList) {
+TEST_F(SocketEditTest, EntryOfAHashIndexedList) {
   for (int i = 0; i < 50; ++i) {
     const std::string name = "r" + std::to_string(i);
     ASSERT_EQ(Entry("net.route.dest", name, Operation::kCreate), "ok " + IdText("net.route", name));
@@ -133,12 +133,12 @@ TEST_F(EditTest, EntryOfAHashIndexedList) {
   EXPECT_THAT(Read("net.route.dest", {DeviceId("net.route", "r2")}), IsEmpty());
 }
 
-TEST_F(EditTest, EntryThatExistsByItsOwnIdIsAnswered) {
+TEST_F(SocketEditTest, EntryThatExistsByItsOwnIdIsAnswered) {
   EXPECT_EQ(Entry("net.user.name", "root", Operation::kMerge, {1}), "ok 1");
   EXPECT_THAT(app_.calls(), IsEmpty());
 }
 
-TEST_F(EditTest, EntryEditWithoutKeysOrElementsFails) {
+TEST_F(SocketEditTest, EntryEditWithoutKeysOrElementsFails) {
   EXPECT_EQ(Edit(EditEntry({})), "refused, without a reason");
   EXPECT_EQ(Edit(EditEntry({{.name = "net.user.name", .value = "x"}})),
             "refused, without a reason");
@@ -147,7 +147,7 @@ TEST_F(EditTest, EntryEditWithoutKeysOrElementsFails) {
 
 // ---- Entries by command ----
 
-TEST_F(EditTest, EntryByCommand) {
+TEST_F(SocketEditTest, EntryByCommand) {
   const auto port = [&](const char* name, Operation operation, bool as_command,
                         std::vector<EditElement> more = {}) {
     std::vector<EditElement> elements{KeyElement("net.port.name", name, {}, operation)};
@@ -186,7 +186,7 @@ TEST_F(EditTest, EntryByCommand) {
   EXPECT_EQ(port("zero", Operation::kMerge, false), "fault OP_FAILED: port");
 }
 
-TEST_F(EditTest, EntryByCommandIsLookedUpByTheApplication) {
+TEST_F(SocketEditTest, EntryByCommandIsLookedUpByTheApplication) {
   const auto lookup = [&](const char* name) {
     EditElement key = KeyElement("net.port.name", name, {}, Operation::kNone);
     key.default_operation = DefaultOperation::kNone;
@@ -197,7 +197,7 @@ TEST_F(EditTest, EntryByCommandIsLookedUpByTheApplication) {
   EXPECT_EQ(lookup("eth9"), "ok 0") << "the application's id 0 is no failure";
 }
 
-TEST_F(EditTest, EntryWithTwoKeysInAnEntry) {
+TEST_F(SocketEditTest, EntryWithTwoKeysInAnEntry) {
   const auto acl = [&](const char* name, const char* order, Operation operation) {
     EditElement second = KeyElement("net.port.acl.order", order, {4}, operation);
     second.key = NC_DM_FLAG_KEY_SETTABLE;
@@ -211,12 +211,12 @@ TEST_F(EditTest, EntryWithTwoKeysInAnEntry) {
   EXPECT_EQ(Read("net.port.acl.name", {4}).size(), 1U);
 }
 
-TEST_F(EditTest, CommandOnAListWithoutOne) {
+TEST_F(SocketEditTest, CommandOnAListWithoutOne) {
   EXPECT_EQ(Edit(EditEntry({KeyElement("net.user.name", "x")}, true)), "fault OP_FAILED: user");
   EXPECT_THAT(app_.calls(), IsEmpty());
 }
 
-TEST_F(EditTest, ContinueOnErrorGoesOnWithinAnEntry) {
+TEST_F(SocketEditTest, ContinueOnErrorGoesOnWithinAnEntry) {
   std::vector<EditElement> elements{KeyElement("net.port.name", "eth0"),
                                     {.name = "net.port.bogus", .value = "1"},
                                     {.name = "net.port.mtu", .value = "many"},
@@ -231,7 +231,7 @@ TEST_F(EditTest, ContinueOnErrorGoesOnWithinAnEntry) {
 
 // ---- Subtrees ----
 
-TEST_F(EditTest, LeavesOutsideLists) {
+TEST_F(SocketEditTest, LeavesOutsideLists) {
   EXPECT_EQ(Subtree({{.name = "sys.name", .value = "router"},
                      {.name = "sys.limit", .value = "-5"},
                      {.name = "sys.enabled", .value = "1"},
@@ -258,7 +258,7 @@ TEST_F(EditTest, LeavesOutsideLists) {
   EXPECT_EQ(Subtree({}), "ok 0");
 }
 
-TEST_F(EditTest, DefaultNoneSetsNothing) {
+TEST_F(SocketEditTest, DefaultNoneSetsNothing) {
   EXPECT_EQ(Subtree({{.name = "sys.name",
                       .value = "x",
                       .operation = Operation::kNone,
@@ -269,7 +269,7 @@ TEST_F(EditTest, DefaultNoneSetsNothing) {
   EXPECT_EQ(app_.Contents().at("sys.name"), "x");
 }
 
-TEST_F(EditTest, LeavesOfEntries) {
+TEST_F(SocketEditTest, LeavesOfEntries) {
   EXPECT_EQ(Subtree({{.name = "net.user.uid", .value = "4294967295", .ids = {1}},
                      {.name = "net.user.quota", .value = "-9223372036854775808", .ids = {1}},
                      {.name = "net.user.prefs.tabs", .value = "8", .ids = {1}},
@@ -286,7 +286,7 @@ TEST_F(EditTest, LeavesOfEntries) {
   EXPECT_EQ(Subtree({{.name = "net.user", .value = "1", .ids = {1}}}), "fault UNKNOWN_ELEM: user");
 }
 
-TEST_F(EditTest, SlottedLeavesOfAnEntryGoInOneCommand) {
+TEST_F(SocketEditTest, SlottedLeavesOfAnEntryGoInOneCommand) {
   EXPECT_EQ(Subtree({{.name = "net.port.mtu", .value = "9000", .ids = {4}},
                      {.name = "net.port.note", .value = "n", .ids = {4}},
                      {.name = "net.port.text", .value = "t", .ids = {4}}}),
@@ -302,7 +302,7 @@ TEST_F(EditTest, SlottedLeavesOfAnEntryGoInOneCommand) {
             "fault OP_FAILED: port");
 }
 
-TEST_F(EditTest, LeafListElements) {
+TEST_F(SocketEditTest, LeafListElements) {
   const std::string id = IdText("net.user.group", "staff");
   const auto group = [&](const char* value, Operation operation) {
     return Subtree(
@@ -328,7 +328,7 @@ TEST_F(EditTest, LeafListElements) {
   EXPECT_THAT(Read("sys.dns"), ElementsAre("sys.dns." + IdText("sys.dns", "b") + "=b"));
 }
 
-TEST_F(EditTest, ContinueOnErrorGoesOnBehindAFailedGroup) {
+TEST_F(SocketEditTest, ContinueOnErrorGoesOnBehindAFailedGroup) {
   std::vector<EditElement> elements{{.name = "sys.bogus", .value = "x"},
                                     {.name = "net.user.uid", .value = "7", .ids = {1}}};
   EXPECT_EQ(Subtree(elements), "fault UNKNOWN_ELEM: bogus");
@@ -346,7 +346,7 @@ TEST_F(EditTest, ContinueOnErrorGoesOnBehindAFailedGroup) {
   EXPECT_EQ(app_.Contents().at("sys.secret"), "new");
 }
 
-TEST_F(EditTest, ContainersAreEmptied) {
+TEST_F(SocketEditTest, ContainersAreEmptied) {
   ASSERT_EQ(Subtree({{.name = "net.user.prefs.lang", .value = "en", .ids = {1}}}), "ok 0");
   EXPECT_EQ(Subtree({{.name = "net.user.prefs", .ids = {1}, .operation = Operation::kDelete}}),
             "ok 0");
@@ -364,7 +364,7 @@ TEST_F(EditTest, ContainersAreEmptied) {
 }
 
 // A container that cannot be emptied keeps the command from being called.
-TEST_F(EditTest, ContainerThatCannotBeEmptiedStopsTheCommand) {
+TEST_F(SocketEditTest, ContainerThatCannotBeEmptiedStopsTheCommand) {
   std::vector<EditElement> elements{
       {.name = "net.port.limits", .ids = {4}, .operation = Operation::kDelete},
       {.name = "net.port.mtu", .value = "9000", .ids = {4}}};
@@ -380,7 +380,7 @@ TEST_F(EditTest, ContainerThatCannotBeEmptiedStopsTheCommand) {
   EXPECT_EQ(Subtree(elements), "ok 4");
 }
 
-TEST_F(EditTest, SdnDeletesWhatSdnCreated) {
+TEST_F(SocketEditTest, SdnDeletesWhatSdnCreated) {
   ASSERT_TRUE(
       device_.Call(EditEntry({KeyElement("net.user.name", "sdn")}, false, NC_DM_DATASTORE_SDN))
           .ok());
@@ -393,7 +393,7 @@ TEST_F(EditTest, SdnDeletesWhatSdnCreated) {
 }
 
 // What the command line holds for good is not SDN's, though SDN has edited it.
-TEST_F(EditTest, EntryOfTheCommandLineKeepsItsSource) {
+TEST_F(SocketEditTest, EntryOfTheCommandLineKeepsItsSource) {
   const auto announce = [&](const char* name, std::int64_t id, nc_dm_node_src_t src) {
     app_.PutEntry("net.user", {id}, name);
     std::string path = "net.user." + std::to_string(id) + ".";
@@ -413,7 +413,7 @@ TEST_F(EditTest, EntryOfTheCommandLineKeepsItsSource) {
   EXPECT_THAT(app_.calls(), ElementsAre("delete net.user.name ids=[8] value="));
 }
 
-TEST_F(EditTest, LongEditsTravelInManyMessages) {
+TEST_F(SocketEditTest, LongEditsTravelInManyMessages) {
   std::vector<EditElement> elements;
   for (int i = 0; i < 300; ++i) {
     elements.push_back({.name = "net.user.group", .value = "g" + std::to_string(i), .ids = {1}});
@@ -434,7 +434,7 @@ Frame PacketOf(std::int32_t packet_type, std::int32_t sid) {
   return frame;
 }
 
-TEST_F(EditTest, CommitCallsTheHookAndAnswersNothing) {
+TEST_F(SocketEditTest, CommitCallsTheHookAndAnswersNothing) {
   device_.Forget();
   ASSERT_TRUE(device_.Call(Confirmed(Commit())).ok());
   EXPECT_EQ(app_.commits(), 1);
@@ -445,7 +445,7 @@ TEST_F(EditTest, CommitCallsTheHookAndAnswersNothing) {
   EXPECT_EQ(app_.commits(), 1);
 }
 
-TEST_F(EditTest, CommitPrintsTimes) {
+TEST_F(SocketEditTest, CommitPrintsTimes) {
   LogText log;
   const DebugMask mask(NC_DM_DBG_TIMING);
   ASSERT_EQ(Entry("net.user.name", "timed", Operation::kMerge),
@@ -456,7 +456,7 @@ TEST_F(EditTest, CommitPrintsTimes) {
   EXPECT_EQ(log.Count("[create time]:"), 1);
 }
 
-TEST_F(EditTest, UnknownPacketTypeIsAnswered) {
+TEST_F(SocketEditTest, UnknownPacketTypeIsAnswered) {
   for (const std::int32_t packet_type : {0, 2, 3, 4, 12, 1000}) {
     device_.Forget();
     ASSERT_TRUE(device_.server().SendFrame(Device::kName, PacketOf(packet_type, 900)));

@@ -22,6 +22,8 @@
 #include "netconf_dm_util/intrusive_list.h"
 #include "support/debug_mask.h"
 #include "support/fake_platform.h"
+#include "support/message_body.h"
+#include "support/pending_records.h"
 #include "support/temp_dir.h"
 
 namespace ncdm_test {
@@ -37,81 +39,6 @@ struct Frame {
   std::string body;
 
   int type() const { return head.type; }
-};
-
-// Writes a body field by field.
-class Body {
- public:
-  Body& Int32(int32_t value) { return Raw(&value, sizeof(value)); }
-  Body& Int64(int64_t value) { return Raw(&value, sizeof(value)); }
-  Body& Text(std::string_view text) {
-    Int32(static_cast<int32_t>(text.size()));
-    return Raw(text.data(), text.size());
-  }
-  // The ids of a list entry, behind their count.
-  Body& Ids(const std::vector<int64_t>& ids) {
-    Int32(static_cast<int32_t>(ids.size()));
-    for (int64_t id : ids) Int64(id);
-    return *this;
-  }
-  // An entry of an edit list.
-  Body& Edit(int flag, int op, std::string_view name, std::optional<std::string_view> value,
-             const std::vector<int64_t>& ids = {}, int defop = 0, int erropt = 0) {
-    Int32(flag).Int32(op).Int32(defop).Int32(erropt).Int32(0).Int32(value ? 1 : 0).Text(name);
-    if (value) Text(*value);
-    return Ids(ids);
-  }
-  // An entry of a filter list.
-  Body& Filter(std::string_view name, std::optional<std::string_view> value = std::nullopt,
-               const std::vector<int64_t>& ids = {}) {
-    Int32(value ? 1 : 0).Text(name);
-    if (value) Text(*value);
-    return Ids(ids);
-  }
-  const std::string& bytes() const { return bytes_; }
-  operator std::string_view() const { return bytes_; }  // NOLINT: a body is its bytes
-
- private:
-  Body& Raw(const void* bytes, size_t size) {
-    bytes_.append(static_cast<const char*>(bytes), size);
-    return *this;
-  }
-
-  std::string bytes_;
-};
-
-// Reads a body field by field. Fields that are not there fail the test.
-class BodyReader {
- public:
-  explicit BodyReader(const Frame& frame) : bytes_(frame.body) {}
-
-  int32_t Int32() { return Integer<int32_t>(); }
-  int64_t Int64() { return Integer<int64_t>(); }
-  std::string Text() {
-    const auto len = static_cast<size_t>(Int32());
-    return Has(len) ? Take(len) : "";
-  }
-  bool AtEnd() const { return position_ == bytes_.size(); }
-
- private:
-  template <typename T>
-  T Integer() {
-    T value = 0;
-    if (Has(sizeof(value))) memcpy(&value, Take(sizeof(value)).data(), sizeof(value));
-    return value;
-  }
-  bool Has(size_t len) {
-    if (len <= bytes_.size() - position_) return true;
-    ADD_FAILURE() << "the body ends before " << position_ + len << " bytes";
-    return false;
-  }
-  std::string Take(size_t len) {
-    position_ += len;
-    return bytes_.substr(position_ - len, len);
-  }
-
-  const std::string bytes_;
-  size_t position_ = 0;
 };
 
 // One end of a stream, which the test reads and writes. Waits a while for what has to come.
@@ -290,7 +217,7 @@ class AgentTest : public testing::Test {
     const Frame frame = peer_.Receive();
     EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_FAULT);
     EXPECT_EQ(frame.head.sid, sid);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), code);
     EXPECT_EQ(body.Text(), path);
     EXPECT_TRUE(body.AtEnd());
@@ -304,26 +231,6 @@ class AgentTest : public testing::Test {
   Peer& peer() { return peer_; }
   const TempDir& dir() const { return dir_; }
 
-  static size_t PendingRecords() {
-    size_t count = 0;
-    for (const auto& record : nc::Records<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
-      count += record.list.next != nullptr;
-    }
-    return count;
-  }
-
-  static void FreePendingRecords() {
-    for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
-      nc::Unlink(&record.list);
-      if (record.type == NC_DM_MSG_TYPE_REG_YANG_ATTR && record.other != nullptr) {
-        nc_dm_agent_free_yang_attr(static_cast<nc_dm_yang_attr_t*>(record.other));
-        free(record.other);
-      }
-      nc_dm_agent_free_reg(&record);
-      free(&record);
-    }
-  }
-
  private:
   static void Clear() {
     const DebugMask silent(0);
@@ -333,11 +240,7 @@ class AgentTest : public testing::Test {
       for (auto& node : nc::RecordsSafely<nc_dm_agent_node_t>(&g_nc_agent_dm.dm_root)) {
         nc_dm_agent_unreg_nodes(&node);
       }
-      for (auto& attr : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-        nc::Unlink(&attr.lst);
-        nc_dm_agent_free_yang_attr(&attr);
-        free(&attr);
-      }
+      FreeYangAttributes();
     }
     nc_dm_agent_op_data_init();
     memset(&info(), 0, sizeof(info()));

@@ -47,7 +47,7 @@ class ResponseTest : public AgentTest {
     EXPECT_EQ(frame.head.flag, 0);
     EXPECT_EQ(frame.head.entry_cnt, static_cast<int>(values.size()));
     EXPECT_EQ(frame.head.ds_type, 0);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), NC_DM_PKT_TYPE_SEGMENT);
     for (const auto& [name, value] : values) {
       EXPECT_EQ(body.Text(), name);
@@ -61,7 +61,7 @@ class ResponseTest : public AgentTest {
     EXPECT_EQ(frame.head.sid, 77);
     EXPECT_EQ(frame.head.flag, NC_DM_MSG_FLAG_IDS);
     EXPECT_EQ(frame.head.entry_cnt, static_cast<int>(arrays.size()));
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), NC_DM_PKT_TYPE_SEGMENT);
     for (const auto& ids : arrays) {
       ASSERT_EQ(body.Int32(), static_cast<int>(ids.size()));
@@ -76,7 +76,7 @@ class ResponseTest : public AgentTest {
     EXPECT_EQ(frame.head.flag, 0);
     EXPECT_EQ(frame.head.entry_cnt, 0);
     EXPECT_EQ(frame.head.len, 4);
-    EXPECT_EQ(BodyReader(frame).Int32(), NC_DM_PKT_TYPE_END);
+    EXPECT_EQ(BodyReader(frame.body).Int32(), NC_DM_PKT_TYPE_END);
     EXPECT_TRUE(peer().IsQuiet());
   }
   static bool IsAnswerEmpty() { return nc::IsEmpty(&info().param_list.head); }
@@ -191,7 +191,7 @@ TEST_F(ResponseTest, ManyValuesArriveCompleteAndInOrder) {
   for (;;) {
     const Frame frame = peer().Receive();
     EXPECT_LE(frame.body.size(), 2047u);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     if (body.Int32() == NC_DM_PKT_TYPE_END) break;
     for (int i = 0; i < frame.head.entry_cnt; i++, next++) {
       EXPECT_EQ(body.Text(), "net.vrf.name." + std::to_string(next));
@@ -236,7 +236,7 @@ TEST_F(ResponseTest, AFailedAnswerIsReportedByAFault) {
   frame.body.assign(info().send_msg_buf + sizeof(frame.head), static_cast<size_t>(frame.head.len));
   EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_FAULT);
   EXPECT_EQ(frame.head.sid, 77);
-  BodyReader body(frame);
+  BodyReader body(frame.body);
   EXPECT_EQ(body.Int32(), NC_DM_FAULT_CODE_LINK);
   EXPECT_EQ(body.Text(), "");
 }

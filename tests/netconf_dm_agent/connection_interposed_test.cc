@@ -92,14 +92,14 @@ class ConnectionTest : public AgentTest {
     EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_REG_NAME);
     EXPECT_EQ(frame.head.sid, -1);
     EXPECT_EQ(frame.head.flag, NC_DM_MSG_FLAG_NAME);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), attr);
     EXPECT_EQ(body.Text(), name);
     EXPECT_TRUE(body.AtEnd());
   }
   static void ExpectPath(const Frame& frame, const std::string& path, int attr = 0) {
     EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_REG);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), attr);
     EXPECT_EQ(body.Text(), path);
   }
@@ -171,7 +171,7 @@ TEST_F(ConnectionTest, InitSendsTheNameAndArmsTheTasks) {
   EXPECT_EQ(platform().Pending()[0]->value, agent_fd());
   EXPECT_EQ(platform().Pending()[1]->func, nc_dm_agent_reg_handler);
   EXPECT_EQ(platform().Pending()[1]->sec, 1);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(ConnectionTest, InitForgetsWhatWasThere) {
@@ -807,7 +807,7 @@ TEST_F(ConnectionTest, AReconnectionTellsTheServerEverythingAgain) {
   ExpectPath(peer.Receive(), "sys.b", 2);
   const Frame yang = peer.Receive();
   EXPECT_EQ(yang.type(), NC_DM_MSG_TYPE_REG_YANG_ATTR);
-  BodyReader body(yang);
+  BodyReader body(yang.body);
   EXPECT_EQ(body.Int32(), NC_DM_YANG_ATTR_REVISION);
   EXPECT_EQ(body.Text(), "mod");
   EXPECT_EQ(body.Text(), "2024-01-01");
@@ -916,7 +916,7 @@ TEST_F(ConnectionTest, ANameThatCannotBeSentFailsTheReconnection) {
   g_sends_before_failure = 0;
   EXPECT_EQ(Reconnect(), -2);
   EXPECT_TRUE(log().ContainsError("Client remote dm register unsuccessfully.\n"));
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
   EXPECT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
   EXPECT_EQ(platform().Find(nc_dm_agent_read), nullptr);
 }
@@ -957,7 +957,7 @@ TEST_F(ConnectionTest, TheConnectTaskConnectsAndQueuesThePaths) {
   const Peer peer = server.Accept();
   ExpectName(peer.Receive(), 0);
   EXPECT_TRUE(peer.IsQuiet());
-  EXPECT_EQ(PendingRecords(), 2u);
+  EXPECT_EQ(PendingTexts().size(), 2u);
   ASSERT_NE(platform().Find(nc_dm_agent_read), nullptr);
   EXPECT_EQ(platform().Find(nc_dm_agent_read)->value, agent_fd());
 }

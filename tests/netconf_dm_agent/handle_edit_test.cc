@@ -18,7 +18,7 @@ int Commit(char* argument) {  // NOLINT(readability-non-const-parameter): a hook
   return -1;  // of no consequence
 }
 
-class EditTest : public AgentTest {
+class HandleEditTest : public AgentTest {
  protected:
   void SetUp() override {
     InitWithPeer();
@@ -53,7 +53,7 @@ class EditTest : public AgentTest {
     EXPECT_EQ(frame.head.flag, 0);
     EXPECT_EQ(frame.head.entry_cnt, 0);
     EXPECT_EQ(frame.head.ds_type, 0);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), NC_DM_PKT_TYPE_RSP);
     EXPECT_EQ(body.Int64(), inst);
     EXPECT_EQ(body.Int32(), 0);
@@ -73,7 +73,7 @@ class EditTest : public AgentTest {
   std::optional<ModelApp> app_;
 };
 
-TEST_F(EditTest, SegmentsAreCollectedWithoutAnAnswer) {
+TEST_F(HandleEditTest, SegmentsAreCollectedWithoutAnAnswer) {
   Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, 1, "a.key", "1"), 1);
   Collect(NC_DM_PKT_TYPE_OBJECT_CMD, Body().Edit(0, 1, "a.b", "2").Edit(0, 1, "a.c", {}), 2);
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.d", "3"), 1);
@@ -81,12 +81,12 @@ TEST_F(EditTest, SegmentsAreCollectedWithoutAnAnswer) {
   EXPECT_TRUE(HasKeys());
 }
 
-TEST_F(EditTest, AnEmptySegmentCollectsNothing) {
+TEST_F(HandleEditTest, AnEmptySegmentCollectsNothing) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body(), 0);
   EXPECT_THAT(Collected(), IsEmpty());
 }
 
-TEST_F(EditTest, ASegmentThatCannotBeDecodedDropsWhatWasCollected) {
+TEST_F(HandleEditTest, ASegmentThatCannotBeDecodedDropsWhatWasCollected) {
   for (int pkt_type : {NC_DM_PKT_TYPE_OBJECT, NC_DM_PKT_TYPE_OBJECT_CMD, NC_DM_PKT_TYPE_SEGMENT}) {
     Collect(pkt_type, Body().Edit(1, 1, "a.key", "1"), 1);
     log().Clear();
@@ -99,14 +99,14 @@ TEST_F(EditTest, ASegmentThatCannotBeDecodedDropsWhatWasCollected) {
   }
 }
 
-TEST_F(EditTest, AMissingPacketTypeDropsWhatWasCollected) {
+TEST_F(HandleEditTest, AMissingPacketTypeDropsWhatWasCollected) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.b", "2"), 1);
   EXPECT_EQ(Handle(NC_DM_MSG_TYPE_EDIT, "abc", 5), 0);
   ExpectFault(NC_DM_FAULT_CODE_PARSE, 5);
   EXPECT_THAT(Collected(), IsEmpty());
 }
 
-TEST_F(EditTest, ANegativePacketTypeDropsWhatWasCollected) {
+TEST_F(HandleEditTest, ANegativePacketTypeDropsWhatWasCollected) {
   for (int pkt_type : {-1, -2, INT32_MIN}) {
     Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(1, 1, "a.b", "2"), 1);
     EXPECT_EQ(Edit(pkt_type), 0);
@@ -116,7 +116,7 @@ TEST_F(EditTest, ANegativePacketTypeDropsWhatWasCollected) {
   }
 }
 
-TEST_F(EditTest, AnObjectEditIsAnsweredWithTheInstance) {
+TEST_F(HandleEditTest, AnObjectEditIsAnsweredWithTheInstance) {
   app_->On(Callback::kCreate, "name", 42);
   Collect(NC_DM_PKT_TYPE_OBJECT,
           Body()
@@ -131,14 +131,14 @@ TEST_F(EditTest, AnObjectEditIsAnsweredWithTheInstance) {
   EXPECT_FALSE(HasKeys());
 }
 
-TEST_F(EditTest, AnInstanceIdOf64BitsIsAnsweredWhole) {
+TEST_F(HandleEditTest, AnInstanceIdOf64BitsIsAnsweredWhole) {
   app_->On(Callback::kCreate, "name", nc_int64{1} << 40);
   Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, NC_DM_OP_MERGE, "net.vrf.{i}.name", "red"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_END), 0);
   ExpectAnswer(nc_int64{1} << 40);
 }
 
-TEST_F(EditTest, AnObjectEditThatFailsIsAFault) {
+TEST_F(HandleEditTest, AnObjectEditThatFailsIsAFault) {
   for (int pkt_type : {NC_DM_PKT_TYPE_OBJECT_END, NC_DM_PKT_TYPE_OBJECT_CMD_END}) {
     Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, NC_DM_OP_MERGE, "no.such.{i}.name", "red"), 1);
     EXPECT_EQ(Edit(pkt_type), 0);
@@ -153,7 +153,7 @@ TEST_F(EditTest, AnObjectEditThatFailsIsAFault) {
   }
 }
 
-TEST_F(EditTest, TheCommandPacketTypeMakesACommandOfTheEdit) {
+TEST_F(HandleEditTest, TheCommandPacketTypeMakesACommandOfTheEdit) {
   Collect(NC_DM_PKT_TYPE_OBJECT_CMD, Body().Edit(1, NC_DM_OP_MERGE, "net.vrf.{i}.name", "red"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_CMD_END), 0);
   ExpectFault(NC_DM_FAULT_CODE_OP_FAILED, 5, "vrf");  // the list has none
@@ -161,7 +161,7 @@ TEST_F(EditTest, TheCommandPacketTypeMakesACommandOfTheEdit) {
 }
 
 // What the engine has put into the fault record on the way does not matter when it gives an id.
-TEST_F(EditTest, AnObjectEditThatGivesAnIdIsNoFault) {
+TEST_F(HandleEditTest, AnObjectEditThatGivesAnIdIsNoFault) {
   AddInstance("net.vrf.3");
   Collect(NC_DM_PKT_TYPE_OBJECT, Body().Edit(1, NC_DM_OP_MERGE, "net.vrf.{i}.name", "red", {3}), 1);
   nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
@@ -178,7 +178,7 @@ TEST_F(EditTest, AnObjectEditThatGivesAnIdIsNoFault) {
       log().ContainsInfo("The last node match is leaf node, the instance already exists.\n"));
 }
 
-TEST_F(EditTest, ALookupThatFindsNothingIsAnsweredWith0) {
+TEST_F(HandleEditTest, ALookupThatFindsNothingIsAnsweredWith0) {
   Collect(NC_DM_PKT_TYPE_OBJECT,
           Body().Edit(1, NC_DM_OP_NONE, "net.zone.{i}.name", "red", {}, NC_DM_DEFOP_NONE), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_OBJECT_END), 0);
@@ -186,7 +186,7 @@ TEST_F(EditTest, ALookupThatFindsNothingIsAnsweredWith0) {
   EXPECT_THAT(app_->CallTexts(), ElementsAre("get_attr name ids=[] src=0 op=4 slots={1:red}"));
 }
 
-TEST_F(EditTest, ASubtreeEditIsAnswered) {
+TEST_F(HandleEditTest, ASubtreeEditIsAnswered) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_END), 0);
   const Frame frame = peer().Receive();
@@ -195,18 +195,18 @@ TEST_F(EditTest, ASubtreeEditIsAnswered) {
   EXPECT_THAT(Collected(), IsEmpty());
 }
 
-TEST_F(EditTest, AnEmptySubtreeEditIsAnsweredWith0) {
+TEST_F(HandleEditTest, AnEmptySubtreeEditIsAnsweredWith0) {
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_END), 0);
   ExpectAnswer(0);
 }
 
-TEST_F(EditTest, ASubtreeEditThatFailsIsAFault) {
+TEST_F(HandleEditTest, ASubtreeEditThatFailsIsAFault) {
   app_->On(Callback::kSet, "host", -1);
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_END), 0);
   const Frame frame = peer().Receive();
   EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_FAULT);
-  EXPECT_NE(BodyReader(frame).Int32(), NC_DM_FAULT_CODE_OK);
+  EXPECT_NE(BodyReader(frame.body).Int32(), NC_DM_FAULT_CODE_OK);
   EXPECT_FALSE(log().ContainsInfo("Handle edit message successfully.\n"));
   EXPECT_FALSE(log().ContainsError("Failed to edit dm tree object!\n"));
   EXPECT_THAT(Collected(), IsEmpty());
@@ -229,7 +229,7 @@ nc_int64 SeeLock(const ModelCall&) {
   return 0;
 }
 
-TEST_F(EditTest, CallbacksRunUnderTheTreesLock) {
+TEST_F(HandleEditTest, CallbacksRunUnderTheTreesLock) {
   g_locked_in_callback = false;
   app_->On(Callback::kSet, "host", SeeLock);
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
@@ -246,7 +246,7 @@ TEST_F(EditTest, CallbacksRunUnderTheTreesLock) {
   EXPECT_FALSE(g_locked_in_callback);
 }
 
-TEST_F(EditTest, TheDatastoreGivesTheSource) {
+TEST_F(HandleEditTest, TheDatastoreGivesTheSource) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, NC_DM_OP_MERGE, "sys.host", "box"), 1);
   EXPECT_EQ(
       Handle(NC_DM_MSG_TYPE_EDIT, Body().Int32(NC_DM_PKT_TYPE_END), 5, 0, 0, NC_DM_DATASTORE_SDN),
@@ -254,7 +254,7 @@ TEST_F(EditTest, TheDatastoreGivesTheSource) {
   EXPECT_THAT(app_->CallTexts(), ElementsAre("set host ids=[] src=1 value=box"));
 }
 
-TEST_F(EditTest, AnOddPacketTypeIsAnsweredWith0) {
+TEST_F(HandleEditTest, AnOddPacketTypeIsAnsweredWith0) {
   for (int pkt_type : {0, 1, 2, 3, 4, 12, 1000}) {
     Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.b", "2"), 1);
     EXPECT_EQ(Edit(pkt_type, {}, 0, 5 + pkt_type), 0);
@@ -264,7 +264,7 @@ TEST_F(EditTest, AnOddPacketTypeIsAnsweredWith0) {
   EXPECT_EQ(Collected().size(), 7u);
 }
 
-TEST_F(EditTest, ACommitCallsTheHookAndIsNotAnswered) {
+TEST_F(HandleEditTest, ACommitCallsTheHookAndIsNotAnswered) {
   g_commits = 0;
   info().data_commit = Commit;
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_COMMIT), 0);
@@ -274,14 +274,14 @@ TEST_F(EditTest, ACommitCallsTheHookAndIsNotAnswered) {
   EXPECT_TRUE(peer().IsQuiet());
 }
 
-TEST_F(EditTest, ACommitLeavesWhatIsCollected) {
+TEST_F(HandleEditTest, ACommitLeavesWhatIsCollected) {
   Collect(NC_DM_PKT_TYPE_SEGMENT, Body().Edit(0, 1, "a.b", "2"), 1);
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_COMMIT), 0);
   EXPECT_THAT(Collected(), ElementsAre("a.b"));
 }
 
 // The hook that was seen is the one that is called, however often another thread changes its mind.
-TEST_F(EditTest, ACommitMeetsAHookThatAnotherThreadTakesAway) {
+TEST_F(HandleEditTest, ACommitMeetsAHookThatAnotherThreadTakesAway) {
   std::atomic<bool> stop = false;
   std::thread indecisive([&] {
     while (!stop) {
@@ -300,13 +300,13 @@ TEST_F(EditTest, ACommitMeetsAHookThatAnotherThreadTakesAway) {
   EXPECT_GT(g_commits, 0);
 }
 
-TEST_F(EditTest, ACommitNeedsNoHook) {
+TEST_F(HandleEditTest, ACommitNeedsNoHook) {
   EXPECT_EQ(Edit(NC_DM_PKT_TYPE_COMMIT), 0);
   EXPECT_FALSE(log().ContainsInfo("Call the data commit function.\n"));
   EXPECT_TRUE(peer().IsQuiet());
 }
 
-TEST_F(EditTest, AnAnswerThatCannotBeSentIsALinkFault) {
+TEST_F(HandleEditTest, AnAnswerThatCannotBeSentIsALinkFault) {
   nc_dm_msg_t* message = nc_dm_agent_init_in_msg();
   message->head.type = NC_DM_MSG_TYPE_EDIT;
   message->head.len = 4;
@@ -325,10 +325,10 @@ TEST_F(EditTest, AnAnswerThatCannotBeSentIsALinkFault) {
 constexpr const char* kTimes =
     "[exe_cmd time]:1.000000 sec.\n[delete time]:2.500000 sec.\n[create time]:3.000000 sec.\n";
 
-class EditTimeTest : public EditTest {
+class EditTimeTest : public HandleEditTest {
  protected:
   void SetUp() override {
-    EditTest::SetUp();
+    HandleEditTest::SetUp();
     info().exe_time = 1;
     info().del_time = 2.5;
     info().crt_time = 3;

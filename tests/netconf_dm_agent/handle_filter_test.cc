@@ -1,4 +1,4 @@
-#include "query_fixture.h"
+#include "request_fixture.h"
 #include "support/failing_alloc.h"
 
 namespace ncdm_test {
@@ -8,7 +8,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-class FilterTest : public QueryTest {
+class FilterTest : public RequestTest {
  protected:
   int Filter(int pkt_type, const Body& entries = {}, int entry_cnt = 0, int sid = 5) {
     return Request(NC_DM_MSG_TYPE_FILTER, pkt_type, entries, entry_cnt, sid);

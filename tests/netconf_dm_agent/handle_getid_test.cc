@@ -1,4 +1,4 @@
-#include "query_fixture.h"
+#include "request_fixture.h"
 
 namespace ncdm_test {
 namespace {
@@ -6,7 +6,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class GetidTest : public QueryTest {
+class GetidTest : public RequestTest {
  protected:
   int Getid(int pkt_type, const Body& entries = {}, int entry_cnt = 0, int sid = 5) {
     return Request(NC_DM_MSG_TYPE_GETID, pkt_type, entries, entry_cnt, sid);

@@ -141,7 +141,7 @@ class QueueRunTest : public AgentTest {
   std::string NextPath() {
     const Frame frame = peer().Receive();
     EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_REG);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     body.Int32();
     return body.Text();
   }
@@ -163,10 +163,10 @@ TEST_F(QueueRunTest, AProducerGetsTheQueueBetweenTwoMessages) {
   EXPECT_EQ(g_sends_with_queue, 2) << "the run holds the queue while it sends";
   EXPECT_EQ(NextPath(), "a.b");
   EXPECT_EQ(NextPath(), "a.c");
-  EXPECT_EQ(PendingRecords(), 1u);
+  EXPECT_EQ(PendingTexts().size(), 1u);
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   EXPECT_EQ(NextPath(), "late");
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 // It waits for the queue all the time. A run that let it in behind each message would last as long
@@ -205,7 +205,7 @@ TEST_F(QueueRunTest, WhatARunLeavesStandsInFrontOfWhatCameMeanwhile) {
     while (!g_producer_waits) std::this_thread::yield();
   };
   EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(PendingRecords(), 2u) << "600 instances end a run";
+  EXPECT_EQ(PendingTexts().size(), 2u) << "600 instances end a run";
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   EXPECT_EQ(NextPath(), "a.b");
   EXPECT_EQ(NextPath(), "a.c");
@@ -233,7 +233,7 @@ TEST_F(QueueRunTest, ARepetitionOfAnotherThreadTakesThePlaceOfOneThatIsBeingSent
   };
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(g_sends, 1) << "the rest has moved to the new repetition";
-  EXPECT_EQ(PendingRecords(), 3u);
+  EXPECT_EQ(PendingTexts().size(), 3u);
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   for (const char* path : {"a.b", "a.b", "a.c", "a.d"}) EXPECT_EQ(NextPath(), path);
   EXPECT_TRUE(peer().IsQuiet());

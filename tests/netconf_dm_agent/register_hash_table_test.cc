@@ -68,10 +68,10 @@ TEST_F(HashRegistrationTest, NeedsAList) {
   EXPECT_EQ(HashReg("a.b.c", 10000), -1);
   EXPECT_EQ(HashReg("a.b.x", 10000), -1);
   EXPECT_THAT(ErrorLines(),
-              ElementsAre("E The last node is null for hash talbe register!\n",
-                          "E This path: a isn't multi-leaf-mode or muti-mode, status: 3!\n",
-                          "E This path: a.b.c isn't multi-leaf-mode or muti-mode, status: 0!\n",
-                          "E Failed to match the path: a.b.x, match_cnt: 2!\n"));
+              ElementsAre("The last node is null for hash talbe register!\n",
+                          "This path: a isn't multi-leaf-mode or muti-mode, status: 3!\n",
+                          "This path: a.b.c isn't multi-leaf-mode or muti-mode, status: 0!\n",
+                          "Failed to match the path: a.b.x, match_cnt: 2!\n"));
 }
 
 TEST_F(HashRegistrationTest, TakesThePathWithAndWithoutMarkers) {

@@ -226,7 +226,7 @@ TEST_F(InstanceRegistrationTest, RefusesNegativeIds) {
   log().Clear();
   EXPECT_EQ(ApplyRecord("a.b.-1.", NC_DM_MSG_TYPE_REG_OBJ), -1);
   EXPECT_EQ(ErrorLines(),
-            std::vector<std::string>{"E The path nodes contain an invalid instance number!\n"});
+            std::vector<std::string>{"The path nodes contain an invalid instance number!\n"});
   EXPECT_EQ(ApplyRecord("a.b.9223372036854775808.", NC_DM_MSG_TYPE_REG_OBJ), -1);
   EXPECT_EQ(ApplyRecord("a.b.9223372036854775807.", NC_DM_MSG_TYPE_REG_OBJ), 0);
   EXPECT_NE(NodeAt("a.b.9223372036854775807"), nullptr);
@@ -237,14 +237,14 @@ TEST_F(InstanceRegistrationTest, RefusesUnknownPaths) {
   PathReg("a.o.d");
   log().Clear();
   EXPECT_EQ(ApplyRecord("x.1.", NC_DM_MSG_TYPE_REG_OBJ), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The dm'tree don't have this instance path!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The dm'tree don't have this instance path!\n"));
   log().Clear();
   EXPECT_EQ(ApplyRecord("a.x.1.", NC_DM_MSG_TYPE_REG_OBJ), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to find the mode node!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to find the mode node!\n"));
   log().Clear();
   EXPECT_EQ(ApplyRecord("a.b.", NC_DM_MSG_TYPE_REG_OBJ), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The mult-object or mult-leaf instance id input is 0!\n",
-                                        "E Failed to create node: b, id: 0!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The mult-object or mult-leaf instance id input is 0!\n",
+                                        "Failed to create node: b, id: 0!\n"));
   EXPECT_EQ(ApplyRecord("a..b", NC_DM_MSG_TYPE_REG_OBJ), -4);
   EXPECT_EQ(ApplyRecord("5.b", NC_DM_MSG_TYPE_REG_OBJ), -4);
   EXPECT_EQ(NodeAt("a.b.1"), nullptr);
@@ -289,12 +289,12 @@ TEST_F(InstanceRegistrationTest, RemovesNothingThatIsNotThere) {
   PathReg("a.b.{i}.c");
   log().Clear();
   EXPECT_EQ(ApplyRecord("x.1.", NC_DM_MSG_TYPE_UNREG_OBJ), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The dm'tree don't have this path!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The dm'tree don't have this path!\n"));
   log().Clear();
   EXPECT_EQ(ApplyRecord("a.b.3.", NC_DM_MSG_TYPE_UNREG_OBJ), -1);
   EXPECT_EQ(ApplyRecord("a.b.-3.", NC_DM_MSG_TYPE_UNREG_OBJ), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The path can't be completely matched!\n",
-                                        "E The path can't be completely matched!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The path can't be completely matched!\n",
+                                        "The path can't be completely matched!\n"));
   EXPECT_EQ(ApplyRecord("a..b", NC_DM_MSG_TYPE_UNREG_OBJ), -4);
   EXPECT_NE(NodeAt("a.b.c"), nullptr);
 }

@@ -67,7 +67,7 @@ TEST_F(RegistrationTest, TellsALeafThatIsThere) {
   EXPECT_EQ(PathReg("a.l", NC_DM_FLAG_LEAF_LIST), 0);
   log().Clear();
   EXPECT_EQ(PathReg("a.l", NC_DM_FLAG_LEAF_LIST), 1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E This path may be already register: a.l, status: 2\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("This path may be already register: a.l, status: 2\n"));
 }
 
 TEST_F(RegistrationTest, ChecksThePath) {
@@ -110,8 +110,8 @@ TEST_F(RegistrationTest, NeedsATree) {
 TEST_F(RegistrationTest, RegistersLeavesOnly) {
   EXPECT_EQ(PathReg("a.b."), -1);
   EXPECT_THAT(ErrorLines(),
-              ElementsAre("E Only leaf type can be register, the path can't be end with '.'!\n",
-                          "E Client local dm register unsuccessfully!\n"));
+              ElementsAre("Only leaf type can be register, the path can't be end with '.'!\n",
+                          "Client local dm register unsuccessfully!\n"));
   EXPECT_EQ(NodeAt("a"), nullptr);
 }
 
@@ -123,8 +123,8 @@ TEST_F(RegistrationTest, PassesTheParsersResultOn) {
 
 TEST_F(RegistrationTest, ChecksTheNames) {
   EXPECT_EQ(PathReg("a.b c"), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Register dm name is invalid!\n",
-                                        "E Client local dm register unsuccessfully!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Register dm name is invalid!\n",
+                                        "Client local dm register unsuccessfully!\n"));
   EXPECT_EQ(PathReg("a.-b"), -1);
   EXPECT_EQ(PathReg("a.{1-3}.b"), -1) << "a range is no name";
   EXPECT_EQ(NodeAt("a"), nullptr);
@@ -200,7 +200,7 @@ TEST_F(RegistrationTest, AnnouncesNoLeafThatTheTreeRefuses) {
   EXPECT_EQ(ModeReg("a.b."), -1);
   EXPECT_EQ(ModeReg("a..b"), -1);
   EXPECT_THAT(PendingTexts(), IsEmpty());
-  EXPECT_EQ(ErrorLines().back(), "E Failed to register data mode path!\n");
+  EXPECT_EQ(ErrorLines().back(), "Failed to register data mode path!\n");
 }
 
 TEST_F(RegistrationTest, FailsWhenTheServerCannotBeTold) {

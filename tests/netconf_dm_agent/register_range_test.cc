@@ -178,9 +178,9 @@ TEST_F(RangeRegistrationTest, RefusesARangeThatIsNone) {
   const std::vector<std::string> errors = ErrorLines();
   ASSERT_EQ(errors.size(), 4u);
   EXPECT_THAT(errors[0], HasSubstr("strtoul failed: 34, strerr: "));
-  EXPECT_EQ(errors[1], "E Register dm name is invalid!\n");
-  EXPECT_EQ(errors[2], "E Client local dm register unsuccessfully!\n");
-  EXPECT_EQ(errors[3], "E Failed to register data mode path!\n");
+  EXPECT_EQ(errors[1], "Register dm name is invalid!\n");
+  EXPECT_EQ(errors[2], "Client local dm register unsuccessfully!\n");
+  EXPECT_EQ(errors[3], "Failed to register data mode path!\n");
   EXPECT_EQ(MulReg("a.{1-2}.b.{30-34}.c"), -1);
   EXPECT_THAT(PendingTexts(), IsEmpty());
   EXPECT_EQ(NodeAt("a"), nullptr);
@@ -189,9 +189,9 @@ TEST_F(RangeRegistrationTest, RefusesARangeThatIsNone) {
 
 TEST_F(RangeRegistrationTest, RefusesANumberBesideARange) {
   EXPECT_EQ(MulReg("a.{1-2}.b.7.c"), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Register dm name is invalid!\n",
-                                        "E Client local dm register unsuccessfully!\n",
-                                        "E Failed to register data mode path!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Register dm name is invalid!\n",
+                                        "Client local dm register unsuccessfully!\n",
+                                        "Failed to register data mode path!\n"));
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
@@ -221,7 +221,7 @@ TEST_F(RangeRegistrationTest, TakesTheLongestPath) {
   path += std::string(254 - path.size(), 'y');
   EXPECT_EQ(MulReg(path), 0);
   EXPECT_EQ(MulReg(path + "y"), -1);
-  EXPECT_EQ(ErrorLines().back(), "E Failed to register data mode path!\n");
+  EXPECT_EQ(ErrorLines().back(), "Failed to register data mode path!\n");
 }
 
 TEST_F(RangeRegistrationTest, RefusesAstronomicallyManyInstancesBeforeItDoesAnything) {
@@ -233,7 +233,7 @@ TEST_F(RangeRegistrationTest, RefusesAstronomicallyManyInstancesBeforeItDoesAnyt
     SCOPED_TRACE(path);
     log().Clear();
     EXPECT_EQ(MulReg(path), -1);
-    EXPECT_THAT(ErrorLines(), ElementsAre("E The ranges give too many instance paths, at most "
+    EXPECT_THAT(ErrorLines(), ElementsAre("The ranges give too many instance paths, at most "
                                           "1048576 are allowed!\n"));
     EXPECT_THAT(PendingTexts(), IsEmpty());
     EXPECT_EQ(NodeAt("a"), nullptr);
@@ -287,7 +287,7 @@ TEST_F(RangeRegistrationTest, ExpandsOnlyWhatFitsThePath) {
   nc_int64 ranges[1][2] = {{9, 10}};
   EXPECT_EQ(nc_dm_agent_assemble_reg(path, names, ranges, 0, 1), -1);
   EXPECT_THAT(InstancePaths(), ElementsAre(start + "9.")) << "10 is one character too much";
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to register instance path '" + start + "10'!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to register instance path '" + start + "10'!\n"));
 }
 
 TEST_F(RangeRegistrationTest, ReportsWhereExpansionFailed) {
@@ -296,9 +296,9 @@ TEST_F(RangeRegistrationTest, ReportsWhereExpansionFailed) {
   nc_int64 ranges[2][2] = {{1, 2}, {5, 6}};
   info().agent_init = false;
   EXPECT_EQ(nc_dm_agent_assemble_reg(path, names, ranges, 0, 2), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Dm client hasn't bean initialized!\n",
-                                        "E Failed to create reg_path!\n",
-                                        "E Failed to register instance path 'a.1.'!\n"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("Dm client hasn't bean initialized!\n", "Failed to create reg_path!\n",
+                          "Failed to register instance path 'a.1.'!\n"));
 }
 
 TEST_F(RangeRegistrationTest, ReportsTheLevelBelowThatFailed) {
@@ -309,8 +309,8 @@ TEST_F(RangeRegistrationTest, ReportsTheLevelBelowThatFailed) {
   nc_int64 ranges[2][2] = {{9, 9}, {10, 10}};
   EXPECT_EQ(nc_dm_agent_assemble_reg(path, names, ranges, 0, 2), -1);
   EXPECT_THAT(InstancePaths(), ElementsAre(start + "9.")) << "what was queued stays queued";
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to register instance path '" + start + "9.b.'!\n",
-                                        "E Failed to assemble instance path: 1!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to register instance path '" + start + "9.b.'!\n",
+                                        "Failed to assemble instance path: 1!\n"));
 }
 
 }  // namespace

@@ -14,14 +14,12 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "support/debug_mask.h"
-#include "support/fake_platform.h"
-#include "support/model_app.h"
+#include "support/model_fixture.h"
 #include "support/pending_records.h"
 
 namespace ncdm_test {
 
-class RegistrationTest : public testing::Test {
+class RegistrationTest : public ModelTest {
  protected:
   RegistrationTest() {
     EXPECT_THAT(PendingTexts(), testing::IsEmpty());
@@ -32,11 +30,7 @@ class RegistrationTest : public testing::Test {
   }
   ~RegistrationTest() override {
     FreePendingRecords();
-    for (auto& attr : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-      nc::Unlink(&attr.lst);
-      nc_dm_agent_free_yang_attr(&attr);
-      free(&attr);
-    }
+    FreeYangAttributes();
     info().agent_init = false;
     info().agent_tree_init = true;
     info().agent_pid = 0;
@@ -77,28 +71,6 @@ class RegistrationTest : public testing::Test {
     EXPECT_EQ(Unreg(path), 0);
     return ApplyFirstPending();
   }
-
-  // The log's lines: errors as "E text", information as "I text".
-  static std::vector<std::string> LogLines() {
-    std::vector<std::string> lines;
-    for (const std::string& text : LogCapture::Get().Texts()) {
-      const bool is_error = text.starts_with(kErrorPrefix);
-      const size_t prefix = is_error ? kErrorPrefix.size() : kInfoPrefix.size();
-      lines.push_back((is_error ? "E" : "I") + text.substr(prefix));
-    }
-    return lines;
-  }
-  static std::vector<std::string> ErrorLines() {
-    std::vector<std::string> lines = LogLines();
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("E "); });
-    return lines;
-  }
-
-  static nc_dm_mng_info_t& info() { return g_nc_dm_mng_info; }
-  static LogCapture& log() { return LogCapture::Get(); }
-
-  DebugMask mask{NC_DM_DBG_ERROR | NC_DM_DBG_INFO};
-  ModelApp app;
 };
 
 }  // namespace ncdm_test

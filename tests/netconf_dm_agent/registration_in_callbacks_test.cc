@@ -80,7 +80,7 @@ std::vector<Request> Requests() {
   };
 }
 
-class CallbackRegistrationTest : public AgentTest, public testing::WithParamInterface<Request> {
+class RegistrationInCallbacksTest : public AgentTest, public testing::WithParamInterface<Request> {
  protected:
   void SetUp() override {
     InitWithPeer();
@@ -145,7 +145,7 @@ class CallbackRegistrationTest : public AgentTest, public testing::WithParamInte
 };
 
 // The request stands on the nodes that would be freed.
-TEST_P(CallbackRegistrationTest, TheTreeIsNotTakenFromUnderARequest) {
+TEST_P(RegistrationInCallbacksTest, TheTreeIsNotTakenFromUnderARequest) {
   info().unreg_rsp_handler = nullptr;
   const int calls = Serve(GetParam(), [] { EXPECT_EQ(nc_dm_agent_unreg_all(Farewell), -1); });
   EXPECT_GT(calls, 0);
@@ -157,7 +157,7 @@ TEST_P(CallbackRegistrationTest, TheTreeIsNotTakenFromUnderARequest) {
   EXPECT_TRUE(IsTreeFree());
 }
 
-TEST_P(CallbackRegistrationTest, BehindTheRequestTheTreeMayGo) {
+TEST_P(RegistrationInCallbacksTest, BehindTheRequestTheTreeMayGo) {
   EXPECT_GT(Serve(GetParam(), [] {}), 0);
   EXPECT_EQ(nc_dm_agent_unreg_all(Farewell), 0);
   EXPECT_TRUE(nc::IsEmpty(&g_nc_agent_dm.dm_root));
@@ -166,7 +166,7 @@ TEST_P(CallbackRegistrationTest, BehindTheRequestTheTreeMayGo) {
   EXPECT_TRUE(IsTreeFree());
 }
 
-TEST_P(CallbackRegistrationTest, InstancesAreAppliedByTheNextRegistrationRun) {
+TEST_P(RegistrationInCallbacksTest, InstancesAreAppliedByTheNextRegistrationRun) {
   bool is_first = true;
   EXPECT_GT(Serve(GetParam(),
                   [&] {
@@ -193,7 +193,7 @@ TEST_P(CallbackRegistrationTest, InstancesAreAppliedByTheNextRegistrationRun) {
   EXPECT_NE(NodeAt("net.vrf.4"), nullptr);
 }
 
-TEST_P(CallbackRegistrationTest, TheSchemaMayGrowMeanwhile) {
+TEST_P(RegistrationInCallbacksTest, TheSchemaMayGrowMeanwhile) {
   bool is_first = true;
   const auto grow = [&] {
     if (!std::exchange(is_first, false)) return;
@@ -223,7 +223,7 @@ TEST_P(CallbackRegistrationTest, TheSchemaMayGrowMeanwhile) {
   EXPECT_GT(Serve(GetParam(), [] {}), 0) << "and it is served again";
 }
 
-INSTANTIATE_TEST_SUITE_P(Requests, CallbackRegistrationTest, testing::ValuesIn(Requests()),
+INSTANTIATE_TEST_SUITE_P(Requests, RegistrationInCallbacksTest, testing::ValuesIn(Requests()),
                          [](const auto& param) { return param.param.name; });
 
 // ---- Hooks ----
@@ -231,10 +231,10 @@ INSTANTIATE_TEST_SUITE_P(Requests, CallbackRegistrationTest, testing::ValuesIn(R
 int g_unreg_result;
 int TakeEverythingBack() { return g_unreg_result = nc_dm_agent_unreg_all(Farewell); }
 
-class HookRegistrationTest : public CallbackRegistrationTest {
+class HookRegistrationTest : public RegistrationInCallbacksTest {
  protected:
   void SetUp() override {
-    CallbackRegistrationTest::SetUp();
+    RegistrationInCallbacksTest::SetUp();
     g_unreg_result = -100;
   }
   static void ExpectEverythingGone() {

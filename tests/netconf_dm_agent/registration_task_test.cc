@@ -47,7 +47,7 @@ class RegistrationTaskTest : public AgentTest {
     EXPECT_EQ(frame.head.flag, NC_DM_MSG_FLAG_NAME);
     EXPECT_EQ(frame.head.entry_cnt, 0);
     EXPECT_EQ(frame.head.ds_type, 0);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), attr);
     EXPECT_EQ(body.Text(), path);
     EXPECT_TRUE(body.AtEnd());
@@ -56,7 +56,7 @@ class RegistrationTaskTest : public AgentTest {
     const Frame frame = peer().Receive();
     EXPECT_EQ(frame.type(), NC_DM_MSG_TYPE_REG_YANG_ATTR);
     EXPECT_EQ(frame.head.sid, -1);
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     EXPECT_EQ(body.Int32(), type);
     EXPECT_EQ(body.Text(), module);
     EXPECT_EQ(body.Text(), attr);
@@ -158,7 +158,7 @@ TEST_F(RegistrationTaskTest, ARunSendsEveryRecordInOrder) {
   ExpectCplt();
   ExpectPath(NC_DM_MSG_TYPE_REG, "a.d", 0);
   EXPECT_TRUE(peer().IsQuiet());
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
   ExpectNextRunInASecond();
 }
 
@@ -171,7 +171,7 @@ TEST_F(RegistrationTaskTest, SentMessagesAreNotCounted) {
   const std::string too_long(kLongestName + 1, 'n');
   for (int i = 0; i < 700; i++) Queue(NC_DM_MSG_TYPE_REG, too_long.c_str());
   EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 // ---- A server that is slower than the registrations ----
@@ -183,7 +183,7 @@ TEST_F(RegistrationTaskTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
   EXPECT_EQ(Run(), 0);
 
   int received = 0;
-  while (PendingRecords() > 0) {
+  while (PendingTexts().size() > 0) {
     const FakeTask* task = platform().Find(nc_dm_agent_reg_handler);
     ASSERT_NE(task, nullptr);
     ASSERT_EQ(task, tasks().tt_reg);
@@ -267,7 +267,7 @@ TEST_F(RegistrationTaskTest, AnUnknownRecordIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(Run(), 0);
   EXPECT_TRUE(log().ContainsError("unknown message type node in the register list.\n"));
   ExpectPath(NC_DM_MSG_TYPE_REG, "b", 0);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(RegistrationTaskTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
@@ -279,7 +279,7 @@ TEST_F(RegistrationTaskTest, APathThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
   EXPECT_EQ(Run(), 0);
   ExpectPath(NC_DM_MSG_TYPE_REG, longest, 0);
   ExpectCplt();
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(RegistrationTaskTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGoesOn) {
@@ -294,7 +294,7 @@ TEST_F(RegistrationTaskTest, AYangAttributeThatFitsNoMessageIsDroppedAndTheRunGo
   ExpectCplt();
   EXPECT_TRUE(log().ContainsError(
       "The yang attribute is too long to send to server, module: " + module + "\n"));
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(RegistrationTaskTest, AYangAttributeThatCannotBeEncodedIsDroppedAndTheRunGoesOn) {
@@ -303,7 +303,7 @@ TEST_F(RegistrationTaskTest, AYangAttributeThatCannotBeEncodedIsDroppedAndTheRun
   EXPECT_EQ(Run(), 0);
   EXPECT_TRUE(log().ContainsError("Input parameter yang_attr is invalid!\n"));
   ExpectYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(RegistrationTaskTest, APathIsGoneWhenTheConnectionBreaks) {
@@ -315,7 +315,7 @@ TEST_F(RegistrationTaskTest, APathIsGoneWhenTheConnectionBreaks) {
     Queue(type, "a");
     Queue(NC_DM_MSG_TYPE_REG, "b");
     EXPECT_EQ(Run(), -2);
-    EXPECT_EQ(PendingRecords(), 1u);
+    EXPECT_EQ(PendingTexts().size(), 1u);
     ASSERT_NE(platform().Find(nc_dm_agent_reconnect), nullptr);
     ASSERT_NE(platform().Find(nc_dm_agent_reg_handler), nullptr);
     EXPECT_EQ(platform().Find(nc_dm_agent_reg_handler)->sec, 1);
@@ -347,7 +347,7 @@ TEST_F(RegistrationTaskTest, AYangAttributeStaysQueuedWhenTheConnectionBreaks) {
   Connect();
   EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
   ExpectYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(RegistrationTaskTest, ARunDoesNotInheritAStaleErrno) {
@@ -389,7 +389,7 @@ TEST_F(RegistrationTaskTest, ManyAttributesAreSentWithTheirOwnValues) {
 TEST_F(RegistrationTaskTest, AnAttributeThatWasSentIsQueuedAgain) {
   for (int i = 0; i < 2; i++) {
     ASSERT_EQ(nc_dm_agent_yang_attr_reg("mod", NC_DM_YANG_ATTR_REVISION, "x"), 0);
-    EXPECT_EQ(PendingRecords(), 1u);
+    EXPECT_EQ(PendingTexts().size(), 1u);
     nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
     EXPECT_EQ(platform().RunNext(nc_dm_agent_reg_handler), 0);
     ExpectYangAttr("mod", "x", NC_DM_YANG_ATTR_REVISION);
@@ -470,7 +470,7 @@ TEST_F(StalledServerTest, TheConnectionIsGivenUpAfter5Seconds) {
   EXPECT_EQ(tasks().tt_watch, nullptr);
   EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->kind, TaskKind::kTimer);
   EXPECT_EQ(static_cast<FakeTask*>(tasks().tt_reg)->sec, 1);
-  EXPECT_EQ(PendingRecords(), 1u);
+  EXPECT_EQ(PendingTexts().size(), 1u);
 }
 
 TEST_F(StalledServerTest, AServerThatTakesSomethingHas5SecondsMore) {
@@ -549,7 +549,7 @@ TEST_F(ObjectTest, ObjectsAreAppliedToTheTreeAndNotSent) {
   EXPECT_EQ(NodeAt("net.vrf.2"), nullptr);
   EXPECT_NE(NodeAt("net.vrf.3"), nullptr);
   EXPECT_TRUE(peer().IsQuiet());
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
   ExpectNextRunInASecond();
 }
 
@@ -558,7 +558,7 @@ TEST_F(ObjectTest, AnObjectThatCannotBeAppliedIsDropped) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 1);
   EXPECT_EQ(Run(), 0);
   EXPECT_NE(NodeAt("net.vrf.1"), nullptr);
-  EXPECT_EQ(PendingRecords(), 0u);
+  EXPECT_EQ(PendingTexts().size(), 0u);
 }
 
 TEST_F(ObjectTest, ObjectsKeepTheirSource) {
@@ -584,7 +584,7 @@ TEST_F(ObjectTest, The600thObjectPausesTheRun) {
   QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 601, 2);
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(Instances(), 598u);
-  EXPECT_EQ(PendingRecords(), 3u);
+  EXPECT_EQ(PendingTexts().size(), 3u);
   EXPECT_TRUE(peer().IsQuiet());
   EXPECT_TRUE(
       log().ContainsInfo("The count of reg(or unreg) objects is to high this time, break.\n"));
@@ -636,7 +636,7 @@ TEST_F(ObjectTest, WithoutAConnectionTheQueueDoesNotGrowWithTheChanges) {
     QueueObjects(NC_DM_MSG_TYPE_REG_OBJ, 1, 250);
     QueueObjects(NC_DM_MSG_TYPE_UNREG_OBJ, 1, 250);
     EXPECT_EQ(Run(), -2);
-    ASSERT_EQ(PendingRecords(), 1u);
+    ASSERT_EQ(PendingTexts().size(), 1u);
   }
   EXPECT_EQ(Instances(), 0u);
 }

@@ -29,13 +29,13 @@ class RegistrationThreadsTest : public AgentTest {
   void RunUntilNothingWaits() {
     do {
       RunOnce();
-    } while (PendingRecords() > 0);
+    } while (PendingTexts().size() > 0);
   }
 
   void Take(const Frame& frame) {
     ++messages_;
     if (frame.type() != NC_DM_MSG_TYPE_REG_YANG_ATTR) return;
-    BodyReader body(frame);
+    BodyReader body(frame.body);
     body.Int32();
     body.Text();
     last_value_ = body.Text();

@@ -336,7 +336,7 @@ class FailingSchedulingsTest : public AgentTest, public testing::WithParamInterf
     while (!server.IsQuiet()) {
       const Frame frame = server.Receive();
       if (frame.type() != NC_DM_MSG_TYPE_REG) continue;
-      BodyReader body(frame);
+      BodyReader body(frame.body);
       body.Int32();
       paths.push_back(body.Text());
     }
@@ -361,7 +361,7 @@ TEST_P(FailingSchedulingsTest, LosesNothing) {
     const Frame answer = server.Receive();
     EXPECT_EQ(answer.type(), NC_DM_MSG_TYPE_EDIT_RSP);
     EXPECT_EQ(answer.head.sid, 100 + life);
-    EXPECT_EQ(PendingRecords(), 0u);
+    EXPECT_EQ(PendingTexts().size(), 0u);
     server.Close();
   }
 }

@@ -1,5 +1,5 @@
-// What the tests of reads and registrations start from: the recording application on an empty tree,
-// with the log open for errors and information.
+// What the tests of reads and of registered paths have in common: leaves that can be read, and what
+// is read.
 #ifndef TESTS_NETCONF_DM_KERNEL_QUERY_FIXTURE_H_
 #define TESTS_NETCONF_DM_KERNEL_QUERY_FIXTURE_H_
 
@@ -15,32 +15,9 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "support/debug_mask.h"
-#include "support/fake_platform.h"
-#include "support/model_app.h"
+#include "support/model_fixture.h"
 
 namespace ncdm_test {
-
-// The log's lines without their line ends: errors as "E text", information as "I text".
-inline std::vector<std::string> LogLines() {
-  std::vector<std::string> lines;
-  for (std::string text : LogCapture::Get().Texts()) {
-    const auto take = [&](std::string_view prefix, const char* mark) {
-      if (!text.starts_with(prefix)) return false;
-      text = mark + text.substr(prefix.size() + 1);
-      return true;
-    };
-    take(kErrorPrefix, "E ") || take(kInfoPrefix, "I ");
-    lines.push_back(text);
-  }
-  return lines;
-}
-
-inline std::vector<std::string> ErrorLines() {
-  std::vector<std::string> lines = LogLines();
-  std::erase_if(lines, [](const std::string& line) { return !line.starts_with("E "); });
-  return lines;
-}
 
 // A list of values, released with the scope.
 class Values {
@@ -135,27 +112,21 @@ inline nc_int64 IdsAsText(const ModelCall& call) {
   return 0;
 }
 
-class QueryTest : public testing::Test {
+class QueryTest : public ModelTest {
  protected:
   static constexpr unsigned kGet = static_cast<unsigned>(Callback::kGet);
 
   // Registers leaves that can be read and answer with the ids that they are asked with.
   void RegisterReadable(std::initializer_list<const char*> paths) {
-    for (const char* path : paths) {
-      app.Register({.path = path, .callbacks = kGet});
-      app.On(Callback::kGet, std::string(path).substr(std::string(path).rfind('.') + 1), IdsAsText);
-    }
+    for (const char* path : paths) RegisterReadable(path, 0);
   }
-  void RegisterReadableLeafList(const char* path) {
-    app.Register({.path = path, .flag = NC_DM_FLAG_LEAF_LIST, .callbacks = kGet});
-    app.On(Callback::kGet, std::string(path).substr(std::string(path).rfind('.') + 1), IdsAsText);
+  void RegisterReadableLeafList(const char* path) { RegisterReadable(path, NC_DM_FLAG_LEAF_LIST); }
+
+ private:
+  void RegisterReadable(const std::string& path, int flag) {
+    app.Register({.path = path, .flag = flag, .callbacks = kGet});
+    app.On(Callback::kGet, path.substr(path.rfind('.') + 1), IdsAsText);
   }
-
-  static nc_dm_mng_info_t& info() { return g_nc_dm_mng_info; }
-  static LogCapture& log() { return LogCapture::Get(); }
-
-  DebugMask mask{NC_DM_DBG_ERROR | NC_DM_DBG_INFO};
-  ModelApp app;
 };
 
 }  // namespace ncdm_test

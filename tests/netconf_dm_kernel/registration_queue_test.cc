@@ -15,19 +15,15 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ServerRecordsTest : public QueryTest {
+class RegistrationQueueTest : public QueryTest {
  protected:
-  ServerRecordsTest() {
+  RegistrationQueueTest() {
     EXPECT_THAT(PendingTexts(), IsEmpty());
     info().agent_init = true;
   }
-  ~ServerRecordsTest() override {
+  ~RegistrationQueueTest() override {
     FreePendingRecords();
-    for (auto& attr : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
-      nc::Unlink(&attr.lst);
-      nc_dm_agent_free_yang_attr(&attr);
-      free(&attr);
-    }
+    FreeYangAttributes();
     info().agent_init = false;
     info().agent_tree_init = true;
   }
@@ -59,7 +55,7 @@ class ServerRecordsTest : public QueryTest {
 
 // ---- Queueing ----
 
-TEST_F(ServerRecordsTest, QueuesACopyAtTheTail) {
+TEST_F(RegistrationQueueTest, QueuesACopyAtTheTail) {
   std::string name = "a.b";
   nc_dm_yang_attr_t other = {};
   nc_dm_stub_reg_t para = {};
@@ -79,7 +75,7 @@ TEST_F(ServerRecordsTest, QueuesACopyAtTheTail) {
   EXPECT_EQ(record.other, nullptr);
 }
 
-TEST_F(ServerRecordsTest, QueuesNoInvalidPath) {
+TEST_F(RegistrationQueueTest, QueuesNoInvalidPath) {
   nc_dm_stub_reg_t para = {};
   EXPECT_EQ(nc_dm_agent_reg_server(nullptr), -1);
   EXPECT_EQ(nc_dm_agent_reg_server(&para), -1);
@@ -88,7 +84,7 @@ TEST_F(ServerRecordsTest, QueuesNoInvalidPath) {
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
-TEST_F(ServerRecordsTest, QueuesNothingBeforeTheStart) {
+TEST_F(RegistrationQueueTest, QueuesNothingBeforeTheStart) {
   info().agent_init = false;
   EXPECT_EQ(QueuePath("a.b"), -1);
   EXPECT_THAT(LogLines(), ElementsAre("I Register path[a.b]to server.\n",
@@ -96,7 +92,7 @@ TEST_F(ServerRecordsTest, QueuesNothingBeforeTheStart) {
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
-TEST_F(ServerRecordsTest, QueuesACopyOfAYangAttribute) {
+TEST_F(RegistrationQueueTest, QueuesACopyOfAYangAttribute) {
   std::string module_name = "if";
   std::string value = "2024-01-01";
   nc_dm_yang_attr_t yang = {};
@@ -111,7 +107,7 @@ TEST_F(ServerRecordsTest, QueuesACopyOfAYangAttribute) {
   EXPECT_EQ(nc::Records<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list).begin()->name, nullptr);
 }
 
-TEST_F(ServerRecordsTest, ChecksAYangAttributeInOrder) {
+TEST_F(RegistrationQueueTest, ChecksAYangAttributeInOrder) {
   char text[] = "if";
   nc_dm_yang_attr_t yang = {};
   info().agent_init = false;
@@ -132,7 +128,7 @@ TEST_F(ServerRecordsTest, ChecksAYangAttributeInOrder) {
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
-TEST_F(ServerRecordsTest, HoldsTheListForTheAppendAlone) {
+TEST_F(RegistrationQueueTest, HoldsTheListForTheAppendAlone) {
   // A producer waits for who holds the list, and the list is free again behind it.
   pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
   std::thread producer([] { QueuePath("a.b"); });
@@ -146,7 +142,7 @@ TEST_F(ServerRecordsTest, HoldsTheListForTheAppendAlone) {
 
 // ---- Repetition ----
 
-TEST_F(ServerRecordsTest, QueuesThePathsOfTheTreeAgain) {
+TEST_F(RegistrationQueueTest, QueuesThePathsOfTheTreeAgain) {
   app.Register({.path = "a.b.{i}.c", .flag = 1, .index = 3});
   app.Register({.path = "a.d"});
   log().Clear();
@@ -160,14 +156,14 @@ TEST_F(ServerRecordsTest, QueuesThePathsOfTheTreeAgain) {
                   "I Get client's register nodes successfully.\n"));
 }
 
-TEST_F(ServerRecordsTest, FailsWithAnEmptyTree) {
+TEST_F(RegistrationQueueTest, FailsWithAnEmptyTree) {
   EXPECT_EQ(nc_dm_agent_re_reg_server(), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The register paths list got is empty.\n",
-                                        "E Invaild input parameter!\n"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("The register paths list got is empty.\n", "Invaild input parameter!\n"));
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
-TEST_F(ServerRecordsTest, QueuesNothingOfATreeThatCannotBeWalked) {
+TEST_F(RegistrationQueueTest, QueuesNothingOfATreeThatCannotBeWalked) {
   app.Register({.path = "a.b"});
   app.Register({.path = "template.y"});
   nc_dm_agent_node_t* node = NodeAt("a");
@@ -179,14 +175,14 @@ TEST_F(ServerRecordsTest, QueuesNothingOfATreeThatCannotBeWalked) {
   EXPECT_EQ(nc_dm_agent_re_reg_server(), -1);
   const std::vector<std::string> errors = ErrorLines();
   ASSERT_GE(errors.size(), 2u);
-  EXPECT_EQ(errors[errors.size() - 2], "E Failed to get register paths list.\n");
-  EXPECT_EQ(errors.back(), "E Invaild input parameter!\n") << "nothing was left to release";
+  EXPECT_EQ(errors[errors.size() - 2], "Failed to get register paths list.\n");
+  EXPECT_EQ(errors.back(), "Invaild input parameter!\n") << "nothing was left to release";
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
 // The registration task holds the list while it waits for the tree. Whoever waits for the list must
 // have let go of the tree, or both wait for ever.
-TEST_F(ServerRecordsTest, DoesNotHoldTheTreeWhileItWaitsForTheList) {
+TEST_F(RegistrationQueueTest, DoesNotHoldTheTreeWhileItWaitsForTheList) {
   app.Register({.path = "a.b"});
   RememberYangAttr("if", NC_DM_YANG_ATTR_MODULE_NAME, "if");
   struct Case {
@@ -212,22 +208,22 @@ TEST_F(ServerRecordsTest, DoesNotHoldTheTreeWhileItWaitsForTheList) {
   }
 }
 
-TEST_F(ServerRecordsTest, FailsWithATreeWithoutLeaves) {
+TEST_F(RegistrationQueueTest, FailsWithATreeWithoutLeaves) {
   app.Register({.path = "a.b"});
   nc_dm_agent_unreg_nodes(NodeAt("a.b"));
   EXPECT_EQ(nc_dm_agent_re_reg_server(), -1);
-  EXPECT_EQ(ErrorLines().front(), "E The register paths list got is empty.\n");
+  EXPECT_EQ(ErrorLines().front(), "The register paths list got is empty.\n");
 }
 
-TEST_F(ServerRecordsTest, IgnoresSingleFailures) {
+TEST_F(RegistrationQueueTest, IgnoresSingleFailures) {
   app.Register({.path = "a.b"});
   info().agent_init = false;
   EXPECT_EQ(nc_dm_agent_re_reg_server(), 0);
   EXPECT_THAT(PendingTexts(), IsEmpty());
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Dm client hasn't bean initialized!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Dm client hasn't bean initialized!\n"));
 }
 
-TEST_F(ServerRecordsTest, QueuesARepetitionBehindWhatWaits) {
+TEST_F(RegistrationQueueTest, QueuesARepetitionBehindWhatWaits) {
   app.Register({.path = "a.b"});
   QueuePath("a.b");
   QueuePath("a.x", 0, NC_DM_MSG_TYPE_REG_CPLT);
@@ -236,7 +232,7 @@ TEST_F(ServerRecordsTest, QueuesARepetitionBehindWhatWaits) {
       << "what the application queued is no repetition";
 }
 
-TEST_F(ServerRecordsTest, ARepetitionTakesThePlaceOfThePreviousOne) {
+TEST_F(RegistrationQueueTest, ARepetitionTakesThePlaceOfThePreviousOne) {
   app.Register({.path = "a.b"});
   app.Register({.path = "a.c"});
   RememberYangAttr("if", NC_DM_YANG_ATTR_MODULE_NAME, "if");
@@ -252,7 +248,7 @@ TEST_F(ServerRecordsTest, ARepetitionTakesThePlaceOfThePreviousOne) {
                                           "REG a.c 0", "YANG if 0 if"));
 }
 
-TEST_F(ServerRecordsTest, ARepetitionIsCompleteAfterOneThatWasSentInPart) {
+TEST_F(RegistrationQueueTest, ARepetitionIsCompleteAfterOneThatWasSentInPart) {
   app.Register({.path = "a.b"});
   app.Register({.path = "a.c"});
   EXPECT_EQ(nc_dm_agent_re_reg_server(), 0);
@@ -262,7 +258,7 @@ TEST_F(ServerRecordsTest, ARepetitionIsCompleteAfterOneThatWasSentInPart) {
   EXPECT_THAT(PendingTexts(), ElementsAre("REG a.b 0", "REG a.c 0", "REG a.d 0"));
 }
 
-TEST_F(ServerRecordsTest, QueuesTheYangAttributesAgain) {
+TEST_F(RegistrationQueueTest, QueuesTheYangAttributesAgain) {
   RememberYangAttr("if", NC_DM_YANG_ATTR_MODULE_NAME, "if");
   RememberYangAttr("if", NC_DM_YANG_ATTR_REVISION, "2024-01-01");
   RememberYangAttr("ip", NC_DM_YANG_ATTR_MODULE_NAME, nullptr);
@@ -272,11 +268,11 @@ TEST_F(ServerRecordsTest, QueuesTheYangAttributesAgain) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(nc_dm_agent_re_reg_yang_attr_server(), 0);
   EXPECT_THAT(PendingTexts(), ElementsAre("YANG if 0 if", "YANG if 1 2024-01-01", "YANG sys 0 sys"))
       << "a failure is ignored, and does not keep what is repeated";
-  EXPECT_THAT(ErrorLines(), Contains("E The input parameter yang->attr is null!\n"));
-  EXPECT_THAT(ErrorLines(), Contains("E The input parameter yang->module_name is null!\n"));
+  EXPECT_THAT(ErrorLines(), Contains("The input parameter yang->attr is null!\n"));
+  EXPECT_THAT(ErrorLines(), Contains("The input parameter yang->module_name is null!\n"));
 }
 
-TEST_F(ServerRecordsTest, ChecksTheStartBeforeTheYangAttributes) {
+TEST_F(RegistrationQueueTest, ChecksTheStartBeforeTheYangAttributes) {
   RememberYangAttr("if", NC_DM_YANG_ATTR_MODULE_NAME, "if");
   info().agent_init = false;
   EXPECT_EQ(nc_dm_agent_re_reg_yang_attr_server(), -1);
@@ -288,14 +284,14 @@ TEST_F(ServerRecordsTest, ChecksTheStartBeforeTheYangAttributes) {
   EXPECT_THAT(PendingTexts(), IsEmpty());
 }
 
-TEST_F(ServerRecordsTest, SucceedsWithoutYangAttributes) {
+TEST_F(RegistrationQueueTest, SucceedsWithoutYangAttributes) {
   EXPECT_EQ(nc_dm_agent_re_reg_yang_attr_server(), 0);
   EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 // ---- Short memory ----
 
-TEST_F(ServerRecordsTest, QueuesAllOrNothingOfARecord) {
+TEST_F(RegistrationQueueTest, QueuesAllOrNothingOfARecord) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char path[] = "a.b";
   char module_name[] = "if";
@@ -322,7 +318,7 @@ TEST_F(ServerRecordsTest, QueuesAllOrNothingOfARecord) {
             4);
 }
 
-TEST_F(ServerRecordsTest, NamesWhatMemoryWasTooShortFor) {
+TEST_F(RegistrationQueueTest, NamesWhatMemoryWasTooShortFor) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   char text[] = "if";
   nc_dm_stub_reg_t para = {};
@@ -352,7 +348,7 @@ TEST_F(ServerRecordsTest, NamesWhatMemoryWasTooShortFor) {
   EXPECT_THAT(failing(3, reg_yang), ElementsAre("E Failed to malloc yang_attr!\n"));
 }
 
-TEST_F(ServerRecordsTest, LosesNoQueuedPathWhenMemoryIsShort) {
+TEST_F(RegistrationQueueTest, LosesNoQueuedPathWhenMemoryIsShort) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   app.Register({.path = "a.b"});
   app.Register({.path = "a.c"});

@@ -17,6 +17,7 @@
 #include "netconf_dm_kernel.h"
 #include "support/debug_mask.h"
 #include "support/fake_platform.h"
+#include "support/log_lines.h"
 
 namespace ncdm_test {
 
@@ -186,17 +187,9 @@ inline Node* At(const std::string& path) {
 
 // ---- Log ----
 
-inline std::vector<std::string> LogTexts() { return LogCapture::Get().Texts(); }
-inline std::string Error(const std::string& text) { return std::string(kErrorPrefix) + " " + text; }
-inline std::string Info(const std::string& text) { return std::string(kInfoPrefix) + " " + text; }
-
-inline std::vector<std::string> Errors() {
-  std::vector<std::string> errors;
-  for (const std::string& text : LogTexts()) {
-    if (text.starts_with(kErrorPrefix)) errors.push_back(text.substr(kErrorPrefix.size() + 1));
-  }
-  return errors;
-}
+// Lines as LogLines has them.
+inline std::string Error(const std::string& text) { return "E " + text; }
+inline std::string Info(const std::string& text) { return "I " + text; }
 
 // ---- Fixture ----
 

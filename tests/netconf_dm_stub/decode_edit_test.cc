@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "message.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace {
 
@@ -63,9 +63,7 @@ class DecodeEditTest : public testing::Test {
 Body& AddEntry(Body* body, int flag, std::string_view name, std::string_view value,
                std::initializer_list<int64_t> ids) {
   body->Int32(flag).Int32(3).Int32(1).Int32(2).Int32(5).Int32(1).Text(name).Text(value);
-  body->Int32(static_cast<int32_t>(ids.size()));
-  for (const int64_t id : ids) body->Int64(id);
-  return *body;
+  return body->Ids(ids);
 }
 
 TEST_F(DecodeEditTest, Entry) {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "message.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "message.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/log_lines.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/log_lines.h"
 
 namespace {
 

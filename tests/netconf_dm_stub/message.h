@@ -1,3 +1,4 @@
+// A message as the library receives it.
 #ifndef TESTS_NETCONF_DM_STUB_MESSAGE_H_
 #define TESTS_NETCONF_DM_STUB_MESSAGE_H_
 
@@ -6,40 +7,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include "netconf_dm_kernel.h"
+#include "support/message_body.h"
 
 namespace ncdm_test {
-
-// The bytes of a body, written field by field without the library's help.
-class Body {
- public:
-  Body& Int32(int32_t value) { return Raw(&value, sizeof(value)); }
-  Body& Int64(int64_t value) { return Raw(&value, sizeof(value)); }
-  Body& Text(std::string_view text) {
-    Int32(static_cast<int32_t>(text.size()));
-    return Raw(text.data(), text.size());
-  }
-
-  const std::string& bytes() const { return bytes_; }
-  size_t size() const { return bytes_.size(); }
-  // The first bytes alone.
-  Body Cut(size_t size) const {
-    Body cut;
-    cut.bytes_ = bytes_.substr(0, size);
-    return cut;
-  }
-
- private:
-  Body& Raw(const void* data, size_t size) {
-    bytes_.append(static_cast<const char*>(data), size);
-    return *this;
-  }
-
-  std::string bytes_;
-};
 
 // A received message in memory of exactly its size, so that the address sanitizer sees a byte too
 // far.

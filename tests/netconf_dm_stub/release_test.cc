@@ -6,8 +6,8 @@
 #include <string.h>
 
 #include "netconf_dm_kernel.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
+#include "support/log_lines.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace {
 

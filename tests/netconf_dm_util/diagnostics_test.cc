@@ -11,9 +11,9 @@
 #include <thread>
 
 #include "netconf_dm_util.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/fake_platform.h"
+#include "support/log_lines.h"
 #include "support/temp_dir.h"
 
 namespace ncdm_test {

@@ -15,9 +15,9 @@
 
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 #include "support/temp_dir.h"
 
 namespace ncdm_test {

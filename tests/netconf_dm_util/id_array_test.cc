@@ -11,9 +11,9 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_util/intrusive_list.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace ncdm_test {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "netconf_dm_util.h"
-#include "netconf_dm_util/log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace ncdm_test {
 namespace {

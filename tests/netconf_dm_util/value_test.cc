@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "log_lines.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 // Both functions as a C application sees them, for which any number is a type.
 extern "C" int UnserializeNumber(char* text, char** typed,

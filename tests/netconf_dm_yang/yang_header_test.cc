@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "netconf_dm_util/log_lines.h"
 #include "netconf_dm_yang.h"
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/log_lines.h"
 
 namespace ncdm_test {
 namespace {

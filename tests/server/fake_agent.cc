@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "support/message_body.h"
+
 namespace ncdm_test {
 namespace {
 
@@ -33,48 +35,8 @@ enum : std::int32_t {
   kGetIdRsp = 24,
 };
 
-template <typename T>
-std::string Bytes(T value) {
-  std::string bytes(sizeof(T), '\0');
-  std::memcpy(bytes.data(), &value, sizeof(T));
-  return bytes;
-}
-
-// Takes fields off the front of a body.
-class Fields {
- public:
-  explicit Fields(std::string_view body) : body_(body) {}
-
-  std::int32_t Int32() { return Take<std::int32_t>(); }
-  std::int64_t Int64() { return Take<std::int64_t>(); }
-  std::string Text() {
-    const auto length = static_cast<std::size_t>(Int32());
-    if (length > body_.size()) {
-      throw std::runtime_error("a text exceeds its body");
-    }
-    const std::string text(body_.substr(0, length));
-    body_.remove_prefix(length);
-    return text;
-  }
-  bool empty() const { return body_.empty(); }
-
- private:
-  template <typename T>
-  T Take() {
-    if (body_.size() < sizeof(T)) {
-      throw std::runtime_error("a number exceeds its body");
-    }
-    T value;
-    std::memcpy(&value, body_.data(), sizeof(T));
-    body_.remove_prefix(sizeof(T));
-    return value;
-  }
-
-  std::string_view body_;
-};
-
 // What ends each element: presence of the value, name, value, ids.
-std::string TailText(Fields* fields, bool has_value) {
+std::string TailText(BodyReader* fields, bool has_value) {
   std::string text = fields->Text();
   if (has_value) {
     text += "=" + fields->Text();
@@ -86,7 +48,7 @@ std::string TailText(Fields* fields, bool has_value) {
   return count > 0 ? text + "]" : text;
 }
 
-std::string EditText(Fields* fields) {
+std::string EditText(BodyReader* fields) {
   const std::int32_t flag = fields->Int32();
   const std::int32_t op = fields->Int32();
   const std::int32_t defop = fields->Int32();
@@ -109,13 +71,11 @@ std::string EditText(Fields* fields) {
 
 }  // namespace
 
-std::string I32(std::int32_t value) { return Bytes(value); }
+std::string I32(std::int32_t value) { return Body().Int32(value).bytes(); }
 
-std::string I64(std::int64_t value) { return Bytes(value); }
+std::string I64(std::int64_t value) { return Body().Int64(value).bytes(); }
 
-std::string Lv(std::string_view text) {
-  return I32(static_cast<std::int32_t>(text.size())) + std::string(text);
-}
+std::string Lv(std::string_view text) { return Body().Text(text).bytes(); }
 
 std::string RawFrame(std::int32_t type, std::int32_t sid, std::int32_t flag, std::int32_t entry_cnt,
                      std::int32_t ds_type, std::string_view body) {
@@ -231,7 +191,7 @@ bool FakeAgent::Step() {
     input_.append(piece, static_cast<std::size_t>(count));
   }
   while (input_.size() >= kHeadSize) {
-    Fields head(input_);
+    BodyReader head(input_);
     RawMessage message;
     message.type = head.Int32();
     message.sid = head.Int32();
@@ -259,7 +219,7 @@ void FakeAgent::Handle(const RawMessage& message) {
     messages_.push_back(message);
     return;
   }
-  const std::int32_t packet_type = Fields(message.body).Int32();
+  const std::int32_t packet_type = BodyReader(message.body).Int32();
   if (packet_type == 5 || packet_type == 7 || packet_type == 9) {
     Collect(message);
   } else {
@@ -268,7 +228,7 @@ void FakeAgent::Handle(const RawMessage& message) {
 }
 
 void FakeAgent::Collect(const RawMessage& message) {
-  Fields fields(message.body);
+  BodyReader fields(message.body);
   fields.Int32();
   for (std::int32_t i = 0; i < message.entry_cnt; ++i) {
     if (message.type == kEdit) {
@@ -278,7 +238,7 @@ void FakeAgent::Collect(const RawMessage& message) {
       collected_.push_back(TailText(&fields, has_value));
     }
   }
-  if (!fields.empty()) {
+  if (!fields.AtEnd()) {
     throw std::runtime_error("a request's body is longer than its elements");
   }
 }

@@ -46,9 +46,9 @@ inline std::vector<std::string> PendingTexts() {
 
 inline void FreePendingRecord(nc_dm_stub_reg_t* record) {
   nc::Unlink(&record->list);
-  if (auto* attr = static_cast<nc_dm_yang_attr_t*>(record->other)) {
-    nc_dm_agent_free_yang_attr(attr);
-    free(attr);
+  if (record->type == NC_DM_MSG_TYPE_REG_YANG_ATTR && record->other != nullptr) {
+    nc_dm_agent_free_yang_attr(static_cast<nc_dm_yang_attr_t*>(record->other));
+    free(record->other);
   }
   nc_dm_agent_free_reg(record);
   free(record);
@@ -57,6 +57,15 @@ inline void FreePendingRecord(nc_dm_stub_reg_t* record) {
 inline void FreePendingRecords() {
   for (auto& record : nc::RecordsSafely<nc_dm_stub_reg_t>(&g_nc_dm_reg_list.reg_list)) {
     FreePendingRecord(&record);
+  }
+}
+
+// The attributes that the library remembers, to announce them again.
+inline void FreeYangAttributes() {
+  for (auto& attr : nc::RecordsSafely<nc_dm_yang_attr_t>(&g_nc_agent_dm.yang_attr_lst)) {
+    nc::Unlink(&attr.lst);
+    nc_dm_agent_free_yang_attr(&attr);
+    free(&attr);
   }
 }
 

@@ -59,12 +59,12 @@ TEST_F(DataBlockTest, NewBlockIsEmpty) {
     EXPECT_EQ(block()->get_int_var(block(), i), 0U);
     EXPECT_EQ(block()->get_str_var(block(), i), nullptr);
   }
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(DataBlockTest, BlockOfNoNode) {
   EXPECT_EQ(nc_dm_agent_create_padb(nullptr, 1), -1);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The node input is null!\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The node input is null!\n")));
 }
 
 TEST_F(DataBlockTest, NoMemoryForTheBlock) {
@@ -74,7 +74,7 @@ TEST_F(DataBlockTest, NoMemoryForTheBlock) {
     const FailingAlloc failing(0);
     EXPECT_EQ(nc_dm_agent_create_padb(node_, NC_DM_CMD_OP_EDIT), -1);
   }
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Failed to malloc parent padb!\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Failed to malloc parent padb!\n")));
   EXPECT_EQ(block(), before);
 }
 
@@ -107,7 +107,7 @@ TEST_F(DataBlockTest, IntegersReadAsTheirLow32Bits) {
   Stored<int16_t>(NC_DM_VAL_TYPE_SHORT, -2);
   LogCapture::Get().Clear();
   EXPECT_EQ(block()->get_int_var(block(), 3), 0xFFFFFFFEU);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("The unsigned long variable: 4294967294.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Info("The unsigned long variable: 4294967294.\n")));
   Stored<uint64_t>(NC_DM_VAL_TYPE_ULONGLONG, 0x1234567890ABCDEF);
   EXPECT_EQ(block()->get_int_var(block(), 3), 0x90ABCDEFU);
 }
@@ -155,7 +155,7 @@ TEST_F(DataBlockTest, SlotsZeroTo63) {
     EXPECT_EQ(nc_dm_agent_padb_set_var(block(), index, NC_DM_VAL_TYPE_STRING, one_), -1);
   }
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Info("The index '-1' is invalid.\n"), Info("The index '-1' is invalid.\n"),
                   Info("The index '64' is invalid.\n"), Info("The index '64' is invalid.\n")));
   EXPECT_EQ(block()->string_var_flag, 0);
@@ -167,7 +167,7 @@ TEST_F(DataBlockTest, SetRefusesBadArguments) {
     EXPECT_EQ(nc_dm_agent_padb_set_var(block(), 99, type, one_), -1) << type;
   }
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Error("The value input for padb is null!\n"),
                   Error("padb set unknown value type!\n"), Error("padb set unknown value type!\n"),
                   Error("padb set unknown value type!\n"), Error("padb set unknown value type!\n"),
@@ -176,7 +176,7 @@ TEST_F(DataBlockTest, SetRefusesBadArguments) {
   LogCapture::Get().Clear();
   EXPECT_EQ(nc_dm_agent_padb_set_var(nullptr, 1, NC_DM_VAL_TYPE_BOOL, one_), -1);
   EXPECT_EQ(nc_dm_agent_padb_set_var(nullptr, 1, NC_DM_VAL_TYPE_STRING, one_), -1);
-  EXPECT_THAT(LogTexts(),
+  EXPECT_THAT(LogLines(),
               ElementsAre(Error("The padb input is null!\n"), Error("The padb input is null!\n")));
   EXPECT_EQ(block()->ulong_var_flag, 0);
   EXPECT_EQ(block()->string_var_flag, 0);
@@ -251,7 +251,7 @@ TEST_F(SourceTest, StampsTheLeavesWhoseSlotsAreSet) {
   SetText(2);
   nc_dm_agent_padb_update_src(At("a"), NC_DM_NODE_SRC_SDN);
   EXPECT_EQ(Sources(), "i1=1 i2=0 s1=0 s2=1 d1=0 u1=0");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(SourceTest, OnlyForEditsOfAnEntry) {
@@ -360,7 +360,7 @@ TEST_F(SourceTest, LeavesOfSlotZeroAndOfNoSlot) {
 TEST_F(SourceTest, RefusesBadArguments) {
   nc_dm_agent_padb_update_src(nullptr, NC_DM_NODE_SRC_CLI);
   nc_dm_agent_padb_update_src(At("a.i1"), NC_DM_NODE_SRC_CLI);
-  EXPECT_THAT(LogTexts(),
+  EXPECT_THAT(LogLines(),
               ElementsAre(Error("The node input is null!\n"), Error("The node padb is null!\n")));
 }
 

@@ -952,5 +952,179 @@ TEST_F(CommandTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 
+// ---- Slots, keys and faults ----
+
+// An entry net.if.3 with slotted leaves, leaves of their own and leaf-lists.
+class CommandRulesTest : public EditTest {
+ protected:
+  CommandRulesTest() {
+    app.Register({.path = "net.if.{i}.name",
+                  .flag = NC_DM_FLAG_KEY,
+                  .index = 1,
+                  .callbacks = Callback::kExeCmd | Callback::kDelete});
+    app.Register({.path = "net.if.{i}.mtu", .type = NC_DM_VAL_TYPE_INT, .index = 2});
+    app.Register({.path = "net.if.{i}.desc", .callbacks = Callback::kSet | Callback::kDelete});
+    app.Register(
+        {.path = "net.if.{i}.alias", .flag = NC_DM_FLAG_KEY, .callbacks = 0u | Callback::kSet});
+    app.Register({.path = "net.if.{i}.admin",
+                  .type = NC_DM_VAL_TYPE_BOOL,
+                  .callbacks = Callback::kSet | Callback::kDelete});
+    app.Register({.path = "net.if.{i}.tag",
+                  .flag = NC_DM_FLAG_LEAF_LIST,
+                  .index = 7,
+                  .callbacks = Callback::kCreate | Callback::kDelete});
+    AddInstance("net.if.3");
+    app.On(Callback::kExeCmd, "name", 30);
+    LogCapture::Get().Clear();
+  }
+
+  nc_int64 Run(std::initializer_list<ModelEdit> list, int cmd_op = NC_DM_CMD_OP_EDIT) {
+    ModelEdits edits(list);
+    fault = {};
+    app.Forget();
+    return nc_dm_agent_edit_execmd(NodeAt("net.if.3"), edits.WithNames().get(), cmd_op, &fault,
+                                   NC_DM_NODE_SRC_CLI);
+  }
+
+  static ModelEdit Of(const std::string& leaf, const char* val, nc_int32 op = 1,
+                      nc_int32 erropt = 0) {
+    return {.name = "net.if.{i}." + leaf, .val = val, .op = op, .erropt = erropt, .ids = {3}};
+  }
+};
+
+TEST_F(CommandRulesTest, SlotsOfAnEntryWithoutACommandGoNowhere) {
+  NodeAt("net.if.3")->exe_cmd = nullptr;
+  EXPECT_EQ(Run({Of("mtu", "1500")}), 0);
+  EXPECT_TRUE(LoggedInfo("The node 'if' exe_cmd is null.\n"));
+  EXPECT_FALSE(LoggedInfo("The node 'if' padb no var flag is set.\n"));
+  EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
+TEST_F(CommandRulesTest, EveryCommandButAnEditTakesTheSlotsOfWhatIsDeleted) {
+  for (const int cmd_op : {NC_DM_CMD_OP_DELETE, NC_DM_CMD_OP_CREATE}) {
+    for (nc_int32 op = 0; op <= 6; ++op) {
+      EXPECT_EQ(Run({Of("name", "eth0", op)}, cmd_op), 30);
+      EXPECT_THAT(app.CallTexts(), ElementsAre("exe_cmd name ids=[3] src=2 op=" +
+                                               std::to_string(cmd_op) + " slots={1:eth0}"));
+    }
+  }
+}
+
+TEST_F(CommandRulesTest, ALeafListHasNoSlotWhateverItsIndex) {
+  app.On(Callback::kCreate, "tag", 6);
+  for (const int cmd_op : {NC_DM_CMD_OP_MERGE, NC_DM_CMD_OP_EDIT}) {
+    EXPECT_EQ(Run({Of("tag", "t")}, cmd_op), 6);
+    EXPECT_THAT(app.CallTexts(), ElementsAre("create tag ids=[3] src=2 value=t"));
+  }
+}
+
+TEST_F(CommandRulesTest, AKeyLeafWithoutASlotIsSetAsAnyOther) {
+  EXPECT_EQ(Run({Of("alias", "a")}), 0);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("set alias ids=[3] src=2 value=a"));
+}
+
+TEST_F(CommandRulesTest, TheIdsOfTheCommandAreThoseOfTheFirstEditAlsoNone) {
+  ModelEdit bare = Of("mtu", "1");
+  bare.ids = {};
+  EXPECT_EQ(Run({bare, Of("name", "eth0")}), 30);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("exe_cmd name ids=[] src=2 op=3 slots={1:eth0, 2:1}"));
+}
+
+TEST_F(CommandRulesTest, ADeletedSlotTurnsTheCommandEvenWhenNothingWasThere) {
+  app.On(Callback::kDelete, "name", -7);
+  EXPECT_EQ(Run({Of("name", nullptr, 5), Of("mtu", "1")}), 30);
+  EXPECT_EQ(Fault(), "0 ");
+  EXPECT_THAT(app.CallTexts(), ElementsAre("delete name ids=[3] src=2 value=",
+                                           "exe_cmd name ids=[3] src=2 op=2 slots={2:1}"));
+  EXPECT_EQ(NodeAt("net.if.3.name")->src, NC_DM_NODE_SRC_NONE);
+  EXPECT_EQ(NodeAt("net.if.3.mtu")->src, NC_DM_NODE_SRC_NONE);
+}
+
+TEST_F(CommandRulesTest, AValueIsConvertedAlsoWhenItIsOnlyLookedUp) {
+  EXPECT_EQ(Run({{.name = "net.if.admin", .val = "yes", .op = 0, .defop = 3}}), -1);
+  EXPECT_EQ(Fault(), "-11 admin*");
+}
+
+TEST_F(CommandRulesTest, AnEditWhoseValueIsRefusedStillGivesTheOperation) {
+  app.On(Callback::kExeCmd, "name", -7);
+  EXPECT_EQ(
+      Run({Of("name", "eth0", 1), Of("mtu", "x", 4, NC_DM_ERROPT_CONTINUE)}, NC_DM_CMD_OP_DELETE),
+      -1);
+  EXPECT_EQ(Fault(), "-10 if*");
+}
+
+TEST_F(CommandRulesTest, TheCommandsFaultIsTheLast) {
+  app.On(Callback::kSet, "desc", -1);
+  app.On(Callback::kExeCmd, "name", -3);
+  EXPECT_EQ(
+      Run({Of("desc", "d", 1, NC_DM_ERROPT_CONTINUE), Of("mtu", "1", 1, NC_DM_ERROPT_CONTINUE)}),
+      -1);
+  EXPECT_EQ(Fault(), "-7 if*");
+  app.On(Callback::kExeCmd, "name", 30);
+  EXPECT_EQ(
+      Run({Of("desc", "d", 1, NC_DM_ERROPT_CONTINUE), Of("mtu", "1", 1, NC_DM_ERROPT_CONTINUE)}),
+      -1);
+  EXPECT_EQ(Fault(), "-7 desc*");
+}
+
+TEST_F(CommandRulesTest, ASlotCutsALongTextAndASetDoesNot) {
+  const std::string text(300, 'x');
+  EXPECT_EQ(Run({Of("name", text.c_str()), Of("desc", text.c_str())}), 30);
+  ASSERT_EQ(app.calls().size(), 2u);
+  EXPECT_EQ(app.calls()[0].value, text);
+  EXPECT_EQ(app.calls()[1].slots.at(1), text.substr(0, 256));
+}
+
+using ElementZeroTest = EditTest;
+
+TEST_F(ElementZeroTest, IdZeroIsNoFailureOfTheCreation) {
+  app.Register({.path = "if.port.{i}.vlan.{i}",
+                .type = NC_DM_VAL_TYPE_INT,
+                .flag = NC_DM_FLAG_LEAF_LIST,
+                .callbacks = 0u | Callback::kCreate});
+  AddInstance("if.port.3");
+  app.On(Callback::kCreate, "vlan", nc_int64{0});
+  ModelEdits edits{{.name = "if.port.vlan", .val = "7", .op = NC_DM_OP_MERGE}};
+  EXPECT_EQ(nc_dm_agent_edit_execmd(NodeAt("if.port.3"), edits.WithNames().get(), NC_DM_CMD_OP_EDIT,
+                                    &fault, NC_DM_NODE_SRC_NONE),
+            -1);
+  EXPECT_FALSE(LoggedError("Failed to create the tmp node 'vlan' value!\n"));
+  EXPECT_EQ(Fault(), "-7 vlan*");
+}
+
+// ---- The block that a command is handed ----
+
+using RequestBlockTest = EditTest;
+
+TEST_F(RequestBlockTest, ABlockHangsFromItsNodeDuringTheCallbackAlone) {
+  app.Register({.path = "net.if.{i}.name",
+                .flag = NC_DM_FLAG_KEY,
+                .index = 1,
+                .callbacks = Callback::kGetAttr | Callback::kExeCmd});
+  app.Register({.path = "net.if.{i}.mtu", .type = NC_DM_VAL_TYPE_INT, .index = 2});
+  int looks = 0;
+  const auto look = [&looks](const ModelCall& call) {
+    EXPECT_EQ(NodeAt("net.if")->padb, call.padb);
+    EXPECT_EQ(call.padb->string_var_flag, 1 << 1);
+    if (call.callback == Callback::kExeCmd) {
+      EXPECT_EQ(call.padb->ulong_var_flag, 1 << 2);
+      EXPECT_EQ(call.padb->ulong_var[2], 0xFFFFFFFFFFFFFFF7u);  // -9, whole
+    } else {
+      call.output->instid = 1;
+    }
+    ++looks;
+    return 1;
+  };
+  app.On(Callback::kGetAttr, "name", look);
+  app.On(Callback::kExeCmd, "name", look);
+  for (const nc_int32 defop : {0, 3}) {
+    ModelEdits edits({{.name = "net.if.{i}.mtu", .val = "-9", .defop = defop},
+                      {.name = "net.if.{i}.name", .val = "eth0", .defop = defop, .flag = 1}});
+    EXPECT_EQ(nc_dm_agent_edit_object(6, edits.get(), &fault), 1);
+    EXPECT_THAT(DataBlocks(), IsEmpty());
+  }
+  EXPECT_EQ(looks, 2);
+}
+
 }  // namespace
 }  // namespace ncdm_test

@@ -451,5 +451,221 @@ TEST_F(ObjectTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 
+// ---- Which word counts ----
+
+class EntryRulesTest : public EditTest {
+ protected:
+  // A list whose entries come and go through its own create and delete.
+  void RegisterVrfs() {
+    app.Register({.path = "net.vrf.{i}.name",
+                  .flag = NC_DM_FLAG_KEY,
+                  .callbacks = Callback::kCreate | Callback::kDelete | Callback::kGet});
+    app.Register({.path = "net.vrf.{i}.mtu", .type = NC_DM_VAL_TYPE_INT});
+    app.Register({.path = "net.vrf.{i}.peer.{i}.addr",
+                  .flag = NC_DM_FLAG_KEY,
+                  .callbacks = Callback::kCreate | Callback::kDelete});
+  }
+  // One whose entries come and go by command.
+  void RegisterPorts() {
+    app.Register({.path = "net.port.{i}.name",
+                  .flag = NC_DM_FLAG_KEY,
+                  .index = 1,
+                  .callbacks = Callback::kCreate | Callback::kExeCmd});
+  }
+
+  nc_int64 Edit(ModelEdits& edits, nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
+    return nc_dm_agent_edit_object(pkt_type, edits.get(), &fault);
+  }
+  nc_int64 Edit(std::initializer_list<ModelEdit> list,
+                nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
+    ModelEdits edits(list);
+    return Edit(edits, pkt_type);
+  }
+};
+
+TEST_F(EntryRulesTest, TheRequestsPacketTypeCountsNotTheEdits) {
+  RegisterPorts();
+  for (const nc_int32 pkt_type : {0, 9, 10}) {
+    app.Forget();
+    ModelEdits edits({{.name = "net.port.{i}.name", .val = "eth0", .op = 1, .flag = 1}});
+    edits.at(0)->edit->pkt_type = NC_DM_PKT_TYPE_OBJECT_CMD_END;
+    EXPECT_EQ(Edit(edits, pkt_type), 1);
+    EXPECT_THAT(app.CallTexts(), ElementsAre("create name ids=[] src=0 value=eth0"));
+  }
+}
+
+// The first edit of all is no key and would delete; so would the second key.
+TEST_F(EntryRulesTest, TheFirstKeyLeafSpeaksForTheEntry) {
+  RegisterVrfs();
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.mtu", .val = "9", .op = 4, .ids = {7}},
+                  {.name = "net.vrf.{i}.name", .val = "red", .op = 1, .flag = 1},
+                  {.name = "net.vrf.{i}.name", .val = "blue", .op = 4, .flag = 2, .ids = {8}}}),
+            1);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("create name ids=[] src=0 value=red"));
+}
+
+TEST_F(EntryRulesTest, AnIdForTheEntryItselfEndsInItsLeafAndDoesNothing) {
+  RegisterVrfs();
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 4, .flag = 1, .ids = {3}}}), 3);
+  EXPECT_EQ(Fault(), "-7 ");
+  EXPECT_EQ(NodeAt("net.vrf.3"), nullptr);
+  // Of ids that lead further than the path, the last is answered.
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 1, .flag = 1, .ids = {3, 8}}}),
+            8);
+  EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
+TEST_F(EntryRulesTest, TheListsFirstKeyConvertsTheRequestsFirstKey) {
+  app.Register({.path = "net.vlan.{i}.id",
+                .type = NC_DM_VAL_TYPE_INT,
+                .flag = NC_DM_FLAG_KEY,
+                .callbacks = 0u | Callback::kGet});
+  app.Register({.path = "net.vlan.{i}.name",
+                .flag = NC_DM_FLAG_KEY,
+                .callbacks = Callback::kCreate | Callback::kDelete,
+                .key_type = NC_DM_VAL_TYPE_INT});
+  const ModelEdit id = {.name = "net.vlan.{i}.id", .val = " 12", .op = 1, .flag = 1};
+  const ModelEdit name = {.name = "net.vlan.{i}.name", .val = "n", .op = 1, .flag = 1};
+  EXPECT_EQ(Edit({id, name}), 1);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("create name ids=[] src=0 value=12"));
+  EXPECT_EQ(Edit({name, id}), -1);
+  EXPECT_EQ(Fault(), "-11 id*");
+}
+
+TEST_F(EntryRulesTest, ALookupAsksForAllKeysInTheRequestsOrder) {
+  RegisterVrfs();
+  app.Register({.path = "net.vrf.{i}.zone",
+                .type = NC_DM_VAL_TYPE_INT,
+                .flag = NC_DM_FLAG_KEY,
+                .callbacks = Callback::kGet | Callback::kCreate});
+  AddInstance("net.vrf.6");
+  AddInstance("net.vrf.7");
+  app.On(Callback::kGet, "zone", [](const ModelCall& call) {
+    *reinterpret_cast<int32_t*>(call.buffer) = static_cast<int32_t>(call.ids[0]);
+    return 0;
+  });
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.zone", .val = "7", .defop = 3, .flag = 1},
+                  {.name = "net.vrf.{i}.mtu", .val = "1", .defop = 3},
+                  {.name = "net.vrf.{i}.name", .val = "", .defop = 3, .flag = 1}}),
+            7);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("get zone ids=[6]", "get zone ids=[7]", "get name ids=[7]"));
+  // A key as it was received is compared, blanks included.
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.zone", .val = " 7", .defop = 3, .flag = 1}}), -1);
+  EXPECT_TRUE(LoggedError("Current node value '7', input value ' 7'!\n"));
+}
+
+TEST_F(EntryRulesTest, ACommandThatMissesItsEntryIsNoMergeEither) {
+  RegisterPorts();
+  app.On(Callback::kExeCmd, "name", -7);
+  const auto edit = [this](nc_int32 op) {
+    fault = {};
+    return Edit({{.name = "net.port.{i}.name", .val = "eth0", .op = op, .flag = 1}});
+  };
+  EXPECT_EQ(edit(1), -1);
+  EXPECT_EQ(Fault(), "-7 port*");
+  EXPECT_TRUE(LoggedError("Failed to create node 'port' config instance, return -7!\n"));
+  EXPECT_EQ(edit(5), 0);
+  EXPECT_EQ(Fault(), "0 ");
+  EXPECT_EQ(edit(4), -1);
+  EXPECT_EQ(Fault(), "-10 port*");
+}
+
+// What is above the entry takes the source of every request, and gives it up for the next.
+TEST_F(EntryRulesTest, TheContainerAboveKeepsNoSource) {
+  RegisterVrfs();
+  g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 1, .flag = 1}}), 1);
+  EXPECT_EQ(NodeAt("net")->src, NC_DM_NODE_SRC_SDN);
+  g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_RUNNING;
+  EXPECT_EQ(Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = 1, .flag = 1}}), 1);
+  EXPECT_EQ(NodeAt("net")->src, NC_DM_NODE_SRC_NONE);
+  EXPECT_EQ(NodeAt("net.vrf.1")->src, NC_DM_NODE_SRC_SDN);
+}
+
+// The lists in the entries have tables of their own; what a table lacks is no error.
+TEST_F(EntryRulesTest, EntriesOfAListWithAHashTable) {
+  RegisterVrfs();
+  g_nc_dm_mng_info.agent_init = true;
+  for (std::string path : {"net.vrf.{i}.", "net.vrf.{i}.peer.{i}."}) {
+    ASSERT_EQ(nc_dm_agent_reg_hash_tab(path.data(), 10000), 0);
+  }
+  g_nc_dm_mng_info.agent_init = false;
+  LogCapture::Get().Clear();
+  const auto vrf = [this](nc_int32 op) {
+    return Edit({{.name = "net.vrf.{i}.name", .val = "red", .op = op, .flag = 1}});
+  };
+  const auto peer = [this](nc_int32 op, nc_int64 outer) {
+    return Edit({{.name = "net.vrf.{i}.peer.{i}.addr",
+                  .val = "10.0.0.1",
+                  .op = op,
+                  .flag = 1,
+                  .ids = {outer}}});
+  };
+  app.On(Callback::kCreate, "name", 4);
+  app.On(Callback::kDelete, "name", 4);
+  app.On(Callback::kCreate, "addr", 7);
+  app.On(Callback::kDelete, "addr", 7);
+  EXPECT_EQ(vrf(1), 4);
+  nc_dm_agent_node_t* entry = NodeAt("net.vrf.4");
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(vrf(2), 4);
+  EXPECT_EQ(NodeAt("net.vrf.4"), entry);
+  EXPECT_EQ(peer(1, 4), 7);
+  EXPECT_EQ(peer(1, 5), 7);
+  EXPECT_NE(NodeAt("net.vrf.4.peer.7"), nullptr);
+  EXPECT_NE(NodeAt("net.vrf.5.peer.7"), nullptr);
+  EXPECT_EQ(peer(4, 4), 7);
+  EXPECT_EQ(NodeAt("net.vrf.4.peer.7"), nullptr);
+  EXPECT_NE(NodeAt("net.vrf.5.peer.7"), nullptr);
+  EXPECT_EQ(peer(5, 4), 7);  // no longer in the tree
+  EXPECT_EQ(vrf(4), 4);
+  EXPECT_EQ(NodeAt("net.vrf.4"), nullptr);
+  EXPECT_EQ(vrf(4), 4);
+  EXPECT_EQ(Fault(), "0 ");
+  // Said once of each list before its first entry.
+  EXPECT_EQ(Errors(), std::vector<std::string>(3, "The hash_tab->table input is null!\n"));
+}
+
+// Of several that are missing, the first is named.
+TEST_F(EntryRulesTest, ArgumentsAreLookedAtInTheirOrder) {
+  app.Register({.path = "net.vrf.{i}.name", .flag = NC_DM_FLAG_KEY});
+  LogCapture::Get().Clear();
+  char text[] = "x";
+  nc_dm_id_array_t ids{};
+  list_head empty{&empty, &empty};
+  ModelEdits none;
+  ModelEdits keyless({{.name = "net.vrf.name"}});
+  nc_dm_agent_node_t* net = NodeAt("net");
+
+  nc_dm_agent_add_key(nullptr, nullptr, nullptr);
+  nc_dm_agent_add_key(text, nullptr, nullptr);
+  nc_dm_agent_cpy_edit_list_keys(nullptr, nullptr);
+  nc_dm_agent_get_key_value(nullptr, nullptr);
+  nc_dm_agent_keys_cmp(nullptr, &empty);
+  nc_dm_agent_get_mode_node(nullptr, nullptr);
+  nc_dm_agent_get_mode_node_inst(nullptr, nullptr, 1);
+  nc_dm_agent_get_node_instid(nullptr, nullptr, nullptr, nullptr);
+  nc_dm_agent_get_node_instid(&ids, nullptr, nullptr, nullptr);
+  nc_dm_agent_get_node_instid(&ids, net, nullptr, nullptr);
+  nc_dm_agent_edit_object(6, nullptr, nullptr);
+  nc_dm_agent_edit_object(6, none.get(), nullptr);
+  nc_dm_agent_edit_object(6, keyless.get(), nullptr);
+  nc_dm_agent_edit_execmd(nullptr, nullptr, 1, nullptr, NC_DM_NODE_SRC_NONE);
+  nc_dm_agent_edit_execmd(net, nullptr, 1, nullptr, NC_DM_NODE_SRC_NONE);
+  nc_dm_agent_edit_execmd(net, none.get(), 1, nullptr, NC_DM_NODE_SRC_NONE);
+  nc_dm_agent_edit_delall_child(nullptr, nullptr, nullptr, 0);
+  EXPECT_THAT(Errors(),
+              ElementsAre("The input key name is null!\n", "The input key value is null!\n",
+                          "The input edit list is null!\n", "The input key_name is null!\n",
+                          "The key_list input is null!\n", "The edit_node input is null!\n",
+                          "The parent input is null!\n", "The input id_array is null!\n",
+                          "The input mode_parent is null!\n", "The input mode_node is null!\n",
+                          "The edit list input is null!\n", "The edit list input is empty!\n",
+                          "The key list of edit list input is empty!\n",
+                          "The parent input is null!\n", "The edit list input is null!\n",
+                          "The edit list input is empty!\n", "The parent node input is null!\n"));
+}
+
 }  // namespace
 }  // namespace ncdm_test

@@ -1,5 +1,4 @@
-// What the tests of the edit engine start from: the recording application on an empty tree, the log
-// open for errors and information, and no fault.
+// What the tests of the edit engine start from: no fault, and what becomes of it.
 #ifndef TESTS_NETCONF_DM_KERNEL_EDIT_EDIT_FIXTURE_H_
 #define TESTS_NETCONF_DM_KERNEL_EDIT_EDIT_FIXTURE_H_
 
@@ -11,13 +10,11 @@
 #include <vector>
 
 #include "netconf_dm_kernel.h"
-#include "support/debug_mask.h"
-#include "support/fake_platform.h"
-#include "support/model_app.h"
+#include "support/model_fixture.h"
 
 namespace ncdm_test {
 
-class EditTest : public testing::Test {
+class EditTest : public ModelTest {
  protected:
   ~EditTest() override { EXPECT_THAT(DataBlocks(), testing::IsEmpty()); }
 
@@ -27,13 +24,8 @@ class EditTest : public testing::Test {
   // The errors in order, but for one that is none: what the removal of an instance says of a list
   // that has no hash table.
   static std::vector<std::string> Errors() {
-    const std::string start = std::string(kErrorPrefix) + " ";
-    std::vector<std::string> lines;
-    for (const std::string& text : LogCapture::Get().Texts()) {
-      if (!text.starts_with(start)) continue;
-      const std::string line = text.substr(start.size());
-      if (line != "The hash_tab input is null!\n") lines.push_back(line);
-    }
+    std::vector<std::string> lines = ErrorLines();
+    std::erase(lines, "The hash_tab input is null!\n");
     return lines;
   }
 
@@ -42,8 +34,6 @@ class EditTest : public testing::Test {
     return std::to_string(fault.fault_code) + " " + fault.path + (fault.new_fault ? "*" : "");
   }
 
-  DebugMask mask{NC_DM_DBG_ERROR | NC_DM_DBG_INFO};
-  ModelApp app;
   nc_dm_fault_t fault{};
 };
 

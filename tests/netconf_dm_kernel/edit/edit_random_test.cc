@@ -116,7 +116,7 @@ ModelCall Written(const ReferenceCall& call) {
   return written;
 }
 
-struct Outcome {
+struct RequestOutcome {
   nc_int64 result = 0;
   int fault_code = 0;
   std::string fault_path = {};
@@ -125,7 +125,7 @@ struct Outcome {
   std::vector<std::string> calls = {};
   std::map<std::string, int> tree = {};
 
-  bool operator==(const Outcome&) const = default;
+  bool operator==(const RequestOutcome&) const = default;
 };
 
 class EditRandomTest : public testing::TestWithParam<unsigned> {
@@ -305,8 +305,8 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
   }
 
   // By paths, or with a packet type as the edit of an entry.
-  Outcome Expect(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn) {
-    Outcome expected;
+  RequestOutcome Expect(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn) {
+    RequestOutcome expected;
     ReferenceEdits reference(&tree_, [&](const ReferenceCall& call) {
       const ModelCall written = Written(call);
       expected.calls.push_back(written.ToString());
@@ -327,13 +327,13 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
     return expected;
   }
 
-  Outcome Perform(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn) {
+  RequestOutcome Perform(nc_int32 pkt_type, const std::vector<ModelEdit>& edits, bool sdn) {
     app_.Forget();
     g_nc_dm_mng_info.curr_dstype = sdn ? NC_DM_DATASTORE_SDN : NC_DM_DATASTORE_RUNNING;
     nc_dm_fault_t fault{};
     ModelEdits request;
     for (const ModelEdit& edit : edits) request.Add(edit);
-    Outcome seen;
+    RequestOutcome seen;
     seen.result = pkt_type == NC_DM_PKT_TYPE_END
                       ? nc_dm_agent_edit_subtree(nullptr, request.get(), &fault)
                       : nc_dm_agent_edit_object(pkt_type, request.get(), &fault);
@@ -347,7 +347,7 @@ class EditRandomTest : public testing::TestWithParam<unsigned> {
   }
 
   // An outcome, of its tree only what is otherwise in another one.
-  static std::string Describe(const Outcome& outcome, const Outcome& other) {
+  static std::string Describe(const RequestOutcome& outcome, const RequestOutcome& other) {
     std::string text = "result " + std::to_string(outcome.result) + ", fault " +
                        std::to_string(outcome.fault_code) + " '" + outcome.fault_path + "'" +
                        (outcome.new_fault ? " new" : "") + ", left " +
@@ -401,8 +401,8 @@ TEST_P(EditRandomTest, EveryRequestComesOutAsPlainlyWritten) {
       for (int edit = 1 + Up(8); edit > 0; --edit) edits.push_back(AnyEdit(edits));
     }
 
-    const Outcome expected = Expect(pkt_type, edits, sdn);
-    const Outcome seen = Perform(pkt_type, edits, sdn);
+    const RequestOutcome expected = Expect(pkt_type, edits, sdn);
+    const RequestOutcome seen = Perform(pkt_type, edits, sdn);
     ASSERT_TRUE(seen == expected) << "request " << i << " packet type " << pkt_type
                                   << (sdn ? " (SDN)\n" : "\n") << Describe(edits) << "expected "
                                   << Describe(expected, seen) << "seen "

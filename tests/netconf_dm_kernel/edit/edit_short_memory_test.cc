@@ -163,7 +163,7 @@ int Balance(const Request& request, int successes) {
   return FailingAlloc::Outstanding();
 }
 
-TEST(EditMemoryTest, EveryAllocationMayFail) {
+TEST(EditShortMemoryTest, EveryAllocationMayFail) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   constexpr int kNever = 1 << 20;
   const DebugMask closed(0);

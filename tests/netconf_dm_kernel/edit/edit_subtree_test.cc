@@ -578,5 +578,139 @@ TEST_F(SubtreeTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 
+// ---- Which entries are made, and which go again ----
+
+class SubtreeRulesTest : public EditTest {
+ protected:
+  SubtreeRulesTest() {
+    Leaf("net.host");
+    Leaf("net.domain");
+    Leaf("net.vrf.{i}.mtu");
+    Leaf("net.vrf.{i}.desc");
+    Leaf("net.vrf.{i}.peer.{i}.addr");
+    Leaf("net.vrf.{i}.peer.{i}.port");
+    app.Register({.path = "net.vrf.{i}.tag",
+                  .flag = NC_DM_FLAG_LEAF_LIST,
+                  .callbacks = 0u | Callback::kCreate});
+    LogCapture::Get().Clear();
+  }
+
+  void Leaf(const char* path) {
+    app.Register({.path = path, .callbacks = Callback::kSet | Callback::kDelete});
+  }
+  nc_int64 Edit(std::initializer_list<ModelEdit> list) {
+    ModelEdits edits(list);
+    app.Forget();
+    return nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, edits.get(), &fault);
+  }
+  static ModelEdit Set(const char* name, Ids ids = {}, nc_int32 op = 1, nc_int32 erropt = 0) {
+    return {.name = name, .val = "v", .op = op, .erropt = erropt, .ids = std::move(ids)};
+  }
+};
+
+TEST_F(SubtreeRulesTest, WhatIsLeftForLaterIsAGroupToo) {
+  AddInstance("net.vrf.3");
+  AddInstance("net.vrf.3.peer.7");
+  EXPECT_EQ(Edit({Set("net.host"), Set("net.vrf.peer.addr", {3, 7}), Set("net.domain"),
+                  Set("net.vrf.peer.port", {3, 7}), Set("net.vrf.mtu", {3})}),
+            0);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("set host ids=[] src=0 value=v", "set domain ids=[] src=0 value=v",
+                          "set addr ids=[3,7] src=0 value=v", "set port ids=[3,7] src=0 value=v",
+                          "set mtu ids=[3] src=0 value=v"));
+}
+
+TEST_F(SubtreeRulesTest, AMissAtTheEndLeavesTheResultOfTheGroupBefore) {
+  app.On(Callback::kCreate, "tag", 12);
+  EXPECT_EQ(Edit({Set("net.vrf.tag", {3}), Set("nowhere.x", {}, 1, NC_DM_ERROPT_CONTINUE)}), 12);
+  EXPECT_EQ(Fault(), "-13 x*");
+}
+
+TEST_F(SubtreeRulesTest, TheFirstEditOfAGroupDecidesWhetherItsEntryIsMade) {
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {3}), Set("net.vrf.desc", {3}, 4)}), 0);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("set mtu ids=[3] src=0 value=v", "delete desc ids=[3] src=0 value=v"));
+  EXPECT_EQ(Edit({Set("net.vrf.desc", {4}, 4), Set("net.vrf.mtu", {4})}), -1);
+  EXPECT_EQ(Fault(), "-13 desc*");
+  EXPECT_EQ(NodeAt("net.vrf.4"), nullptr);
+  EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
+TEST_F(SubtreeRulesTest, NoEntryIsLeftWhereNothingWasToBeDone) {
+  EXPECT_EQ(Edit({{.name = "net.vrf.mtu", .val = "v", .op = 0, .defop = 3, .ids = {5}}}), 0);
+  EXPECT_EQ(NodeAt("net.vrf.5"), nullptr);
+  EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
+// ---- Entries that were made for what the application then refused ----
+
+TEST_F(SubtreeRulesTest, AnEntryMadeForARefusedEditIsRemovedAgain) {
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), -1);
+  EXPECT_EQ(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeRulesTest, AnEntryOfWhichSomethingWasAcceptedStays) {
+  app.On(Callback::kSet, "desc", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5}), Set("net.vrf.desc", {5})}), -1);
+  EXPECT_NE(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeRulesTest, AnEntryThatWasThereStaysWhateverIsRefused) {
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), 0);
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({Set("net.vrf.mtu", {5})}), -1);
+  EXPECT_NE(NodeAt("net.vrf.5"), nullptr);
+}
+
+TEST_F(SubtreeRulesTest, EveryEntryMadeForARefusedRequestIsRemoved) {
+  app.On(Callback::kSet, "mtu", [](const ModelCall&) { return nc_int64{-1}; });
+  EXPECT_EQ(Edit({{.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {5}},
+                  {.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {6}},
+                  {.name = "net.vrf.mtu", .val = "v", .op = 1, .erropt = 2, .ids = {7}}}),
+            -1);
+  for (const char* entry : {"net.vrf.5", "net.vrf.6", "net.vrf.7"}) {
+    EXPECT_EQ(NodeAt(entry), nullptr);
+  }
+}
+
+// ---- Siblings by their paths ----
+
+using SiblingPathsTest = EditTest;
+
+TEST_F(SiblingPathsTest, AnElementWithoutAnEditIsNoSiblingOfTheFirst) {
+  app.Register({.path = "sys.name", .callbacks = 0u | Callback::kSet});
+  ModelEdits edits{{.name = "sys.name", .val = "1", .op = NC_DM_OP_MERGE}, {.name = "sys.site"}};
+  nc_dm_agent_free_edit(edits.at(1)->edit);
+  free(std::exchange(edits.at(1)->edit, nullptr));
+  LogCapture::Get().Clear();
+  EXPECT_EQ(nc_dm_agent_edit_subtree(&g_nc_agent_dm.dm_root, edits.get(), &fault), 0);
+  EXPECT_TRUE(edits.empty());
+  EXPECT_THAT(Errors(), ElementsAre("Current entry edit is null!\n"));
+}
+
+TEST_F(SiblingPathsTest, PathsOfTheGreatestDepthAreComparedToTheirEnd) {
+  std::string name = "a";
+  for (int i = 1; i < NC_DM_MAX_DEPTH; ++i) name += ".a";
+  nc_dm_path_nodes_t paths[3] = {};
+  for (nc_dm_path_nodes_t& path : paths) {
+    std::string text = name;
+    ASSERT_EQ(nc_dm_parse(text.data(), &path, false), 0);
+    ASSERT_EQ(path.total_node, NC_DM_MAX_DEPTH);
+  }
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 2), 0);
+  paths[1].nodes[NC_DM_MAX_DEPTH - 1][0] = 'b';
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 2), NC_DM_MAX_DEPTH - 2);
+}
+
+TEST_F(SiblingPathsTest, WhatStandsBehindAPathIsNotCompared) {
+  nc_dm_path_nodes_t paths[3] = {};
+  std::string texts[] = {"a.b.c.d", "a.b.c.e", "a.b.c"};
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(nc_dm_parse(texts[i].data(), &paths[i], false), 0);
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 3), 2);
+  paths[2].total_node = 2;
+  EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(paths, 3), 1);
+}
+
 }  // namespace
 }  // namespace ncdm_test

@@ -868,5 +868,13 @@ TEST_F(KeyLookupTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 
+using KeyCopyTest = EditTest;
+
+TEST_F(KeyCopyTest, KeysAreNotCopiedWithoutAPlaceForThem) {
+  ModelEdits edits{{.name = "net.vrf.name", .val = "red", .flag = 1}};
+  nc_dm_agent_cpy_edit_list_keys(edits.WithNames().get(), nullptr);
+  EXPECT_THAT(Errors(), ElementsAre("The input key list is null!\n"));
+}
+
 }  // namespace
 }  // namespace ncdm_test

@@ -561,5 +561,35 @@ TEST_F(EntryTest, NothingIsLoggedThroughAClosedMask) {
   EXPECT_THAT(LogCapture::Get().Texts(), IsEmpty());
 }
 
+using DeletionOrderTest = EditTest;
+
+TEST_F(DeletionOrderTest, AnEntryStaysInTheTreeUntilItsDeletionIsAnswered) {
+  app.Register({.path = "box.list.{i}.name",
+                .flag = NC_DM_FLAG_KEY,
+                .callbacks = Callback::kCreate | Callback::kDelete});
+  app.Register({.path = "box.cmd.{i}.key",
+                .flag = NC_DM_FLAG_KEY,
+                .index = 1,
+                .callbacks = 0u | Callback::kExeCmd});
+  for (const char* path : {"box.list.3", "box.list.4", "box.cmd.4"}) AddInstance(path);
+  // An answer that names another entry removes the one that was asked about.
+  app.On(Callback::kDelete, "name", [](const ModelCall& call) {
+    EXPECT_NE(NodeAt("box.list." + std::to_string(call.ids.back())), nullptr);
+    return call.ids.back() == 3 ? 4 : 77;
+  });
+  app.On(Callback::kExeCmd, "key", [](const ModelCall& call) {
+    EXPECT_EQ(NodeAt("box.list.4"), nullptr);
+    EXPECT_EQ(NodeAt("box.cmd.4")->padb, call.padb);
+    return 0;
+  });
+  nc_dm_id_array_t ids{};
+  EXPECT_EQ(nc_dm_agent_edit_delall_child(NodeAt("box"), &ids, &fault, 0), 0);
+  EXPECT_THAT(app.CallTexts(),
+              ElementsAre("delete name ids=[3] src=0 value=", "delete name ids=[4] src=0 value=",
+                          "exe_cmd key ids=[4] src=0 op=2 slots={}"));
+  EXPECT_EQ(NodeAt("box.list.3"), nullptr);
+  EXPECT_EQ(NodeAt("box.cmd.4"), nullptr);
+}
+
 }  // namespace
 }  // namespace ncdm_test

@@ -33,27 +33,27 @@ TEST_F(CreateCheckTest, RefusesNull) {
   EXPECT_EQ(nc_dm_agent_create_nodes_check(nullptr, &ids_), nullptr);
   EXPECT_EQ(nc_dm_agent_create_nodes_check(path, nullptr), nullptr);
   EXPECT_EQ(nc_dm_agent_create_nodes_check(nullptr, nullptr), nullptr);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The path input is null!\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The path input is null!\n"),
                                       Error("The id_array input is null!\n"),
                                       Error("The path input is null!\n")));
 }
 
 TEST_F(CreateCheckTest, MalformedPath) {
   EXPECT_EQ(Check("a..b", {}), nullptr);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: a..b\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Check the existence of dm path: a..b\n"),
                                       Error("The form of dm's path is error!\n")));
   EXPECT_EQ(Check("{i}", {}), nullptr);
 }
 
 TEST_F(CreateCheckTest, UnknownPath) {
   EXPECT_EQ(Check("z.x", {}), nullptr);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: z.x\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Check the existence of dm path: z.x\n"),
                                       Error("The dm'tree don't have this instance path!\n")));
 }
 
 TEST_F(CreateCheckTest, WhatExistsIsReturned) {
   EXPECT_EQ(Check("a.x", {}), At("a.x"));
-  EXPECT_THAT(Errors(), IsEmpty());
+  EXPECT_THAT(ErrorLines(), IsEmpty());
   Create(At("a"), "b", 3);
   const Counters before = CountersNow();
   EXPECT_EQ(Check("a.b.k", {3}), At("a.b.3.k"));
@@ -67,7 +67,7 @@ TEST_F(CreateCheckTest, MissingInstancesAreCreated) {
   EXPECT_EQ(Describe(leaf), "a.b.3.c.7.d:leaf");
   EXPECT_EQ(ids_.match_cnt, 2);
   EXPECT_EQ(CountersNow(), CountedNodes());
-  EXPECT_THAT(Errors(), IsEmpty());
+  EXPECT_THAT(ErrorLines(), IsEmpty());
   EXPECT_TRUE(LogCapture::Get().ContainsInfo("Found a single leaf node 'd'.\n"));
 
   EXPECT_EQ(Describe(Check("a.b.c.d", {3, 8})), "a.b.3.c.8.d:leaf");
@@ -96,19 +96,19 @@ TEST_F(CreateCheckTest, InHashedLists) {
 
 TEST_F(CreateCheckTest, TooFewIdsStopAboveTheList) {
   EXPECT_EQ(Check("a.b.c.d", {}), At("a"));
-  EXPECT_THAT(LogTexts(), Contains(Info("The id_array->match_cnt is 0, same to cnt, end nodes "
+  EXPECT_THAT(LogLines(), Contains(Info("The id_array->match_cnt is 0, same to cnt, end nodes "
                                         "creation.\n")));
   EXPECT_EQ(Describe(Check("a.b.c.d", {3})), "a.b.3:entry");
-  EXPECT_THAT(LogTexts(), Contains(Info("The id_array->match_cnt is 1, same to cnt, end nodes "
+  EXPECT_THAT(LogLines(), Contains(Info("The id_array->match_cnt is 1, same to cnt, end nodes "
                                         "creation.\n")));
-  EXPECT_THAT(Errors(), IsEmpty());
+  EXPECT_THAT(ErrorLines(), IsEmpty());
 }
 
 TEST_F(CreateCheckTest, UnknownRest) {
   EXPECT_EQ(Check("a.q", {}), nullptr);
-  EXPECT_THAT(Errors(), ElementsAre("Failed to find the mode node!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to find the mode node!\n"));
   EXPECT_EQ(Check("a.b.q", {3}), nullptr);
-  EXPECT_THAT(Errors(), ElementsAre("Failed to find the mode node!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to find the mode node!\n"));
   // The entry above it was made and stays.
   EXPECT_NE(At("a.b.3"), nullptr);
 }
@@ -116,19 +116,19 @@ TEST_F(CreateCheckTest, UnknownRest) {
 TEST_F(CreateCheckTest, NothingIsBelowALeaf) {
   g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
   EXPECT_EQ(Check("a.x.y", {}), nullptr);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: a.x.y\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Check the existence of dm path: a.x.y\n"),
                                       Error("Failed to find the mode node!\n")));
   EXPECT_EQ(At("a.x")->src, NC_DM_NODE_SRC_SDN) << "what is there was stamped before";
 }
 
 TEST_F(CreateCheckTest, IdsThatNoInstanceCanHave) {
   EXPECT_EQ(Check("a.b.k", {0}), nullptr);
-  EXPECT_THAT(Errors(), ElementsAre("The mult-object or mult-leaf instance id input is 0!\n",
-                                    "Failed to create node 'b', instid 0!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The mult-object or mult-leaf instance id input is 0!\n",
+                                        "Failed to create node 'b', instid 0!\n"));
   EXPECT_EQ(ids_.match_cnt, 1);
   EXPECT_EQ(Check("a.b.k", {-4}), nullptr);
-  EXPECT_THAT(Errors(), ElementsAre("The instance id input is invalid!\n",
-                                    "Failed to create node 'b', instid -4!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The instance id input is invalid!\n",
+                                        "Failed to create node 'b', instid -4!\n"));
 }
 
 TEST_F(CreateCheckTest, CountBeyondTheArray) {
@@ -203,7 +203,7 @@ TEST_F(CreateCheckTest, SchemaNodesBehindAnEntryOfTheirName) {
   Node* p = AddHandMade(o, "p", NC_DM_NODE_TYPE_LEAF);
   g_nc_dm_mng_info.curr_dstype = NC_DM_DATASTORE_SDN;
   EXPECT_EQ(Check("a.o.p", {}), p);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Check the existence of dm path: a.o.p\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Check the existence of dm path: a.o.p\n"),
                                       Info("Found a single object node 'o'.\n"),
                                       Info("Found a single leaf node 'p'.\n")));
   EXPECT_EQ(o->src, NC_DM_NODE_SRC_SDN);

@@ -38,7 +38,7 @@ class RandomMatchTest : public RandomTreeTest {
     answer.path = path;
     LogCapture::Get().Clear();
     answer.status = ask(&answer);
-    answer.log = LogTexts();
+    answer.log = LogLines();
     return answer;
   }
 
@@ -114,7 +114,7 @@ class RandomMatchTest : public RandomTreeTest {
               reference::HasInstNode(parent, name.c_str(), id))
         << PathOf(parent) << " " << name << " " << id;
     EXPECT_EQ(nc_dm_agent_check_width(parent), 0);
-    EXPECT_THAT(LogTexts(), testing::IsEmpty());
+    EXPECT_THAT(LogLines(), testing::IsEmpty());
   }
 
   void Run(int changes) {

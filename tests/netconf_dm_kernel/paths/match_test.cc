@@ -107,7 +107,7 @@ TEST_F(ModelMatchTest, RefusesBadArguments) {
   EXPECT_EQ(nc_dm_agent_reg_match(root, &path, nullptr), kMax);
   EXPECT_EQ(nc_dm_agent_reg_match(root, &empty, &last), kMax);
   EXPECT_EQ(LogCapture::Get().Count(kErrorPrefix, "Input parameter is invalid!\n"), 18);
-  EXPECT_EQ(LogTexts().size(), 18U);
+  EXPECT_EQ(LogLines().size(), 18U);
 }
 
 // ---- By instance path ----
@@ -130,7 +130,7 @@ TEST_F(MatchTest, EmptyTree) {
   EXPECT_EQ(Reached(), "none 0");
   EXPECT_EQ(RegMatch("{i}.a"), kNoExist);
   EXPECT_EQ(Reached(), "none 0");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(ModelMatchTest, PartialMatchHasTheStatusOfTheDeepestNode) {
@@ -161,7 +161,7 @@ TEST_F(ModelMatchTest, EntryByItsId) {
   EXPECT_EQ(Reached(), "a.b.3.k:leaf 3");
   EXPECT_EQ(Match("a.b.4.c.7.d"), kLeaf);
   EXPECT_EQ(Reached(), "a.b.4.c.7.d:leaf 4");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   EXPECT_EQ(Match("a.b.3.e.6"), kMultLeaf);
   EXPECT_EQ(Match("a.l.9"), kMultLeaf);
   EXPECT_EQ(Reached(), "a.l.9:element 2");
@@ -173,7 +173,7 @@ TEST_F(ModelMatchTest, MissingIdStopsAtTheListsParent) {
   EXPECT_EQ(Reached(), "a:container 1");
   EXPECT_EQ(Match("a.b.3.c.8.d"), kObject);
   EXPECT_EQ(Reached(), "a.b.3:entry 2");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   EXPECT_EQ(Match("a.l.8"), kObject);
 }
 
@@ -188,7 +188,7 @@ TEST_F(ModelMatchTest, NoIdNeverSelectsAnEntry) {
 TEST_F(ModelMatchTest, ListWithoutEntries) {
   EXPECT_EQ(Match("a.b.3"), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(ModelMatchTest, ModeNodesWhereTheyAreAskedFor) {
@@ -215,20 +215,20 @@ TEST_F(ModelMatchTest, HashedListIsFoundInItsTable) {
   Hash(At("a.l"));
   EXPECT_EQ(Match("a.b.3"), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The hash_tab->table input is null!\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The hash_tab->table input is null!\n")));
   Fill();
   EXPECT_EQ(Match("a.b.3.c.7.d"), kLeaf);
   EXPECT_EQ(Reached(), "a.b.3.c.7.d:leaf 4");
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Found dm_node instid: 3 from hash table.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Found dm_node instid: 3 from hash table.\n")));
   EXPECT_EQ(Match("a.b.5"), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   EXPECT_EQ(Match("a.l.9"), kMultLeaf);
   EXPECT_EQ(Match("a.l", 4), kMultLeafMode);
   // Without an id the walk goes on to the instances, whose tree is empty.
   EXPECT_EQ(Match("a.b"), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The input binary tree root is null.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The input binary tree root is null.\n")));
 }
 
 TEST_F(ModelMatchTest, HashedListInAHashedList) {
@@ -257,24 +257,24 @@ TEST_F(MatchTest, NumberedEntriesHaveNoTree) {
   Register("a.b.6.d");
   EXPECT_EQ(Match("a.b.6.d"), kLeaf);
   EXPECT_EQ(Reached(), "a.b.6.d:leaf 3");
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Failed to get node 'b' binary tree!\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Failed to get node 'b' binary tree!\n"),
                                       Error("Failed to get node 'b' binary tree!\n")));
   EXPECT_EQ(Match("a.b.7"), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_EQ(LogTexts().size(), 2U);
+  EXPECT_EQ(LogLines().size(), 2U);
   EXPECT_EQ(MatchIds("a.b.d", {6}), kLeaf);
   EXPECT_EQ(Reached(), "a.b.6.d:leaf 3");
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Failed to get node 'b' binary tree!\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Failed to get node 'b' binary tree!\n"),
                                       Error("Failed to get node 'b' binary tree!\n")));
   EXPECT_EQ(MatchIds("a.b.d", {7}), kObject);
   EXPECT_EQ(MatchIds("a.b.d", {}), kObject);
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(MatchTest, NumberedEntryAtTheTopLevel) {
   Register("b.5.c");
   EXPECT_EQ(Match("b.5.c"), kLeaf);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The node input is null!\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The node input is null!\n"),
                                       Error("Failed to get node 'b' binary tree!\n")));
 }
 
@@ -284,7 +284,7 @@ TEST_F(MatchTest, NumberedEntryBesideAListIsOneOfItsEntries) {
   EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.b:list", "a.b.5:entry"));
   EXPECT_EQ(Match("a.b.5"), kObject);
   EXPECT_EQ(Reached(), "a.b.5:entry 2");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   Create(At("a"), "b", 7);
   EXPECT_EQ(Match("a.b.7"), kObject);
   EXPECT_EQ(Reached(), "a.b.7:entry 2");
@@ -322,7 +322,7 @@ TEST_F(ModelMatchTest, IdsAreUsedInOrder) {
   EXPECT_EQ(MatchIds("a.b.e", {3, 6}), kMultLeaf);
   EXPECT_EQ(Reached(), "a.b.3.e.6:element 3");
   EXPECT_EQ(ids_.match_cnt, 2);
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 TEST_F(ModelMatchTest, IdsThatAreLeftOver) {
@@ -380,14 +380,14 @@ TEST_F(ModelMatchTest, HashedListByIdArray) {
   EXPECT_EQ(MatchIds("a.b.k", {4}), kLeaf);
   EXPECT_EQ(Reached(), "a.b.4.k:leaf 3");
   EXPECT_EQ(ids_.match_cnt, 1);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Found dm_node instid: 4 from hash table.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Found dm_node instid: 4 from hash table.\n")));
   EXPECT_EQ(MatchIds("a.b", {5}), kObject);
   EXPECT_EQ(Reached(), "a:container 1");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   EXPECT_EQ(MatchIds("a.b", {}), kObject);
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   EXPECT_EQ(MatchIds("a.b", {0}), kObject);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The input binary tree root is null.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The input binary tree root is null.\n")));
 }
 
 TEST_F(ModelMatchTest, CountBeyondTheArray) {
@@ -474,7 +474,7 @@ TEST_F(ModelMatchTest, RegistrationByNumberInAHashedList) {
   LogCapture::Get().Clear();
   EXPECT_EQ(RegMatch("a.b.4.k"), kLeaf);
   EXPECT_EQ(Reached(), "a.b.4.k:leaf 4");
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
 }
 
 // ---- Width ----
@@ -486,11 +486,11 @@ TEST_F(MatchTest, Width) {
   }
   LogCapture::Get().Clear();
   EXPECT_EQ(nc_dm_agent_check_width(At("a")), 0);
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
   Register("a.last");
   LogCapture::Get().Clear();
   EXPECT_EQ(nc_dm_agent_check_width(At("a")), -3);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("The width of node which want to regiset is too big, "
+  EXPECT_THAT(LogLines(), ElementsAre(Error("The width of node which want to regiset is too big, "
                                             "node width: 4097!\n")));
   nc_dm_agent_unreg_node(At("a.x5"));
   EXPECT_EQ(nc_dm_agent_check_width(At("a")), 0);
@@ -510,8 +510,8 @@ TEST_F(TreeTest, WidthOfARegisteredParentFollowsEveryChange) {
   AddHandMade(At("a"), "h", NC_DM_NODE_TYPE_LEAF);
   LogCapture::Get().Clear();
   EXPECT_EQ(nc_dm_agent_check_width(At("a")), -3);
-  EXPECT_THAT(Errors(), ElementsAre("The width of node which want to regiset is too big, node "
-                                    "width: 4098!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The width of node which want to regiset is too big, node "
+                                        "width: 4098!\n"));
   nc_dm_agent_unreg_nodes(At("a.h"));
   nc_dm_agent_unreg_nodes(At("a.b.17"));
   EXPECT_EQ(nc_dm_agent_check_width(At("a")), 0);
@@ -560,7 +560,67 @@ TEST_F(ModelMatchTest, HasInstNode) {
   EXPECT_FALSE(nc_dm_agent_has_inst_node(a, x, 3));
   EXPECT_FALSE(nc_dm_agent_has_inst_node(nullptr, b, 3));
   EXPECT_FALSE(nc_dm_agent_has_inst_node(a, nullptr, 3));
-  EXPECT_THAT(LogTexts(), IsEmpty());
+  EXPECT_THAT(LogLines(), IsEmpty());
+}
+
+// ---- Where a path ends ----
+
+class MatchPathEndTest : public LoggedTreeTest {
+ protected:
+  static list_head* Root() { return &g_nc_agent_dm.dm_root; }
+
+  // The path of the components, with those behind `length` left behind.
+  void Cut(const std::string& path, int length) {
+    path_ = Parsed(path);
+    path_.total_node = length;
+    ids_ = {};
+    last_ = nullptr;
+  }
+  void ExpectReached(const char* path, int components) const {
+    EXPECT_EQ(last_, At(path));
+    EXPECT_EQ(path_.match_cnt, components);
+  }
+
+  nc_dm_path_nodes_t path_{};
+  nc_dm_id_array_t ids_{};
+  Node* last_ = nullptr;
+};
+
+TEST_F(MatchPathEndTest, WhatStandsBehindTheLastComponentIsNotMatched) {
+  Register("a.b.c");
+  Cut("a.b.c", 2);
+  EXPECT_EQ(nc_dm_agent_match(Root(), &path_, &last_, 0), kObject);
+  ExpectReached("a.b", 2);
+  Cut("a.b.c", 2);
+  EXPECT_EQ(nc_dm_agent_match_id_arr(Root(), &path_, &last_, &ids_, 0), kObject);
+  ExpectReached("a.b", 2);
+  Cut("a.b.c", 2);
+  EXPECT_EQ(nc_dm_agent_reg_match(Root(), &path_, &last_), kObject);
+  ExpectReached("a.b", 2);
+  Cut("a.b.c", 2);
+  EXPECT_EQ(nc_dm_agent_match_index(Root(), &path_, &last_, 0, 5), kObject);
+  EXPECT_EQ(last_, At("a.b"));
+}
+
+TEST_F(MatchPathEndTest, ANumberBehindTheLastComponentIsNoId) {
+  Register("a.b.{i}.c");
+  Cut("a.b.7", 2);
+  EXPECT_EQ(nc_dm_agent_reg_match(Root(), &path_, &last_), kObject);
+  ExpectReached("a.b", 2);
+}
+
+TEST_F(MatchPathEndTest, TheDeepestPathIsMatchedAndADeeperOneRefused) {
+  std::string path = "a";
+  for (int i = 1; i < NC_DM_MAX_DEPTH; ++i) path += ".a";
+  Register(path);
+  Cut(path, NC_DM_MAX_DEPTH);
+  EXPECT_EQ(nc_dm_agent_match(Root(), &path_, &last_, 0), NC_DM_CLIENT_MATCH_STATUS_LEAF);
+  ExpectReached(path.c_str(), NC_DM_MAX_DEPTH);
+  path_.total_node = NC_DM_MAX_DEPTH + 1;
+  EXPECT_EQ(nc_dm_agent_match(Root(), &path_, &last_, 0), kMax);
+  EXPECT_EQ(nc_dm_agent_match_id_arr(Root(), &path_, &last_, &ids_, 0), kMax);
+  EXPECT_EQ(nc_dm_agent_match_index(Root(), &path_, &last_, 0, 0), kMax);
+  EXPECT_EQ(nc_dm_agent_reg_match(Root(), &path_, &last_), kMax);
 }
 
 }  // namespace

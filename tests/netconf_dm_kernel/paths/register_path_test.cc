@@ -156,7 +156,7 @@ TEST_F(SchemaTest, LeadingZeroIsAName) {
 TEST_F(SchemaTest, LogOfAList) {
   Register("a.b.{i}.c");
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Info("Register node:a\n"), Info("The register node: a is single-object node.\n"),
                   Info("Register node:b\n"), Info("The register node: b is multi-mode node.\n"),
                   Info("Register node:c\n"), Info("The register node: c is leaf node.\n"),
@@ -166,7 +166,7 @@ TEST_F(SchemaTest, LogOfAList) {
 TEST_F(SchemaTest, LogOfNumbers) {
   Register("a.5.l.7");
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Info("Register node:a\n"), Info("The register node: a is multi-object node.\n"),
                   Info("Find node instid: 5.\n"), Info("Register node:l\n"),
                   Info("The register node: l is multi-leaf node.\n"),
@@ -285,7 +285,7 @@ TEST_F(SchemaTest, RegNodesRefusesBadArguments) {
   EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, nullptr, nullptr, &leaf), -1);
   nc_dm_path_nodes_t empty{};
   EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &empty, nullptr, &leaf), -1);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Parameters input are invalid.\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Parameters input are invalid.\n"),
                                       Error("Parameters input are invalid.\n")));
   EXPECT_EQ(empty.match_cnt, 0);
 }
@@ -297,14 +297,14 @@ TEST_F(SchemaTest, RegNodesWithNothingLeft) {
   nc_dm_path_nodes_t nodes = Parsed("a.b");
   nodes.match_cnt = 2;
   EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &nodes, At("a.b"), &leaf), 0);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Register dm successfully.\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Register dm successfully.\n")));
   EXPECT_EQ(CountersNow()[0], 2U);
 }
 
 TEST_F(SchemaTest, RegNodesPassesAFailureOn) {
   nc_dm_path_nodes_t nodes = Parsed("a.b");
   EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &nodes, nullptr, nullptr), -1);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Input parameter is invalid!\n")));
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Input parameter is invalid!\n")));
   EXPECT_THAT(Roots(), IsEmpty());
 }
 
@@ -351,7 +351,7 @@ TEST_F(SchemaTest, UnknownKindOfTemplate) {
     EXPECT_EQ(RegisterNode("a.c", 2, At("a"), leaf), -1);
     EXPECT_EQ(made_, nullptr);
   }
-  EXPECT_THAT(Errors(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(At("a")).size(), 1U);
 }
@@ -390,7 +390,7 @@ TEST_F(SchemaTest, NoMemoryForANode) {
       const FailingAlloc failing(successes);
       EXPECT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &nodes, nullptr, &leaf), -1);
     }
-    EXPECT_THAT(Errors(),
+    EXPECT_THAT(ErrorLines(),
                 ElementsAre(successes % 2 == 0 ? "Failed to malloc for nc_dm_agent_node_t!\n"
                                                : "Failed to malloc for (*dm_node)->node_name!\n"));
     EXPECT_EQ(CountersNow(), CountedNodes());

@@ -240,8 +240,8 @@ TEST_F(RegisteredPathsTest, ReleasesAllWhenTheTreeIsTooDeep) {
   EXPECT_EQ(nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, paths.get()), -1);
   EXPECT_EQ(paths.cnt(), 0);
   EXPECT_THAT(paths.Texts(), IsEmpty());
-  EXPECT_THAT(ErrorLines(), Contains("E Failed to get nodes register!\n"));
-  EXPECT_EQ(ErrorLines().back(), "E Failed to get nodes register paths.\n");
+  EXPECT_THAT(ErrorLines(), Contains("Failed to get nodes register!\n"));
+  EXPECT_EQ(ErrorLines().back(), "Failed to get nodes register paths.\n");
 }
 
 TEST_F(RegisteredPathsTest, LeaksNothingWhenMemoryIsShort) {
@@ -273,12 +273,11 @@ TEST_F(RegisteredPathsTest, NamesWhatMemoryWasTooShortFor) {
     return ErrorLines();
   };
   for (const int successes : {0, 1, 2}) {
-    EXPECT_THAT(
-        failing(successes),
-        ElementsAre(successes == 0 ? "E Failed to malloc for reg_node!\n"
-                                   : "E Failed to malloc for dm_name!\n",
-                    "E Failed to get nodes register!\n", "E Failed to get nodes register paths.\n",
-                    "E Invaild input parameter!\n"));
+    EXPECT_THAT(failing(successes),
+                ElementsAre(successes == 0 ? "Failed to malloc for reg_node!\n"
+                                           : "Failed to malloc for dm_name!\n",
+                            "Failed to get nodes register!\n",
+                            "Failed to get nodes register paths.\n", "Invaild input parameter!\n"));
   }
 }
 

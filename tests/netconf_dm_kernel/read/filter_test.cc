@@ -141,11 +141,11 @@ TEST_F(FilterTest, GoesOnAfterAFilterThatFails) {
   EXPECT_THAT(Read({{"a.x"}, {"a..x"}, {"nothing"}, {"a.b.c", {3}}}), ElementsAre("a.b.3.c=3"));
   EXPECT_THAT(
       ErrorLines(),
-      ElementsAre("E Failed to get val from app, some object non-existent, leaf node 'x'!\n",
-                  "E Failed to get node 'x' value by id array!\n",
-                  "E The form of dm's path is error!\n",
-                  "E The current filter_node->filter->name parse failed!\n",
-                  "E The dm'tree don't have this instance path!\n", "E The last node is null!\n"));
+      ElementsAre("Failed to get val from app, some object non-existent, leaf node 'x'!\n",
+                  "Failed to get node 'x' value by id array!\n",
+                  "The form of dm's path is error!\n",
+                  "The current filter_node->filter->name parse failed!\n",
+                  "The dm'tree don't have this instance path!\n", "The last node is null!\n"));
 }
 
 TEST_F(FilterTest, SkipsANodeWithoutAFilter) {
@@ -156,13 +156,13 @@ TEST_F(FilterTest, SkipsANodeWithoutAFilter) {
   Values values;
   EXPECT_EQ(nc_dm_agent_filter_subtree_id_arr(filters.get(), values.get()), 0);
   EXPECT_THAT(values.Texts(), ElementsAre("a.x=-"));
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The current filter_node->filter is null!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The current filter_node->filter is null!\n"));
 }
 
 TEST_F(FilterTest, RefusesAPathOfListMarkersAlone) {
   MakeLists();
   EXPECT_THAT(Read({{"{i}"}}), IsEmpty());
-  EXPECT_THAT(ErrorLines(), Contains("E The current filter_node->filter->name parse failed!\n"));
+  EXPECT_THAT(ErrorLines(), Contains("The current filter_node->filter->name parse failed!\n"));
 }
 
 TEST_F(FilterTest, CollectsASubtree) {
@@ -194,8 +194,8 @@ TEST_F(FilterTest, LogsHowFarASearchCameThatFails) {
   MakeLists();
   const FailingCall failing(Step::kMatchIds);
   EXPECT_THAT(Read({{"a.b.c", {3}}, {"a.x"}}), ElementsAre("a.x=-"));
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The dm'tree don't have this instance path!\n",
-                                        "E The last node name: c\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The dm'tree don't have this instance path!\n",
+                                        "The last node name: c\n"));
 }
 
 TEST_F(FilterTest, LogsAWalkOverAllInstancesThatFails) {
@@ -204,8 +204,7 @@ TEST_F(FilterTest, LogsAWalkOverAllInstancesThatFails) {
   EXPECT_THAT(ErrorLines(), IsEmpty());
   const FailingCall failing(Step::kMatchValues);
   EXPECT_THAT(Read({{"a.b.c"}, {"a.x"}}), ElementsAre("a.x=-"));
-  EXPECT_THAT(ErrorLines(),
-              ElementsAre("E Failed to get node 'a' descendant values by id array!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to get node 'a' descendant values by id array!\n"));
 }
 
 TEST_F(FilterTest, CollectsNothingWithIdsLeftOver) {
@@ -305,8 +304,8 @@ TEST_F(FilterTest, LogsWhatASubtreeFailsWith) {
   RegisterReadableLeafList("l");
   EXPECT_THAT(Read({{"l"}}), IsEmpty());
   EXPECT_THAT(ErrorLines(),
-              ElementsAre("E The current node parent is null, can't get multiple child values!\n",
-                          "E Failed to get node 'l' descendant values!\n"));
+              ElementsAre("The current node parent is null, can't get multiple child values!\n",
+                          "Failed to get node 'l' descendant values!\n"));
 }
 
 // ---- One path ----

@@ -110,14 +110,13 @@ TEST_F(InstanceLookupTest, SkipsALeafThatCannotBeRead) {
   });
   log().Clear();
   EXPECT_THAT(Find("a.b.n", "x"), ElementsAre(Ids{4}));
-  EXPECT_THAT(
-      ErrorLines(),
-      ElementsAre("E Failed to get val from app, some object non-existent, leaf node 'n'!\n",
-                  "E Failed to get val from app, node 'n'!\n",
-                  "E The length of dm val is too long!\n"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("Failed to get val from app, some object non-existent, leaf node 'n'!\n",
+                          "Failed to get val from app, node 'n'!\n",
+                          "The length of dm val is too long!\n"));
   log().Clear();
   EXPECT_THAT(Find("a.b.m", "x"), IsEmpty());
-  EXPECT_THAT(ErrorLines(), Each("E Node 'm' has no get-value method!\n"));
+  EXPECT_THAT(ErrorLines(), Each("Node 'm' has no get-value method!\n"));
 }
 
 TEST_F(InstanceLookupTest, ComparesTextsOf255Characters) {
@@ -228,8 +227,8 @@ TEST_F(InstanceLookupTest, RefusesAMalformedName) {
   char name[] = "a..b";
   char value[] = "v";
   EXPECT_EQ(nc_dm_agent_get_path_id_array_list(name, value, nullptr, found.get()), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The form of dm's path is error!\n",
-                                        "E Failed to parse the name:a..b!\n"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("The form of dm's path is error!\n", "Failed to parse the name:a..b!\n"));
   EXPECT_EQ(nc_dm_agent_get_path_id_array_list(nullptr, value, nullptr, found.get()), -1);
 }
 

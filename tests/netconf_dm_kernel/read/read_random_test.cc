@@ -68,7 +68,7 @@ class RandomReadTest : public RandomTreeTest {
     g_calls.clear();
     ask(&answer);
     answer.calls = g_calls;
-    answer.log = LogTexts();
+    answer.log = LogLines();
     return answer;
   }
 

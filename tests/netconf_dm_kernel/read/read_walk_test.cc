@@ -95,7 +95,7 @@ TEST_F(ValueAccessTest, TellsAMissingObjectFromAnotherFailure) {
   EXPECT_EQ(Read("a.b", "a.b"), -7);
   EXPECT_THAT(
       ErrorLines(),
-      ElementsAre("E Failed to get val from app, some object non-existent, leaf node 'b'!\n"));
+      ElementsAre("Failed to get val from app, some object non-existent, leaf node 'b'!\n"));
   log().Clear();
   for (const int result : {-1, -6, -8, 1, 7}) {
     app.On(Callback::kGet, "b", result);
@@ -108,7 +108,7 @@ TEST_F(ValueAccessTest, TellsAMissingObjectFromAnotherFailure) {
 TEST_F(ValueAccessTest, NeedsAGetCallback) {
   app.Register({.path = "a.b"});
   EXPECT_EQ(Read("a.b", "a.b"), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Node 'b' has no get-value method!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Node 'b' has no get-value method!\n"));
 }
 
 TEST_F(ValueAccessTest, TakesTextsUpTo255Characters) {
@@ -120,10 +120,10 @@ TEST_F(ValueAccessTest, TakesTextsUpTo255Characters) {
 
   app.On(Callback::kGet, "b", Text(std::string(256, 'x')));
   EXPECT_EQ(Read("a.b", "a.b"), -1);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The length of dm val is too long.\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The length of dm val is too long.\n"));
   log().Clear();
   EXPECT_EQ(ReadAlone("a.b"), "(null)");
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The length of dm val is too long!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The length of dm val is too long!\n"));
 }
 
 TEST_F(ValueAccessTest, RefusesABufferWithoutAnEnd) {
@@ -428,7 +428,7 @@ TEST_F(ValueAccessTest, CannotReadALeafListAtTheTopLevel) {
   RegisterReadableLeafList("l");
   EXPECT_EQ(ReadSubtree("l", "l"), -1);
   EXPECT_THAT(ErrorLines(),
-              ElementsAre("E The current node parent is null, can't get multiple child values!\n"));
+              ElementsAre("The current node parent is null, can't get multiple child values!\n"));
 }
 
 TEST_F(ValueAccessTest, LeavesTheIdsAndThePathOfALeafListAsTheyWere) {
@@ -446,7 +446,7 @@ TEST_F(ValueAccessTest, LeavesTheIdsAndThePathOfALeafListAsTheyWere) {
   ids.cnt = -1;
   log().Clear();
   EXPECT_EQ(nc_dm_agent_get_mul_child_vals(values.get(), NodeAt("a"), name, &ids, &path), 0);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E The current mult-leaf node id_array->cnt is 0!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The current mult-leaf node id_array->cnt is 0!\n"));
   EXPECT_EQ(ids.cnt, -1);
 
   ids.cnt = 15;
@@ -465,10 +465,9 @@ TEST_F(ValueAccessTest, GoesOnAfterALeafThatFails) {
   app.On(Callback::kGet, "c", -1);
   EXPECT_EQ(ReadSubtree("a", "a"), 0);
   EXPECT_THAT(values.Texts(), ElementsAre("a.d=-"));
-  EXPECT_THAT(
-      ErrorLines(),
-      ElementsAre("E Failed to get val from app, some object non-existent, leaf node 'b'!\n",
-                  "E Failed to get val from app, node 'c'!\n"));
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("Failed to get val from app, some object non-existent, leaf node 'b'!\n",
+                          "Failed to get val from app, node 'c'!\n"));
 }
 
 TEST_F(ValueAccessTest, RefusesNullArgumentsOfAWalk) {
@@ -755,8 +754,8 @@ TEST_F(ValueAccessTest, PassesOnWhatSetAnswers) {
   EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), -7);
   app.On(Callback::kSet, "b", 5);
   EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), 5);
-  EXPECT_THAT(ErrorLines(), ElementsAre("E Failed to set node value, error = -7!\n",
-                                        "E Failed to set node value, error = 5!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to set node value, error = -7!\n",
+                                        "Failed to set node value, error = 5!\n"));
 }
 
 TEST_F(ValueAccessTest, WritesNothingThatCannotBe) {
@@ -772,9 +771,9 @@ TEST_F(ValueAccessTest, WritesNothingThatCannotBe) {
   EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), -1);
   EXPECT_THAT(app.calls(), IsEmpty());
   EXPECT_THAT(ErrorLines(),
-              ElementsAre("E Input parameter is invalid!\n", "E Input parameter is invalid!\n",
-                          "E Node 'c' has no set-value method!\n",
-                          "E Failed to deserialize node, is not int32_t val!\n"));
+              ElementsAre("Input parameter is invalid!\n", "Input parameter is invalid!\n",
+                          "Node 'c' has no set-value method!\n",
+                          "Failed to deserialize node, is not int32_t val!\n"));
 }
 
 }  // namespace

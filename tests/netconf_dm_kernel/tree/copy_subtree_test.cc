@@ -42,7 +42,7 @@ TEST_F(NodeTest, RefusesBadArguments) {
   EXPECT_EQ(nc_dm_agent_create_node(a, b, 0, entry, none), nullptr);
   EXPECT_EQ(nc_dm_agent_create_node(a, b, 0, NC_DM_NODE_TYPE_MULT_LEAF, none), nullptr);
   EXPECT_EQ(nc_dm_agent_create_node(nullptr, nullptr, -1, entry, none), nullptr);
-  EXPECT_THAT(LogTexts(),
+  EXPECT_THAT(LogLines(),
               ElementsAre(Error("The parent node input is null!\n"),
                           Error("The source node input is null!\n"),
                           Error("The instance id input is invalid!\n"),
@@ -64,7 +64,7 @@ TEST_F(NodeTest, UnknownKind) {
               nullptr);
   }
   EXPECT_EQ(FailingAlloc::Live(), live);
-  EXPECT_THAT(Errors(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Unknown node type!\n", "Unknown node type!\n"));
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(At("a")).size(), 1U);
 }
@@ -309,7 +309,7 @@ TEST_F(NodeTest, EntryOfVeryManyLeavesIsThereAsAWholeOrNot) {
     EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
               nullptr);
   }
-  EXPECT_THAT(Errors(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(a).size(), 1U);
 }
@@ -318,7 +318,7 @@ TEST_F(NodeTest, LogOfAnEntry) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
   Create(At("a"), "b", 7);
-  EXPECT_THAT(LogTexts(), ElementsAre(Info("Create an new object node 'b'.\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Info("Create an new object node 'b'.\n"),
                                       Info("Create binary tree node id: 7.\n"),
                                       Info("Create an new object node 'c'.\n")));
 }
@@ -431,8 +431,8 @@ TEST_F(NodeTest, HashedModeWithoutTable) {
   LogCapture::Get().Clear();
   const Counters before = CountersNow();
   EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
-  EXPECT_THAT(Errors(), ElementsAre("The mode node 'b' hash_tab is null!\n",
-                                    "The hash_tab input is null!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The mode node 'b' hash_tab is null!\n",
+                                        "The hash_tab input is null!\n"));
   EXPECT_EQ(CountersNow(), before);
   EXPECT_EQ(Children(At("a")).size(), 1U);
 }
@@ -444,7 +444,7 @@ TEST_F(NodeTest, HashedModeOfNestedListWithoutTable) {
   LogCapture::Get().Clear();
   const Counters before = CountersNow();
   EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
-  EXPECT_THAT(Errors(),
+  EXPECT_THAT(ErrorLines(),
               ElementsAre("The source node 'c' hash_tab is null, can't create new node "
                           "hash_tab!\n",
                           "Failed to create node 'c'!\n", "The hash_tab input is null!\n"));
@@ -459,7 +459,7 @@ TEST_F(NodeTest, LogOfACopyThatFailsTwoLevelsDown) {
   LogCapture::Get().Clear();
   EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(
           Info("Create an new object node 'b'.\n"), Info("Create binary tree node id: 1.\n"),
           Info("Create an new object node 'o'.\n"), Info("Create an new object node 'c'.\n"),
@@ -477,7 +477,7 @@ TEST_F(NodeTest, TableOfImpossibleSize) {
   Hash(At("a.b"), 32);
   LogCapture::Get().Clear();
   EXPECT_EQ(Create(At("a"), "b", 1), nullptr);
-  EXPECT_THAT(Errors(), Contains("Failed to malloc mode node 'b' hash_tab->table!\n"));
+  EXPECT_THAT(ErrorLines(), Contains("Failed to malloc mode node 'b' hash_tab->table!\n"));
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
@@ -525,7 +525,7 @@ TEST_F(NodeTest, NoMemoryForTheNode) {
     EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
               nullptr);
   }
-  EXPECT_THAT(Errors(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
   EXPECT_EQ(CountersNow(), before);
 }
 
@@ -542,10 +542,10 @@ TEST_F(NodeTest, NoMemoryForTheTreeEntry) {
     EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
               nullptr);
   }
-  EXPECT_THAT(Errors(), ElementsAre("Failed to malloc binary tree node, id: 1.\n",
-                                    "Failed to create the instid_btree_node of node 'b' instid "
-                                    "1!\n",
-                                    "Delete the node 'b' instid 1!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc binary tree node, id: 1.\n",
+                                        "Failed to create the instid_btree_node of node 'b' instid "
+                                        "1!\n",
+                                        "Delete the node 'b' instid 1!\n"));
   EXPECT_EQ(Children(a).size(), 1U);
   // The counters stay increased.
   ++before[0];
@@ -569,7 +569,7 @@ TEST_F(NodeTest, NoMemoryForTheInstanceTree) {
       element = nc_dm_agent_create_node(a, ll, 4, NC_DM_NODE_TYPE_MULT_LEAF, NC_DM_NODE_SRC_NONE);
     }
     ASSERT_NE(element, nullptr);
-    EXPECT_THAT(Errors(), ElementsAre("Failed to create the binary tree!\n"));
+    EXPECT_THAT(ErrorLines(), ElementsAre("Failed to create the binary tree!\n"));
     EXPECT_THAT(Trees(a), IsEmpty());
     EXPECT_EQ(element->instid_btree_node, nullptr);
     EXPECT_TRUE(nc_dm_agent_has_inst_node(a, ll->node_name, 4));
@@ -607,7 +607,7 @@ TEST_F(NodeTest, NoMemoryForTheHashTable) {
       EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
                 nullptr);
     }
-    EXPECT_THAT(Errors(), Contains(test.message));
+    EXPECT_THAT(ErrorLines(), Contains(test.message));
     EXPECT_EQ(CountersNow(), before);
     EXPECT_EQ(Children(a).size(), 1U);
   }
@@ -619,7 +619,7 @@ TEST_F(NodeTest, RemovalRefusesNull) {
   nc_dm_agent_unreg_node(nullptr);
   nc_dm_agent_unreg_nodes(nullptr);
   nc_dm_agent_unreg_parent(nullptr);
-  EXPECT_THAT(LogTexts(), ElementsAre(Error("Input parameter is invalid!\n"),
+  EXPECT_THAT(LogLines(), ElementsAre(Error("Input parameter is invalid!\n"),
                                       Error("The curr_node input is invalid!\n"),
                                       Info("The curr_node input is null!\n")));
 }
@@ -630,7 +630,7 @@ TEST_F(NodeTest, LogOfRemovals) {
   LogCapture::Get().Clear();
   nc_dm_agent_unreg_nodes(At("a.b.7"));
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
                   Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
                   Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 7.\n")));
@@ -642,7 +642,7 @@ TEST_F(NodeTest, LogOfAHashedInstancesRemoval) {
   Create(At("a"), "b", 7);
   LogCapture::Get().Clear();
   nc_dm_agent_unreg_nodes(At("a.b.7"));
-  EXPECT_THAT(LogTexts(),
+  EXPECT_THAT(LogLines(),
               ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
                           Info("Delete node, node name:b\n"),
                           Info("Found dm_node instid:7 from hash table.\n"),
@@ -671,7 +671,7 @@ TEST_F(NodeTest, UnknownKindIsRemovedAllTheSame) {
     node->node_type = NC_DM_NODE_TYPE_MAX;
     LogCapture::Get().Clear();
     nc_dm_agent_unreg_node(node);
-    EXPECT_THAT(Errors(), ElementsAre("Unknown node type.\n")) << path;
+    EXPECT_THAT(ErrorLines(), ElementsAre("Unknown node type.\n")) << path;
     Counters after = before;
     --after[0];
     EXPECT_EQ(CountersNow(), after);
@@ -752,7 +752,7 @@ TEST_F(NodeTest, LogOfAnInstanceThatGoesBeforeItsModeNode) {
   LogCapture::Get().Clear();
   nc_dm_agent_unreg_nodes(At("a"));
   EXPECT_THAT(
-      LogTexts(),
+      LogLines(),
       ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
                   Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
                   Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 1.\n"),
@@ -806,7 +806,7 @@ TEST_F(NodeTest, TopLevelEntryHasNoParentToAsk) {
   Register("b.5.c");
   LogCapture::Get().Clear();
   nc_dm_agent_unreg_nodes(At("b.5"));
-  EXPECT_THAT(Errors(), ElementsAre("The node input is null!\n"));
+  EXPECT_THAT(ErrorLines(), ElementsAre("The node input is null!\n"));
   EXPECT_EQ(CountersNow(), Counters{});
 }
 

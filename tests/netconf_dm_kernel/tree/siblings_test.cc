@@ -86,7 +86,7 @@ void ExpectAllLikeWalk() {
   for (Node* node : AllNodes()) ExpectLikeWalk(&node->sub_lst, node);
 }
 
-class ChildrenTest : public TreeTest {
+class SiblingsTest : public TreeTest {
  protected:
   static bool HasIndex(const Node* node) { return node->name_index != nullptr; }
 
@@ -119,7 +119,7 @@ class ChildrenTest : public TreeTest {
 
 // ---- Kinds ----
 
-TEST_F(ChildrenTest, Kinds) {
+TEST_F(SiblingsTest, Kinds) {
   Node node{};
   struct {
     nc_dm_node_type_t kind;
@@ -148,7 +148,7 @@ TEST_F(ChildrenTest, Kinds) {
 
 // ---- Walks over one list among others ----
 
-TEST_F(ChildrenTest, EmptyList) {
+TEST_F(SiblingsTest, EmptyList) {
   EXPECT_THAT(Named(&g_nc_agent_dm.dm_root, "a"), IsEmpty());
   EXPECT_EQ(nc::FindChild(&g_nc_agent_dm.dm_root, "a"), nullptr);
   EXPECT_EQ(nc::FindSchemaChild(&g_nc_agent_dm.dm_root, "a"), nullptr);
@@ -160,7 +160,7 @@ TEST_F(ChildrenTest, EmptyList) {
   EXPECT_EQ(nc::FindInstanceTree(At("a"), nullptr), nullptr);
 }
 
-TEST_F(ChildrenTest, ModeNodeAndItsInstancesInOrderOfCreation) {
+TEST_F(SiblingsTest, ModeNodeAndItsInstancesInOrderOfCreation) {
   Register("a.x");
   Register("a.b.{i}.k");
   for (const nc_int64 id : {5, 3, 9}) Create(At("a"), "b", id);
@@ -174,7 +174,7 @@ TEST_F(ChildrenTest, ModeNodeAndItsInstancesInOrderOfCreation) {
   EXPECT_THAT(Describe(Named(&At("a")->sub_lst, "x")), ElementsAre("a.x:leaf"));
 }
 
-TEST_F(ChildrenTest, SchemaOfAListIsFoundWithoutItsEntries) {
+TEST_F(SiblingsTest, SchemaOfAListIsFoundWithoutItsEntries) {
   Register("a.b.{i}.k");
   for (nc_int64 id = 1; id <= 20; ++id) Create(At("a"), "b", id);
   std::vector<Node*> visited;
@@ -183,7 +183,7 @@ TEST_F(ChildrenTest, SchemaOfAListIsFoundWithoutItsEntries) {
   EXPECT_THAT(SchemaNamed(&At("a")->sub_lst, "missing"), IsEmpty());
 }
 
-TEST_F(ChildrenTest, WalkOverOneListNeverMeetsAnother) {
+TEST_F(SiblingsTest, WalkOverOneListNeverMeetsAnother) {
   Register("a.first.{i}.k");
   Register("a.second.{i}.k");
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
@@ -210,7 +210,7 @@ TEST_F(ChildrenTest, WalkOverOneListNeverMeetsAnother) {
   }
 }
 
-TEST_F(ChildrenTest, WalkOverANestedListNeverMeetsAnother) {
+TEST_F(SiblingsTest, WalkOverANestedListNeverMeetsAnother) {
   Register("a.b.{i}.first.{i}.k");
   Register("a.b.{i}.second.{i}.k");
   Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
@@ -232,7 +232,7 @@ TEST_F(ChildrenTest, WalkOverANestedListNeverMeetsAnother) {
   }
 }
 
-TEST_F(ChildrenTest, HashedListsAreChainedToo) {
+TEST_F(SiblingsTest, HashedListsAreChainedToo) {
   Register("a.first.{i}.k");
   Register("a.h.{i}.k");
   Hash(At("a.h"));
@@ -247,7 +247,7 @@ TEST_F(ChildrenTest, HashedListsAreChainedToo) {
   EXPECT_EQ(should_be.size(), 51U);
 }
 
-TEST_F(ChildrenTest, BodyMayAppend) {
+TEST_F(SiblingsTest, BodyMayAppend) {
   Register("a.b.{i}.k");
   Create(At("a"), "b", 1);
   int visited = 0;
@@ -260,7 +260,7 @@ TEST_F(ChildrenTest, BodyMayAppend) {
 
 // ---- The index ----
 
-TEST_F(ChildrenTest, IndexComesWithTheSeventeenthChild) {
+TEST_F(SiblingsTest, IndexComesWithTheSeventeenthChild) {
   for (int i = 0; i < 16; ++i) Register("a.x" + std::to_string(i));
   ExpectAllLikeWalk();
   EXPECT_FALSE(HasIndex(At("a")));
@@ -270,7 +270,7 @@ TEST_F(ChildrenTest, IndexComesWithTheSeventeenthChild) {
   EXPECT_EQ(At("a")->name_index->children, 17U);
 }
 
-TEST_F(ChildrenTest, IndexOfManyNames) {
+TEST_F(SiblingsTest, IndexOfManyNames) {
   for (int i = 0; i < 500; ++i) Register("a.x" + std::to_string(i));
   ASSERT_TRUE(HasIndex(At("a")));
   ExpectAllLikeWalk();
@@ -286,7 +286,7 @@ TEST_F(ChildrenTest, IndexOfManyNames) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, IndexFollowsInstancesAndTheirTrees) {
+TEST_F(SiblingsTest, IndexFollowsInstancesAndTheirTrees) {
   for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
   Register("a.b.{i}.k");
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
@@ -310,7 +310,7 @@ TEST_F(ChildrenTest, IndexFollowsInstancesAndTheirTrees) {
   }
 }
 
-TEST_F(ChildrenTest, NodesLinkedByHandAtEitherEndAreFound) {
+TEST_F(SiblingsTest, NodesLinkedByHandAtEitherEndAreFound) {
   for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
   Register("a.b.{i}.k");
   Create(At("a"), "b", 1);
@@ -329,7 +329,7 @@ TEST_F(ChildrenTest, NodesLinkedByHandAtEitherEndAreFound) {
               ElementsAre("a.b.4:entry", "a.b:list", "a.b.1:entry", "a.b.2:entry", "a.b.3:entry"));
 }
 
-TEST_F(ChildrenTest, InstanceTreesMadeElsewhere) {
+TEST_F(SiblingsTest, InstanceTreesMadeElsewhere) {
   for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
   ExpectAllLikeWalk();
   ASSERT_TRUE(HasIndex(At("a")));
@@ -342,7 +342,7 @@ TEST_F(ChildrenTest, InstanceTreesMadeElsewhere) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, InstancesOutliveTheirTree) {
+TEST_F(SiblingsTest, InstancesOutliveTheirTree) {
   Register("a.b.{i}.k");
   for (nc_int64 id = 1; id <= 4; ++id) Create(At("a"), "b", id);
   Tree* tree = TreeOf(At("a"), "b");
@@ -363,7 +363,7 @@ TEST_F(ChildrenTest, InstancesOutliveTheirTree) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, TopLevel) {
+TEST_F(SiblingsTest, TopLevel) {
   for (int i = 0; i < 300; ++i) Register("r" + std::to_string(i) + ".x");
   ExpectAllLikeWalk();
   nc_dm_agent_unreg_nodes(At("r7"));
@@ -379,7 +379,7 @@ TEST_F(ChildrenTest, TopLevel) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, ListsThatAreNoNodes) {
+TEST_F(SiblingsTest, ListsThatAreNoNodes) {
   list_head list;
   nc::InitList(&list);
   std::vector<Node*> nodes;
@@ -394,7 +394,7 @@ TEST_F(ChildrenTest, ListsThatAreNoNodes) {
   }
 }
 
-TEST_F(ChildrenTest, ChildWithoutName) {
+TEST_F(SiblingsTest, ChildWithoutName) {
   for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
   Node* node = AddHandMade(At("a"), "", NC_DM_NODE_TYPE_LEAF);
   free(node->node_name);
@@ -408,7 +408,7 @@ TEST_F(ChildrenTest, ChildWithoutName) {
 
 // ---- Chains that cannot stand for the list ----
 
-TEST_F(ChildrenTest, NumberedEntryBesideAList) {
+TEST_F(SiblingsTest, NumberedEntryBesideAList) {
   Register("a.b.{i}.k");
   Create(At("a"), "b", 1);
   Register("a.b.5.k");
@@ -418,7 +418,7 @@ TEST_F(ChildrenTest, NumberedEntryBesideAList) {
               ElementsAre("a.b:list", "a.b.1:entry", "a.b.5:entry", "a.b.2:entry"));
 }
 
-TEST_F(ChildrenTest, NumberedEntryBeforeTheFirstElement) {
+TEST_F(SiblingsTest, NumberedEntryBeforeTheFirstElement) {
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
   Register("a.ll.5.k");
   Create(At("a"), "ll", 1);
@@ -426,7 +426,7 @@ TEST_F(ChildrenTest, NumberedEntryBeforeTheFirstElement) {
   EXPECT_EQ(Named(&At("a")->sub_lst, "ll").size(), 3U);
 }
 
-TEST_F(ChildrenTest, SameIdTwice) {
+TEST_F(SiblingsTest, SameIdTwice) {
   Register("a.b.{i}.k");
   Node* first = Create(At("a"), "b", 5);
   Create(At("a"), "b", 6);
@@ -439,7 +439,7 @@ TEST_F(ChildrenTest, SameIdTwice) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, ModeNodeRemovedAndRegisteredAnew) {
+TEST_F(SiblingsTest, ModeNodeRemovedAndRegisteredAnew) {
   Register("a.x");
   Register("a.b.{i}.k");
   Create(At("a"), "b", 1);
@@ -455,7 +455,7 @@ TEST_F(ChildrenTest, ModeNodeRemovedAndRegisteredAnew) {
               ElementsAre("a.b.1:entry", "a.b:list", "a.b.2:entry"));
 }
 
-TEST_F(ChildrenTest, ListRemovedWithAllAndRegisteredAnewIsWholeAgain) {
+TEST_F(SiblingsTest, ListRemovedWithAllAndRegisteredAnewIsWholeAgain) {
   Register("a.x");
   Register("a.b.{i}.k");
   Create(At("a"), "b", 1);
@@ -467,7 +467,7 @@ TEST_F(ChildrenTest, ListRemovedWithAllAndRegisteredAnewIsWholeAgain) {
   EXPECT_EQ(At("a.b")->next_same, At("a.b.1"));
 }
 
-TEST_F(ChildrenTest, TwoLeafListsOfOneName) {
+TEST_F(SiblingsTest, TwoLeafListsOfOneName) {
   Register("a.x");
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
   Create(At("a"), "ll", 1);
@@ -488,7 +488,7 @@ TEST_F(ChildrenTest, TwoLeafListsOfOneName) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, InstanceWhoseKindWasSpoilt) {
+TEST_F(SiblingsTest, InstanceWhoseKindWasSpoilt) {
   Register("a.b.{i}.k");
   for (nc_int64 id = 1; id <= 3; ++id) Create(At("a"), "b", id);
   for (nc_int64 id = 1; id <= 3; ++id) {
@@ -499,7 +499,7 @@ TEST_F(ChildrenTest, InstanceWhoseKindWasSpoilt) {
   }
 }
 
-TEST_F(ChildrenTest, LeafBehindTheInstancesOfAnEntry) {
+TEST_F(SiblingsTest, LeafBehindTheInstancesOfAnEntry) {
   Register("a.b.{i}.c.{i}.k");
   Node* entry = Create(At("a"), "b", 1);
   Create(entry, "c", 1);
@@ -512,7 +512,7 @@ TEST_F(ChildrenTest, LeafBehindTheInstancesOfAnEntry) {
   EXPECT_EQ(nc::FindSchemaChild(&entry->sub_lst, "later"), At("a.b.1.later"));
 }
 
-TEST_F(ChildrenTest, LeavesOfOneNameInAnEntry) {
+TEST_F(SiblingsTest, LeavesOfOneNameInAnEntry) {
   Register("a.b.{i}.k");
   Register("a.b.{i}.l");
   Node* entry = Create(At("a"), "b", 1);
@@ -524,7 +524,7 @@ TEST_F(ChildrenTest, LeavesOfOneNameInAnEntry) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, LeavesOfOneNameInTheListsSchema) {
+TEST_F(SiblingsTest, LeavesOfOneNameInTheListsSchema) {
   Register("a.b.{i}.k");
   Register("a.b.{i}.c.l");
   for (const char* parent : {"a.b", "a.b.c"}) {
@@ -544,7 +544,7 @@ TEST_F(ChildrenTest, LeavesOfOneNameInTheListsSchema) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, HandMadeLeavesOfOneNameInTheListsSchema) {
+TEST_F(SiblingsTest, HandMadeLeavesOfOneNameInTheListsSchema) {
   Register("a.b.{i}.k");
   AddHandMade(At("a.b"), "k", NC_DM_NODE_TYPE_LEAF);
   Node* entry = Create(At("a"), "b", 1);
@@ -552,7 +552,7 @@ TEST_F(ChildrenTest, HandMadeLeavesOfOneNameInTheListsSchema) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, HandMadeNodesInAnEntry) {
+TEST_F(SiblingsTest, HandMadeNodesInAnEntry) {
   Register("a.b.{i}.c.{i}.k");
   Node* entry = Create(At("a"), "b", 1);
   for (nc_int64 id = 1; id <= 20; ++id) Create(entry, "c", id);
@@ -563,7 +563,7 @@ TEST_F(ChildrenTest, HandMadeNodesInAnEntry) {
   EXPECT_EQ(nc::FindSchemaChild(&entry->sub_lst, "hand"), At("a.b.1.hand"));
 }
 
-TEST_F(ChildrenTest, HandMadeTree) {
+TEST_F(SiblingsTest, HandMadeTree) {
   Node* a = AddHandMade(nullptr, "a", NC_DM_NODE_TYPE_SINGLE_OBJECT);
   Node* b = AddHandMade(a, "b", NC_DM_NODE_TYPE_MULT_MODE);
   AddHandMade(b, "k", NC_DM_NODE_TYPE_LEAF);
@@ -577,7 +577,7 @@ TEST_F(ChildrenTest, HandMadeTree) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, LeafListRegisteredWithANumberOfItsOwn) {
+TEST_F(SiblingsTest, LeafListRegisteredWithANumberOfItsOwn) {
   Register("a.ll.3", NC_DM_FLAG_LEAF_LIST);
   Create(At("a"), "ll", 3);
   ExpectAllLikeWalk();
@@ -586,7 +586,7 @@ TEST_F(ChildrenTest, LeafListRegisteredWithANumberOfItsOwn) {
 // ---- Nodes of the application ----
 
 // Whatever is done to them by hand, they neither stay to be found nor hide what is there.
-TEST_F(ChildrenTest, AnApplicationsNodeInTheMiddleIsUnlinkedRenamedMovedAndFreed) {
+TEST_F(SiblingsTest, AnApplicationsNodeInTheMiddleIsUnlinkedRenamedMovedAndFreed) {
   for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
   Register("a.b.{i}.k");
   Register("z.q");
@@ -618,7 +618,7 @@ TEST_F(ChildrenTest, AnApplicationsNodeInTheMiddleIsUnlinkedRenamedMovedAndFreed
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, AnApplicationsModeNodeMayGoBeforeItsInstances) {
+TEST_F(SiblingsTest, AnApplicationsModeNodeMayGoBeforeItsInstances) {
   Register("a.x");
   Node* mode = AddHandMade(At("a"), "b", NC_DM_NODE_TYPE_MULT_MODE);
   Create(At("a"), "b", 1);
@@ -631,7 +631,7 @@ TEST_F(ChildrenTest, AnApplicationsModeNodeMayGoBeforeItsInstances) {
 }
 
 // A record of the application's may have its name anywhere, also right behind it.
-TEST_F(ChildrenTest, ANodeOnTheStackWithItsNameBehindItIsTheApplications) {
+TEST_F(SiblingsTest, ANodeOnTheStackWithItsNameBehindItIsTheApplications) {
   struct {
     Node node;
     char name[NC_DM_MAX_NAME_LEN + 1];
@@ -658,7 +658,7 @@ TEST_F(ChildrenTest, ANodeOnTheStackWithItsNameBehindItIsTheApplications) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, AListIsChainedAgainOnceItWasEmptied) {
+TEST_F(SiblingsTest, AListIsChainedAgainOnceItWasEmptied) {
   Register("a.x");
   Node* own = AddHandMade(At("a"), "own", NC_DM_NODE_TYPE_LEAF);
   Register("a.y");
@@ -676,7 +676,7 @@ TEST_F(ChildrenTest, AListIsChainedAgainOnceItWasEmptied) {
 
 // ---- Short memory ----
 
-TEST_F(ChildrenTest, NoMemoryForTheIndex) {
+TEST_F(SiblingsTest, NoMemoryForTheIndex) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   for (int i = 0; i < 40; ++i) Register("a.b.{i}.x" + std::to_string(i));
   for (int i = 0; i < 40; ++i) Register("a.b.{i}.o.x" + std::to_string(i));
@@ -697,7 +697,7 @@ TEST_F(ChildrenTest, NoMemoryForTheIndex) {
   ExpectAllLikeWalk();
 }
 
-TEST_F(ChildrenTest, NoMemoryForAnotherName) {
+TEST_F(SiblingsTest, NoMemoryForAnotherName) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   for (int i = 0; i < 32; ++i) Register("a.x" + std::to_string(i));
   Node* a = At("a");
@@ -719,7 +719,7 @@ TEST_F(ChildrenTest, NoMemoryForAnotherName) {
 
 // ---- Chance ----
 
-class RandomChildrenTest : public RandomTreeTest {
+class RandomSiblingsTest : public RandomTreeTest {
  protected:
   void Run() {
     for (int i = 0; i < 300 && !HasFailure(); ++i) {
@@ -729,14 +729,14 @@ class RandomChildrenTest : public RandomTreeTest {
   }
 };
 
-TEST_P(RandomChildrenTest, AgreeWithPlainWalks) { Run(); }
+TEST_P(RandomSiblingsTest, AgreeWithPlainWalks) { Run(); }
 
-TEST_P(RandomChildrenTest, AgreeAmongHandMadeNodes) {
+TEST_P(RandomSiblingsTest, AgreeAmongHandMadeNodes) {
   hand_made_ = true;
   Run();
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomChildrenTest, testing::Range(1U, 13U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomSiblingsTest, testing::Range(1U, 13U));
 
 }  // namespace
 }  // namespace ncdm_test

@@ -1,6 +1,6 @@
 // What the tests of FILTER and GETID have in common: an application with a list, and the answers.
-#ifndef TESTS_NETCONF_DM_AGENT_QUERY_FIXTURE_H_
-#define TESTS_NETCONF_DM_AGENT_QUERY_FIXTURE_H_
+#ifndef TESTS_NETCONF_DM_AGENT_REQUEST_FIXTURE_H_
+#define TESTS_NETCONF_DM_AGENT_REQUEST_FIXTURE_H_
 
 #include <thread>
 
@@ -11,7 +11,7 @@ namespace ncdm_test {
 
 // The application has net.vrf.{i} with the entries 1, 2 and 3, whose `name` and `zone` a test
 // gives, and the leaf sys.host.
-class QueryTest : public AgentTest {
+class RequestTest : public AgentTest {
  protected:
   void SetUp() override {
     InitWithPeer();
@@ -80,7 +80,7 @@ class QueryTest : public AgentTest {
     }
     EXPECT_EQ(segments.back().head.len, 4);
     EXPECT_EQ(segments.back().head.flag, 0);
-    EXPECT_EQ(BodyReader(segments.back()).Int32(), NC_DM_PKT_TYPE_END);
+    EXPECT_EQ(BodyReader(segments.back().body).Int32(), NC_DM_PKT_TYPE_END);
     EXPECT_TRUE(peer().IsQuiet());
     segments.pop_back();
     return segments;
@@ -91,7 +91,7 @@ class QueryTest : public AgentTest {
     Values values;
     for (const Frame& frame :
          TakeAnswer(nc_dm_agent_send_filter_rsp_lst, NC_DM_MSG_TYPE_FILTER_RSP, sid)) {
-      BodyReader body(frame);
+      BodyReader body(frame.body);
       EXPECT_EQ(body.Int32(), NC_DM_PKT_TYPE_SEGMENT);
       for (int i = 0; i < frame.head.entry_cnt; i++) {
         std::string name = body.Text();
@@ -107,7 +107,7 @@ class QueryTest : public AgentTest {
     for (const Frame& frame :
          TakeAnswer(nc_dm_agent_send_getid_rsp_lst, NC_DM_MSG_TYPE_GETID_RSP, sid)) {
       EXPECT_EQ(frame.head.flag, NC_DM_MSG_FLAG_IDS);
-      BodyReader body(frame);
+      BodyReader body(frame.body);
       EXPECT_EQ(body.Int32(), NC_DM_PKT_TYPE_SEGMENT);
       for (int i = 0; i < frame.head.entry_cnt; i++) {
         Ids ids(static_cast<size_t>(body.Int32()));
@@ -129,4 +129,4 @@ class QueryTest : public AgentTest {
 
 }  // namespace ncdm_test
 
-#endif  // TESTS_NETCONF_DM_AGENT_QUERY_FIXTURE_H_
+#endif  // TESTS_NETCONF_DM_AGENT_REQUEST_FIXTURE_H_
