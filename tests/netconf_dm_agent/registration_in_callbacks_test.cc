@@ -1,10 +1,9 @@
 // Registration calls that the application makes in the middle of a request, from its callbacks.
 
-#include <thread>
-
 #include "agent_fixture.h"
 #include "support/model_app.h"
 #include "support/pending_records.h"
+#include "support/tree_lock.h"
 
 namespace ncdm_test {
 namespace {
@@ -130,15 +129,6 @@ class RegistrationInCallbacksTest : public AgentTest, public testing::WithParamI
   static int RunRegistrations() {
     nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
     return platform().RunNext(nc_dm_agent_reg_handler);
-  }
-
-  static bool IsTreeFree() {
-    bool is_free = false;
-    std::thread([&] {
-      is_free = pthread_mutex_trylock(&g_nc_agent_dm.dm_mutex) == 0;
-      if (is_free) pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
-    }).join();
-    return is_free;
   }
 
   std::optional<ModelApp> app_;

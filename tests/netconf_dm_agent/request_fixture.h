@@ -2,10 +2,9 @@
 #ifndef TESTS_NETCONF_DM_AGENT_REQUEST_FIXTURE_H_
 #define TESTS_NETCONF_DM_AGENT_REQUEST_FIXTURE_H_
 
-#include <thread>
-
 #include "agent_fixture.h"
 #include "support/model_app.h"
+#include "support/tree_lock.h"
 
 namespace ncdm_test {
 
@@ -43,16 +42,6 @@ class RequestTest : public AgentTest {
       WriteText(call.buffer, texts.at(static_cast<size_t>(call.ids[0] - 1)));
       return 0;
     });
-  }
-
-  // Can another thread have the tree.
-  static bool IsTreeFree() {
-    bool is_free = false;
-    std::thread([&] {
-      is_free = pthread_mutex_trylock(&g_nc_agent_dm.dm_mutex) == 0;
-      if (is_free) pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
-    }).join();
-    return is_free;
   }
 
   static size_t CollectedFilters() {

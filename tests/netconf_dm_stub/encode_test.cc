@@ -9,6 +9,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "support/debug_mask.h"
+#include "support/host_bytes.h"
 #include "support/log_lines.h"
 
 namespace {
@@ -19,14 +20,22 @@ using ncdm_test::PacketLines;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// The digits that an integer has here, from those with the least significant byte first.
+std::string Int(const std::string& digits) { return ncdm_test::HostIntDigits(digits); }
+
 // An outgoing message in the buffer of its sender.
 class EncodeTest : public testing::Test {
  protected:
   void SetUp() override { message_ = nc_dm_agent_init_out_msg(buffer_, sizeof(buffer_)); }
 
-  // Head and body in hexadecimal, four bytes a group for the head.
-  std::string Head() const { return Hex(0, 24, 4); }
-  std::string BodyBytes() const { return Hex(24, static_cast<size_t>(message_->head.len), 1000); }
+  // Head and body in hexadecimal; the head field by field, each with its least significant byte
+  // first.
+  std::string Head() const {
+    std::string text;
+    for (size_t at = 0; at < 24; at += 4) text += (at > 0 ? " " : "") + Int(Hex(at, 4));
+    return text;
+  }
+  std::string BodyBytes() const { return Hex(24, static_cast<size_t>(message_->head.len)); }
   // Is the buffer behind the body still zero, but for the terminator of a text that ends it.
   bool ClearBehindBody() const {
     for (size_t i = 24 + static_cast<size_t>(message_->head.len); i < sizeof(buffer_); ++i) {
@@ -35,10 +44,9 @@ class EncodeTest : public testing::Test {
     return true;
   }
 
-  std::string Hex(size_t begin, size_t size, size_t group) const {
+  std::string Hex(size_t begin, size_t size) const {
     std::string text;
     for (size_t i = 0; i < size; ++i) {
-      if (i > 0 && i % group == 0) text += ' ';
       char digits[3];
       snprintf(digits, sizeof(digits), "%02x",
                static_cast<unsigned>(static_cast<unsigned char>(buffer_[begin + i])));
@@ -72,10 +80,7 @@ TEST_F(EncodeTest, ClientName) {
   nc_dm_stub_reg_t reg = Registration(128, kEth0);
   EXPECT_EQ(nc_dm_agent_encode_reg_name(message_, &reg), 0);
   EXPECT_EQ(Head(), "04000000 00000000 01000000 00000000 00000000 0c000000");
-  EXPECT_EQ(BodyBytes(),
-            "80000000"
-            "04000000"
-            "65746830");
+  EXPECT_EQ(BodyBytes(), Int("80000000") + Int("04000000") + "65746830");
   EXPECT_TRUE(ClearBehindBody());
 }
 
@@ -83,26 +88,21 @@ TEST_F(EncodeTest, ClientWithoutName) {
   nc_dm_stub_reg_t reg = Registration(0, nullptr);
   EXPECT_EQ(nc_dm_agent_encode_reg_name(message_, &reg), 0);
   EXPECT_EQ(Head(), "04000000 00000000 00000000 00000000 00000000 04000000");
-  EXPECT_EQ(BodyBytes(), "00000000");
+  EXPECT_EQ(BodyBytes(), Int("00000000"));
 }
 
 TEST_F(EncodeTest, EmptyNameIsPresent) {
   nc_dm_stub_reg_t reg = Registration(0, kEmpty);
   EXPECT_EQ(nc_dm_agent_encode_reg_name(message_, &reg), 0);
   EXPECT_EQ(Head(), "04000000 00000000 01000000 00000000 00000000 08000000");
-  EXPECT_EQ(BodyBytes(),
-            "00000000"
-            "00000000");
+  EXPECT_EQ(BodyBytes(), Int("00000000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, Path) {
   nc_dm_stub_reg_t reg = Registration(18, kPath);
   EXPECT_EQ(nc_dm_agent_encode_reg(message_, &reg), 0);
   EXPECT_EQ(Head(), "02000000 00000000 01000000 00000000 00000000 0b000000");
-  EXPECT_EQ(BodyBytes(),
-            "12000000"
-            "03000000"
-            "612e62");
+  EXPECT_EQ(BodyBytes(), Int("12000000") + Int("03000000") + "612e62");
 }
 
 TEST_F(EncodeTest, NoPath) {
@@ -115,10 +115,7 @@ TEST_F(EncodeTest, PathToForget) {
   nc_dm_stub_reg_t reg = Registration(-1, kPath);
   EXPECT_EQ(nc_dm_agent_encode_unreg(message_, &reg), 0);
   EXPECT_EQ(Head(), "09000000 00000000 01000000 00000000 00000000 0b000000");
-  EXPECT_EQ(BodyBytes(),
-            "ffffffff"
-            "03000000"
-            "612e62");
+  EXPECT_EQ(BodyBytes(), Int("ffffffff") + Int("03000000") + "612e62");
 }
 
 TEST_F(EncodeTest, CallersSidIsKept) {
@@ -136,21 +133,14 @@ TEST_F(EncodeTest, YangAttribute) {
   EXPECT_EQ(nc_dm_agent_encode_reg_yang_attr(message_, &attr), 0);
   EXPECT_EQ(Head(), "06000000 00000000 00000000 00000000 00000000 13000000");
   EXPECT_EQ(BodyBytes(),
-            "01000000"
-            "04000000"
-            "65746830"
-            "03000000"
-            "612e62");
+            Int("01000000") + Int("04000000") + "65746830" + Int("03000000") + "612e62");
 }
 
 TEST_F(EncodeTest, YangAttributeWithoutTexts) {
   nc_dm_yang_attr_t attr = {};
   EXPECT_EQ(nc_dm_agent_encode_reg_yang_attr(message_, &attr), 0);
   EXPECT_EQ(Head(), "06000000 00000000 00000000 00000000 00000000 0c000000");
-  EXPECT_EQ(BodyBytes(),
-            "00000000"
-            "00000000"
-            "00000000");
+  EXPECT_EQ(BodyBytes(), Int("00000000") + Int("00000000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, UnknownYangAttributeIsRefused) {
@@ -178,10 +168,7 @@ TEST_F(EncodeTest, Fault) {
   snprintf(fault.path, sizeof(fault.path), "a.b");
   EXPECT_EQ(nc_dm_agent_encode_fault(message_, &fault), 0);
   EXPECT_EQ(Head(), "01000000 00000000 00000000 00000000 00000000 0b000000");
-  EXPECT_EQ(BodyBytes(),
-            "f9ffffff"
-            "03000000"
-            "612e62");
+  EXPECT_EQ(BodyBytes(), Int("f9ffffff") + Int("03000000") + "612e62");
 }
 
 TEST_F(EncodeTest, FaultCodeIsAnyNumber) {
@@ -189,16 +176,14 @@ TEST_F(EncodeTest, FaultCodeIsAnyNumber) {
   nc_dm_fault_t fault = {};
   memcpy(&fault.fault_code, &code, sizeof(code));
   EXPECT_EQ(nc_dm_agent_encode_fault(message_, &fault), 0);
-  EXPECT_EQ(BodyBytes(), "e803000000000000");
+  EXPECT_EQ(BodyBytes(), Int("e8030000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, FaultWithoutAPathHasAnEmptyOne) {
   nc_dm_fault_t fault = {};
   EXPECT_EQ(nc_dm_agent_encode_fault(message_, &fault), 0);
   EXPECT_EQ(Head(), "01000000 00000000 00000000 00000000 00000000 08000000");
-  EXPECT_EQ(BodyBytes(),
-            "00000000"
-            "00000000");
+  EXPECT_EQ(BodyBytes(), Int("00000000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, FaultPathEndsAt256) {
@@ -217,10 +202,7 @@ TEST_F(EncodeTest, EditAnswer) {
   nc_dm_stub_edit_rsp_t rsp = {.pkt_type = 3, .inst = 0x0102030405060708, .status = -7};
   EXPECT_EQ(nc_dm_agent_encode_edit_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "0e000000 00000000 00000000 00000000 00000000 10000000");
-  EXPECT_EQ(BodyBytes(),
-            "03000000"
-            "0807060504030201"
-            "f9ffffff");
+  EXPECT_EQ(BodyBytes(), Int("03000000") + Int("0807060504030201") + Int("f9ffffff"));
 }
 
 TEST_F(EncodeTest, EditAnswerIsTraced) {
@@ -234,11 +216,7 @@ TEST_F(EncodeTest, FilterAnswer) {
   EXPECT_EQ(nc_dm_agent_encode_filter_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "12000000 00000000 03000000 00000000 00000000 13000000");
   EXPECT_EQ(BodyBytes(),
-            "09000000"
-            "03000000"
-            "612e62"
-            "04000000"
-            "65746830");
+            Int("09000000") + Int("03000000") + "612e62" + Int("04000000") + "65746830");
   EXPECT_THAT(PacketLines(), ElementsAre("dm_name:a.b.\n", "dm_value:eth0.\n"));
 }
 
@@ -246,32 +224,27 @@ TEST_F(EncodeTest, FilterAnswerWithOneOfBoth) {
   nc_dm_stub_filter_rsp_t rsp = {.pkt_type = 9, .name = kPath, .val = nullptr};
   EXPECT_EQ(nc_dm_agent_encode_filter_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "12000000 00000000 01000000 00000000 00000000 0b000000");
-  EXPECT_EQ(BodyBytes(),
-            "09000000"
-            "03000000"
-            "612e62");
+  EXPECT_EQ(BodyBytes(), Int("09000000") + Int("03000000") + "612e62");
 
   SetUp();
   rsp = {.pkt_type = 9, .name = nullptr, .val = kEmpty};
   EXPECT_EQ(nc_dm_agent_encode_filter_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "12000000 00000000 02000000 00000000 00000000 08000000");
-  EXPECT_EQ(BodyBytes(),
-            "09000000"
-            "00000000");
+  EXPECT_EQ(BodyBytes(), Int("09000000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, ClosingAnswersAreThePacketTypeAlone) {
   nc_dm_stub_filter_rsp_t filter = {.pkt_type = 10, .name = nullptr, .val = nullptr};
   EXPECT_EQ(nc_dm_agent_encode_filter_rsp(message_, &filter), 0);
   EXPECT_EQ(Head(), "12000000 00000000 00000000 00000000 00000000 04000000");
-  EXPECT_EQ(BodyBytes(), "0a000000");
+  EXPECT_EQ(BodyBytes(), Int("0a000000"));
   EXPECT_THAT(PacketLines(), IsEmpty());
 
   SetUp();
   nc_dm_stub_getid_rsp_t getid = {.pkt_type = 10, .id_array_list = nullptr};
   EXPECT_EQ(nc_dm_agent_encode_getid_rsp(message_, &getid), 0);
   EXPECT_EQ(Head(), "18000000 00000000 00000000 00000000 00000000 04000000");
-  EXPECT_EQ(BodyBytes(), "0a000000");
+  EXPECT_EQ(BodyBytes(), Int("0a000000"));
 }
 
 // A list of id arrays on the stack.
@@ -304,15 +277,9 @@ TEST_F(EncodeTest, GetidAnswer) {
   nc_dm_stub_getid_rsp_t rsp = {.pkt_type = 9, .id_array_list = &arrays.list};
   EXPECT_EQ(nc_dm_agent_encode_getid_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "18000000 00000000 04000000 00000000 00000000 2c000000");
-  EXPECT_EQ(BodyBytes(),
-            "09000000"
-            "03000000"
-            "02000000"
-            "0100000000000000"
-            "feffffffffffffff"
-            "00000000"
-            "01000000"
-            "0300000000000000");
+  EXPECT_EQ(BodyBytes(), Int("09000000") + Int("03000000") + Int("02000000") +
+                             Int("0100000000000000") + Int("feffffffffffffff") + Int("00000000") +
+                             Int("01000000") + Int("0300000000000000"));
 }
 
 TEST_F(EncodeTest, GetidAnswerWithAnEmptyList) {
@@ -320,9 +287,7 @@ TEST_F(EncodeTest, GetidAnswerWithAnEmptyList) {
   nc_dm_stub_getid_rsp_t rsp = {.pkt_type = 9, .id_array_list = &arrays.list};
   EXPECT_EQ(nc_dm_agent_encode_getid_rsp(message_, &rsp), 0);
   EXPECT_EQ(Head(), "18000000 00000000 04000000 00000000 00000000 08000000");
-  EXPECT_EQ(BodyBytes(),
-            "09000000"
-            "00000000");
+  EXPECT_EQ(BodyBytes(), Int("09000000") + Int("00000000"));
 }
 
 TEST_F(EncodeTest, GetidAnswerTakesNoMoreIdsThanAnArrayHas) {

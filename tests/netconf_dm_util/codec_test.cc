@@ -9,6 +9,7 @@
 
 #include "support/debug_mask.h"
 #include "support/failing_alloc.h"
+#include "support/host_bytes.h"
 #include "support/log_lines.h"
 
 namespace {
@@ -16,6 +17,7 @@ namespace {
 using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
 using ncdm_test::FailingAlloc;
+using ncdm_test::HostInt;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -49,7 +51,7 @@ TEST_F(CodecTest, Int32IsCopiedAsItStandsInMemory) {
   int offset = 2;
   nc_dm_put_int32(buf, &offset, 0x01020304);
   EXPECT_EQ(offset, 6);
-  EXPECT_EQ(std::string(buf, 8), "..\4\3\2\1..");
+  EXPECT_EQ(std::string(buf, 8), ".." + HostInt("\4\3\2\1") + "..");
 }
 
 TEST_F(CodecTest, Int64IsCopiedAsItStandsInMemory) {
@@ -57,7 +59,7 @@ TEST_F(CodecTest, Int64IsCopiedAsItStandsInMemory) {
   int offset = 1;
   nc_dm_put_int64(buf, &offset, -2);
   EXPECT_EQ(offset, 9);
-  EXPECT_EQ(std::string(buf, 10), ".\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF.");
+  EXPECT_EQ(std::string(buf, 10), "." + HostInt("\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF") + ".");
 }
 
 TEST_F(CodecTest, StringStandsBehindItsLengthAndTheNextFieldBehindIt) {
@@ -67,9 +69,9 @@ TEST_F(CodecTest, StringStandsBehindItsLengthAndTheNextFieldBehindIt) {
   int offset = 0;
   nc_dm_lv_str(buf, &offset, text, 4);
   EXPECT_EQ(offset, 8);
-  EXPECT_EQ(std::string(buf, 10), "\4\0\0\0eth0\0."s);
+  EXPECT_EQ(std::string(buf, 10), HostInt("\4\0\0\0"s) + "eth0\0."s);
   nc_dm_put_int32(buf, &offset, 7);
-  EXPECT_EQ(std::string(buf, 13), "\4\0\0\0eth0\7\0\0\0."s);
+  EXPECT_EQ(std::string(buf, 13), HostInt("\4\0\0\0"s) + "eth0" + HostInt("\7\0\0\0"s) + ".");
 }
 
 TEST_F(CodecTest, EmptyStringIsALengthOfZero) {
@@ -87,7 +89,7 @@ TEST_F(CodecTest, StringLongerThanAnnouncedIsCutAndStaysConsistent) {
   int offset = 0;
   nc_dm_lv_str(buf, &offset, text, 3);
   EXPECT_EQ(offset, 7);
-  EXPECT_EQ(std::string(buf, 8), "\3\0\0\0eth\0"s);
+  EXPECT_EQ(std::string(buf, 8), HostInt("\3\0\0\0"s) + "eth\0"s);
 }
 
 TEST_F(CodecTest, NullStringAndNegativeLengthAreEmpty) {
@@ -101,7 +103,7 @@ TEST_F(CodecTest, NullStringAndNegativeLengthAreEmpty) {
 }
 
 TEST_F(CodecTest, Int32EndsExactlyAtTheBodysEnd) {
-  char* body = Body("..\4\3\2\1");
+  char* body = Body(".." + HostInt("\4\3\2\1"));
   nc_int32 value = 0;
   nc_int32 position = 2;
   EXPECT_EQ(nc_dm_decode_int32(&value, &position, body, 6), 0);
@@ -179,7 +181,7 @@ TEST_F(CodecTest, BareStringThatDoesNotFitIsRefused) {
 }
 
 TEST_F(CodecTest, LengthPrefixedStringEndsExactlyAtTheBodysEnd) {
-  char* body = Body("\4\0\0\0eth0"s);
+  char* body = Body(HostInt("\4\0\0\0"s) + "eth0");
   char* text = nullptr;
   nc_int32 position = 0;
   ASSERT_EQ(nc_dm_decode_lv(&text, &position, body, length()), 0);
@@ -189,7 +191,7 @@ TEST_F(CodecTest, LengthPrefixedStringEndsExactlyAtTheBodysEnd) {
 }
 
 TEST_F(CodecTest, LengthPrefixedStringOneByteBeyondTheBodyIsRefusedBehindItsLength) {
-  char* body = Body("\5\0\0\0eth0"s);
+  char* body = Body(HostInt("\5\0\0\0"s) + "eth0");
   char* text = nullptr;
   nc_int32 position = 0;
   EXPECT_EQ(nc_dm_decode_lv(&text, &position, body, length()), -1);
@@ -222,7 +224,7 @@ TEST_F(CodecTest, LengthsThatNoBodyHasAreRefused) {
   for (const auto& [bytes, end] :
        {std::pair("\xFF\xFF\xFF\xFF"s, 3), std::pair("\xFF\xFF\xFF\x7F"s, INT_MAX),
         std::pair("\0\0\0\x80"s, INT_MIN + 4)}) {
-    char* body = Body(bytes + "eth0");
+    char* body = Body(HostInt(bytes) + "eth0");
     char* text = nullptr;
     nc_int32 position = 0;
     ncdm_test::LogCapture::Get().Clear();
@@ -235,7 +237,7 @@ TEST_F(CodecTest, LengthsThatNoBodyHasAreRefused) {
 
 TEST_F(CodecTest, StringWithoutMemoryIsRefused) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  char* body = Body("\4\0\0\0eth0"s);
+  char* body = Body(HostInt("\4\0\0\0"s) + "eth0");
   char* text = nullptr;
   nc_int32 position = 0;
   int result = 0;
@@ -250,7 +252,7 @@ TEST_F(CodecTest, StringWithoutMemoryIsRefused) {
 }
 
 TEST_F(CodecTest, StringIntoABufferIsNotTerminated) {
-  char* body = Body("\4\0\0\0eth0"s);
+  char* body = Body(HostInt("\4\0\0\0"s) + "eth0");
   char path[NC_DM_MAX_PATH_LEN + 1];
   memset(path, '.', sizeof(path));
   nc_int32 position = 0;
@@ -261,13 +263,13 @@ TEST_F(CodecTest, StringIntoABufferIsNotTerminated) {
 
 TEST_F(CodecTest, StringIntoABufferTakesAPathsLengthAndNoMore) {
   std::vector<char> path(NC_DM_MAX_PATH_LEN + 1);
-  char* body = Body("\0\1\0\0"s + std::string(256, 'p'));
+  char* body = Body(HostInt("\0\1\0\0"s) + std::string(256, 'p'));
   nc_int32 position = 0;
   EXPECT_EQ(nc_dm_decode_lv_non(path.data(), &position, body, length()), 0);
   EXPECT_EQ(std::string(path.data()), std::string(256, 'p'));
   EXPECT_EQ(position, 260);
 
-  body = Body("\1\1\0\0"s + std::string(257, 'q'));
+  body = Body(HostInt("\1\1\0\0"s) + std::string(257, 'q'));
   position = 0;
   EXPECT_EQ(nc_dm_decode_lv_non(path.data(), &position, body, length()), -1);
   EXPECT_EQ(position, 4);
@@ -278,8 +280,9 @@ TEST_F(CodecTest, StringIntoABufferTakesAPathsLengthAndNoMore) {
 TEST_F(CodecTest, StringIntoABufferThatDoesNotFitTheBodyIsLoggedOnce) {
   char path[NC_DM_MAX_PATH_LEN + 1] = {};
   for (const auto& [bytes, position_after, end] :
-       {std::tuple("\0\0\0"s, 0, 4), std::tuple("\2\0\0\0p"s, 4, 6),
-        std::tuple("\xFF\xFF\xFF\xFF"s, 4, 3), std::tuple("\xFF\xFF\xFF\x7F"s, 4, INT_MAX)}) {
+       {std::tuple("\0\0\0"s, 0, 4), std::tuple(HostInt("\2\0\0\0"s) + "p", 4, 6),
+        std::tuple("\xFF\xFF\xFF\xFF"s, 4, 3),
+        std::tuple(HostInt("\xFF\xFF\xFF\x7F"), 4, INT_MAX)}) {
     char* body = Body(bytes);
     nc_int32 position = 0;
     ncdm_test::LogCapture::Get().Clear();
@@ -291,7 +294,7 @@ TEST_F(CodecTest, StringIntoABufferThatDoesNotFitTheBodyIsLoggedOnce) {
 }
 
 TEST_F(CodecTest, Int32IsReadAtAnyAlignment) {
-  const char* bytes = Body(".\4\3\2\1");
+  const char* bytes = Body("." + HostInt("\4\3\2\1"));
   EXPECT_EQ(get_int32(bytes + 1), 0x01020304);
 }
 

@@ -17,9 +17,21 @@ using testing::SizeIs;
 
 constexpr nc_int32 kKey = NC_DM_FLAG_KEY;
 
+class EntryEditTest : public EditTest {
+ protected:
+  nc_int64 Edit(ModelEdits& edits, nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
+    return nc_dm_agent_edit_object(pkt_type, edits.get(), &fault);
+  }
+  nc_int64 Edit(std::initializer_list<ModelEdit> list,
+                nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
+    ModelEdits edits(list);
+    return Edit(edits, pkt_type);
+  }
+};
+
 // net.vrf is created and deleted through callbacks, net.port through a command; routes hang below a
 // vrf.
-class ObjectTest : public EditTest {
+class ObjectTest : public EntryEditTest {
  protected:
   ObjectTest() {
     app.Register({.path = "net.name", .callbacks = 0u | Callback::kSet});
@@ -37,15 +49,6 @@ class ObjectTest : public EditTest {
     app.Register({.path = "net.bare.{i}.mtu"});
     app.Register({.path = "net.dns.{i}", .flag = 4, .callbacks = 0u | Callback::kCreate});
     LogCapture::Get().Clear();
-  }
-
-  nc_int64 Edit(ModelEdits& edits, nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
-    return nc_dm_agent_edit_object(pkt_type, edits.get(), &fault);
-  }
-  nc_int64 Edit(std::initializer_list<ModelEdit> list,
-                nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
-    ModelEdits edits(list);
-    return Edit(edits, pkt_type);
   }
 
   void Restart() {
@@ -453,7 +456,7 @@ TEST_F(ObjectTest, NothingIsLoggedThroughAClosedMask) {
 
 // ---- Which word counts ----
 
-class EntryRulesTest : public EditTest {
+class EntryRulesTest : public EntryEditTest {
  protected:
   // A list whose entries come and go through its own create and delete.
   void RegisterVrfs() {
@@ -471,15 +474,6 @@ class EntryRulesTest : public EditTest {
                   .flag = NC_DM_FLAG_KEY,
                   .index = 1,
                   .callbacks = Callback::kCreate | Callback::kExeCmd});
-  }
-
-  nc_int64 Edit(ModelEdits& edits, nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
-    return nc_dm_agent_edit_object(pkt_type, edits.get(), &fault);
-  }
-  nc_int64 Edit(std::initializer_list<ModelEdit> list,
-                nc_int32 pkt_type = NC_DM_PKT_TYPE_OBJECT_END) {
-    ModelEdits edits(list);
-    return Edit(edits, pkt_type);
   }
 };
 

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,16 @@
 #include "support/model_fixture.h"
 
 namespace ncdm_test {
+
+// An answer that takes some 200 microseconds.
+inline Answer Busy(nc_int64 result) {
+  return [result](const ModelCall&) {
+    const auto begin = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - begin < std::chrono::microseconds(250)) {
+    }
+    return result;
+  };
+}
 
 class EditTest : public ModelTest {
  protected:

@@ -204,15 +204,7 @@ TEST_F(EntryTest, RefusedNumberDoesNotSpoilTheNext) {
 }
 
 TEST_F(EntryTest, CallbacksAreTimedWhileTheBitIsSet) {
-  const auto spin = [](const ModelCall&) -> nc_int64 {
-    timeval begin;
-    timeval now;
-    gettimeofday(&begin, nullptr);
-    do {
-      gettimeofday(&now, nullptr);
-    } while (now.tv_sec == begin.tv_sec && now.tv_usec - begin.tv_usec < 200);
-    return 7;
-  };
+  const auto spin = Busy(7);
   app.On(Callback::kCreate, "name", spin);
   app.On(Callback::kDelete, "name", spin);
   g_nc_dm_mng_info.crt_time = 0;

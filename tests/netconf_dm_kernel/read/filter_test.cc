@@ -2,10 +2,9 @@
 
 #include <string.h>
 
-#include <thread>
-
 #include "netconf_dm_kernel/edit/failing_calls.h"
 #include "netconf_dm_kernel/query_fixture.h"
+#include "support/tree_lock.h"
 
 namespace ncdm_test {
 namespace {
@@ -360,16 +359,6 @@ TEST_F(FilterTest, RefusesNullArgumentsOfShow) {
   filter.name = name;
   EXPECT_EQ(nc_dm_agent_filter_subtree(root, &filter, nullptr), -1);
   EXPECT_EQ(log().Count(kErrorPrefix, "Input parameter is invalid!\n"), 3);
-}
-
-// Can another thread have the tree.
-bool IsTreeFree() {
-  bool is_free = false;
-  std::thread([&] {
-    is_free = pthread_mutex_trylock(&g_nc_agent_dm.dm_mutex) == 0;
-    if (is_free) pthread_mutex_unlock(&g_nc_agent_dm.dm_mutex);
-  }).join();
-  return is_free;
 }
 
 TEST_F(FilterTest, HoldsTheTreeWhileItShows) {
