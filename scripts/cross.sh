@@ -67,9 +67,10 @@ targets=()
 ((quick)) && targets=(--target netconf_dm_agent zu-platform "${byte_tests[@]}")
 cmake --build "$build" --parallel "$(nproc)" "${targets[@]}" -- -k 0
 
-# A 64-bit file system's positions within a folder do not fit the 32 bits of an emulated program.
-left_out=
-[[ $arch == armhf ]] && left_out='DirectoryTest.*'
+# A program cannot start itself anew, since the emulator is not asked; and a 64-bit file system's
+# positions within a folder do not fit the 32 bits of an emulated program.
+left_out='*DebugLevels*:TreeDeathTest.*'
+[[ $arch == armhf ]] && left_out+=':DirectoryTest.*'
 failed=()
 count=0
 for program in $(list_programs); do

@@ -191,10 +191,7 @@ TEST_F(EncodeTest, FaultPathEndsAt256) {
   memset(fault.path, 'p', sizeof(fault.path));  // no terminator
   EXPECT_EQ(nc_dm_agent_encode_fault(message_, &fault), 0);
   EXPECT_EQ(message_->head.len, 264);
-  EXPECT_EQ(BodyBytes().substr(0, 20),
-            "00000000"
-            "00010000"
-            "7070");
+  EXPECT_EQ(BodyBytes().substr(0, 20), Int("00000000") + Int("00010000") + "7070");
   EXPECT_TRUE(ClearBehindBody());
 }
 
@@ -299,7 +296,7 @@ TEST_F(EncodeTest, GetidAnswerTakesNoMoreIdsThanAnArrayHas) {
   nc_dm_stub_getid_rsp_t rsp = {.pkt_type = 9, .id_array_list = &arrays.list};
   EXPECT_EQ(nc_dm_agent_encode_getid_rsp(message_, &rsp), 0);
   EXPECT_EQ(message_->head.len, 8 + 4 + 16 * 8 + 4);
-  EXPECT_EQ(BodyBytes().substr(16, 8), "10000000");
+  EXPECT_EQ(BodyBytes().substr(16, 8), Int("10000000"));
   EXPECT_EQ(BodyBytes().substr(2 * (8 + 4 + 16 * 8)), "00000000");
 }
 

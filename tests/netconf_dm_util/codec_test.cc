@@ -123,7 +123,7 @@ TEST_F(CodecTest, Int32OneByteBeyondTheBodyIsRefused) {
 }
 
 TEST_F(CodecTest, Int64EndsExactlyAtTheBodysEnd) {
-  char* body = Body("\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
+  char* body = Body(HostInt("\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF"));
   nc_int64 value = 0;
   nc_int32 position = 0;
   EXPECT_EQ(nc_dm_decode_int64(&value, &position, body, 8), 0);
