@@ -30,10 +30,16 @@ std::string ValueText(nc_dm_val_type_t type, const char* value) {
       return *value != 0 ? "true" : "false";
     case NC_DM_VAL_TYPE_SHORT:
       return Number<int16_t>(value);
+    case NC_DM_VAL_TYPE_USHORT:
+      return Number<uint16_t>(value);
     case NC_DM_VAL_TYPE_INT:
+    case NC_DM_VAL_TYPE_LONG:
       return Number<int32_t>(value);
     case NC_DM_VAL_TYPE_UINT:
+    case NC_DM_VAL_TYPE_ULONG:
       return Number<uint32_t>(value);
+    case NC_DM_VAL_TYPE_LONGLONG:
+      return Number<int64_t>(value);
     case NC_DM_VAL_TYPE_ULONGLONG:
       return Number<uint64_t>(value);
     default:
