@@ -19,7 +19,11 @@ inline void PrefetchNextEntry(const nc_dm_agent_node_t& entry, uintptr_t longest
   const uintptr_t length =
       std::min(last_child - reinterpret_cast<uintptr_t>(&entry) + sizeof(entry), longest);
   const char* next = reinterpret_cast<const char*>(entry.next_same);
-  for (uintptr_t at = 0; at < length; at += kLine) __builtin_prefetch(next + at);
+  for (uintptr_t at = 0; at < length; at += kLine) {
+    __builtin_prefetch(next + at);
+    // A loop that only fetches has no effect in the compiler's eyes, and goes without this.
+    __asm__ volatile("");
+  }
 }
 
 }  // namespace nc
