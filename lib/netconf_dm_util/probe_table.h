@@ -71,7 +71,7 @@ class ProbeTable {
   }
 
   // Frees a slot that was taken. Slots may move.
-  void Erase(Slot* slot) {
+  void Erase(const Slot* slot) {
     const size_t mask = capacity_ - 1;
     Slot* slots = slots_.get();
     auto gap = static_cast<size_t>(slot - slots);

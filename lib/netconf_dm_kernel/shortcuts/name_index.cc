@@ -22,7 +22,8 @@ NameSlot* EnsureSlot(nc_dm_name_index* index, const char* name) {
 
 nc_dm_name_index* NewNameIndex() {
   void* memory = malloc(sizeof(nc_dm_name_index));
-  return memory != nullptr ? new (memory) nc_dm_name_index{} : nullptr;
+  if (memory == nullptr) return nullptr;
+  return new (memory) nc_dm_name_index{};
 }
 
 void FreeNameIndex(nc_dm_name_index* index) {

@@ -41,7 +41,9 @@ struct NameRules {
   static uint32_t HashOf(const NameSlot& slot) { return slot.hash; }
   static bool IsFree(const NameSlot& slot) { return slot.Name() == nullptr; }
   static bool Holds(const NameSlot& slot, Key key) {
-    return slot.hash == key.hash && strcmp(slot.Name(), key.name) == 0;
+    if (slot.hash != key.hash) return false;
+    const char* name = slot.Name();
+    return name != nullptr && strcmp(name, key.name) == 0;
   }
 };
 

@@ -127,10 +127,13 @@ std::optional<Operations::Clock::time_point> Device::NextDeadline() const {
 
 void Device::Run() {
   agents_.Run();
-  auto& confirmed = datastores_.confirmed;
-  if (confirmed && confirmed->deadline && *confirmed->deadline <= Clock::now()) {
-    confirmed->deadline.reset();
-    Background(RollBack(confirmed->number));
+  if (!datastores_.confirmed) {
+    return;
+  }
+  ConfirmedCommit& confirmed = *datastores_.confirmed;
+  if (confirmed.deadline && *confirmed.deadline <= Clock::now()) {
+    confirmed.deadline.reset();
+    Background(RollBack(confirmed.number));
   }
 }
 

@@ -380,10 +380,10 @@ Task<> Device::LoadCandidate(std::set<std::string> names) {
 
 Task<Tree> Device::ReadCandidate(Wanted wanted) {
   const auto turn = co_await turns_.TakeCandidate();
+  std::set<std::string> names = AgentsOf(*CurrentMapping(), wanted);
   if (!datastores_.candidate) {
     co_return co_await ReadRunning(std::move(wanted), Content::kConfig);
   }
-  std::set<std::string> names = AgentsOf(*CurrentMapping(), wanted);
   co_await LoadCandidate(std::move(names));
   co_return datastores_.candidate->tree.Copy();
 }
