@@ -1,6 +1,8 @@
 #include "reference/reference_value.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <stdexcept>
 
 namespace ncdm_test {
@@ -14,14 +16,13 @@ bool IsNumber(const std::string& text) {
                      [](char c) { return c >= '0' && c <= '9'; });
 }
 
-std::optional<std::string> InRange(const std::string& text, __int128 low, __int128 high) {
-  if (!IsNumber(text) || text.size() > 21) return std::nullopt;
-  __int128 value = 0;
-  for (const char c : text) {
-    if (c != '-') value = value * 10 + (c - '0');
-  }
-  if (text[0] == '-') value = -value;
-  return value >= low && value <= high ? std::optional(text) : std::nullopt;
+template <typename Integer>
+std::optional<std::string> InRange(const std::string& text) {
+  Integer value{};
+  const char* end = text.data() + text.size();
+  const auto parsed = std::from_chars(text.data(), end, value);
+  const bool is_whole = parsed.ec == std::errc() && parsed.ptr == end;
+  return IsNumber(text) && is_whole ? std::optional(text) : std::nullopt;
 }
 
 }  // namespace
@@ -33,7 +34,6 @@ bool IsTextType(nc_dm_val_type_t type) {
 
 std::optional<std::string> Canonical(nc_dm_val_type_t type,
                                      const std::optional<std::string>& text) {
-  constexpr __int128 kOne = 1;
   if (IsTextType(type)) return text.value_or("");
   if (type == NC_DM_VAL_TYPE_BOOL) {
     if (!text || *text == "false" || *text == "0") return "false";
@@ -42,17 +42,17 @@ std::optional<std::string> Canonical(nc_dm_val_type_t type,
   const std::string number = text.value_or("0");
   switch (type) {
     case NC_DM_VAL_TYPE_SHORT:
-      return InRange(number, -32768, 32767);
+      return InRange<std::int16_t>(number);
     case NC_DM_VAL_TYPE_USHORT:
-      return InRange(number, 0, 65535);
+      return InRange<std::uint16_t>(number);
     case NC_DM_VAL_TYPE_INT:
-      return InRange(number, -(kOne << 31), (kOne << 31) - 1);
+      return InRange<std::int32_t>(number);
     case NC_DM_VAL_TYPE_UINT:
-      return InRange(number, 0, (kOne << 32) - 1);
+      return InRange<std::uint32_t>(number);
     case NC_DM_VAL_TYPE_LONGLONG:
-      return InRange(number, -(kOne << 63), (kOne << 63) - 1);
+      return InRange<std::int64_t>(number);
     case NC_DM_VAL_TYPE_ULONGLONG:
-      return InRange(number, 0, (kOne << 64) - 1);
+      return InRange<std::uint64_t>(number);
     default:
       throw std::logic_error("a type that the device does not have");
   }
