@@ -33,19 +33,19 @@ ncdm_bad_usage() {
 # A path as the caller means it.
 ncdm_absolute() { [[ $1 == /* ]] && echo "$1" || echo "$ncdm_called_from/$1"; }
 
-# ncdm_parse SPECIFICATION... -- "$@": reads the script's arguments.
+# ncdm_parse ARGUMENT... -- "$@": reads the script's arguments.
 #   --quick          sets quick=1
 #   --json=FILE      sets json to the value behind it; --build-dir=DIR sets build_dir
 #   --seconds=N      the value must be a number above 0
 #   -D*              an argument that begins so is an operand, as it stands
 #   NAME             an operand: as many as there are names, and any number for NAME...
 # A value for FILE or DIR becomes an absolute path. --help, wherever it stands, prints the usage and ends
-# the script; so does, with 2, what was not specified. The operands are left in ncdm_operands.
+# the script; so does, with 2, what is not among these. The operands are left in ncdm_operands.
 ncdm_parse() {
-  local specifications=() least=0 most=0
+  local known_options=() least=0 most=0
   while [[ $1 != -- ]]; do
     case $1 in
-      -*) specifications+=("$1") ;;
+      -*) known_options+=("$1") ;;
       *...) most=1000 ;;
       *) least=$((least + 1)) most=$((most + 1)) ;;
     esac
@@ -80,9 +80,9 @@ ncdm_answer_help() {
 
 # Takes the option $1, and its value; ncdm_taken is how many arguments these are.
 ncdm_take_option() {
-  local specification variable value
-  for specification in "${specifications[@]}"; do
-    case $specification in
+  local known_option variable value
+  for known_option in "${known_options[@]}"; do
+    case $known_option in
       "$1")
         variable=${1#--}
         printf -v "${variable//-/_}" 1
@@ -92,13 +92,13 @@ ncdm_take_option() {
       "$1="*)
         (($# > 1)) || ncdm_bad_usage "$1 needs a value"
         variable=${1#--}
-        value=$(ncdm_value_for "${specification#*=}" "$2" "$1")
+        value=$(ncdm_value_for "${known_option#*=}" "$2" "$1")
         printf -v "${variable//-/_}" '%s' "$value"
         ncdm_taken=2
         return
         ;;
       *'*')
-        if [[ $1 == $specification ]]; then
+        if [[ $1 == $known_option ]]; then
           ncdm_operands+=("$1")
           ncdm_taken=1
           return
