@@ -6,7 +6,7 @@
 ncdm_group_packages() {
   case $1 in
     base)
-      echo g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev \
+      echo g++ cmake ninja-build make ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev \
         libevent-dev libglib2.0-dev libuv1-dev libcli11-dev nlohmann-json3-dev libedit-dev \
         libssh-dev libxml2-dev 'libyang2-dev|libyang-dev' libpcre2-dev libyuma-base openssh-client python3-ncclient \
         'libyang2-tools|libyang3-tools|libyang-tools|yang-tools' git python3

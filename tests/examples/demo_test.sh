@@ -15,8 +15,8 @@ expect() { # TEXT
     missing=1
   fi
 }
-for interface in /sys/class/net/*; do
-  expect "$(basename "$interface")"
+for interface in $(sed -n 's/^ *\([^ ]*\):.*/\1/p' /proc/net/dev); do
+  expect "$interface"
 done
 expect "interfaces.interface.{i}.mtu"
 expect "system.hostname = $(uname -n)"
