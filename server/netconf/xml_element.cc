@@ -203,7 +203,9 @@ XmlElement ParseXmlTop(std::string_view document, const XmlLimits& limits) {
   Collector collector(context.get(), limits);
   *context->sax = handler;
   context->userData = &collector;
-  xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
+  // Without NOENT the "&amp;" of an attribute comes as another reference. There are no entities but
+  // the predefined ones, since a document type declaration is refused.
+  xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC | XML_PARSE_NOENT);
   xmlParseDocument(context.get());
   if (collector.is_too_big()) {
     throw XmlTooBig(collector.error());

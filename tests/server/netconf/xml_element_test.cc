@@ -27,6 +27,13 @@ TEST(XmlElementTest, TopIsKeptWithNamesNamespacesAndAttributes) {
   EXPECT_TRUE(root.children[0].Is("urn:d", "b"));
 }
 
+TEST(XmlElementTest, ReferencesStandForTheirCharacters) {
+  const XmlElement root = ParseXmlTop("<a x='b&amp;c&lt;&#100;&quot;'>e&amp;f&gt;&#x67;</a>", {});
+  ASSERT_EQ(root.attributes.size(), 1U);
+  EXPECT_EQ(root.attributes[0].value, "b&c<d\"");
+  EXPECT_EQ(root.text, "e&f>g");
+}
+
 TEST(XmlElementTest, WhatIsDeeperMoreOrLongerThanTheLimitsIsDropped) {
   const XmlElement root = ParseXmlTop("<a>12345<b><c>x<d/></c></b><b/><b><c/></b></a>", {2, 2, 4});
   EXPECT_EQ(root.text, "1234");
