@@ -14,10 +14,11 @@ const DataNode* DataNode::Leaf(const SchemaNode& leaf) const {
 }
 
 std::size_t DataTree::PlaceHash::operator()(const Place& place) const {
-  constexpr std::size_t kOdd = 0x9e3779b97f4a7c15;  // spreads what pointers have in common
-  std::size_t hash = std::hash<const void*>()(place.parent);
+  constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;  // spreads what pointers have in common
+  std::uint64_t hash = std::hash<const void*>()(place.parent);
   hash = hash * kOdd + std::hash<const void*>()(place.schema);
-  return hash * kOdd + std::hash<std::int64_t>()(place.id);
+  hash = hash * kOdd + static_cast<std::uint64_t>(place.id);
+  return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 
 DataTree::DataTree(const Schema& schema)

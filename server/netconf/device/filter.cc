@@ -359,6 +359,9 @@ std::unique_ptr<Filter> MakeXPathFilter(const YangContext& context, Element filt
     error.info.push_back({"bad-element", "filter"});
     throw OperationFailed(std::move(error));
   }
+  if (Trim(*select) == "/") {
+    return nullptr;  // the root and all below it, which libyang's sets of nodes do not hold
+  }
   auto expression = WithModuleNames(*select, FilterPrefixes(context, filter));
   if (!expression) {
     throw OperationFailed(BadExpression("a prefix of the expression is not declared"));

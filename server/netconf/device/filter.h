@@ -23,8 +23,8 @@ class Filter {
   virtual void Apply(Tree* tree) const = 0;
 };
 
-// The filter of a <get> or <get-config> (`filter`: its <filter>). Null without one: everything.
-// Throws OperationFailed. `document` stays alive with the filter.
+// The filter of a <get> or <get-config> (`filter`: its <filter>). Null without one, and for
+// the XPath "/": everything. Throws OperationFailed. `document` stays alive with the filter.
 std::unique_ptr<Filter> MakeFilter(const YangContext& context, Element filter);
 
 // `text` as a value of `schema`, canonical, with its prefixes as `element` declares them. Throws

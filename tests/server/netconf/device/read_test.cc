@@ -121,6 +121,16 @@ TEST_F(ReadTest, XPathOfOneEntryIsOneLookupAndOneRead) {
               ElementsAre(ElementsAre("shelf.item.name=cup"), ElementsAre("shelf.item.price [7]")));
 }
 
+TEST_F(ReadTest, XPathOfTheRootIsEverything) {
+  StockShelf();
+  const std::string all = Call("<get-config><source><running/></source></get-config>").content;
+  EXPECT_THAT(all, HasSubstr("urn:shop"));
+  EXPECT_EQ(Call("<get-config><source><running/></source>"
+                 "<filter type=\"xpath\" select=\" / \"/></get-config>")
+                .content,
+            all);
+}
+
 TEST_F(ReadTest, ValueThatTheModelRefusesIsLeftOut) {
   shop_->set_answerer(
       [](ncdm_test::FakeAgent& agent, const ncdm_test::FakeAgent::Request& request) {
