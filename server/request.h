@@ -60,6 +60,8 @@ struct Request {
   // Of a lookup: the ids that each array of the answer begins with. What does not is dropped: an
   // agent may have taken them for those of other lists. (At most two; nothing begins with both.)
   std::vector<Ids> id_prefixes{};
+  // Of an edit: it does not wait for the answers to the pipelined edits in front of it.
+  bool pipelined = false;
 };
 
 // A request cannot be sent.

@@ -20,6 +20,15 @@ void RequestQueue::Add(RequestId id, Request request, Clock::time_point deadline
   waiting_.push_back({id, std::move(request), deadline});
 }
 
+bool RequestQueue::HasNext() const {
+  if (active_.empty() || waiting_.empty()) {
+    return !waiting_.empty();
+  }
+  return waiting_.front().request.pipelined && active_.size() < kMaxPipelined &&
+         std::ranges::all_of(active_,
+                             [](const Active& sent) { return sent.pipelined && sent.id != 0; });
+}
+
 std::vector<Frame> RequestQueue::TakeNext(std::int32_t* next_sid) {
   if (!HasNext()) {
     return {};
@@ -34,34 +43,38 @@ std::vector<Frame> RequestQueue::TakeNext(std::int32_t* next_sid) {
   if (next.request.answer == AnswerKind::kNothing) {
     Finish(next.id, Answer{});
   } else {
-    active_.emplace(Active{
-        next.id, first_sid, sid - 1, next.deadline,
-        AnswerAssembler(next.request.answer, std::move(next.request.id_prefixes), max_answer_)});
+    active_.push_back(
+        {next.id, first_sid, sid - 1, next.deadline, next.request.pipelined,
+         AnswerAssembler(next.request.answer, std::move(next.request.id_prefixes), max_answer_)});
   }
   return std::move(next.request.frames);
 }
 
 void RequestQueue::Accept(const Frame& frame) {
-  if (!active_) {
+  const auto asked = std::ranges::find_if(active_, [&](const Active& sent) {
+    return frame.head.sid >= sent.first_sid && frame.head.sid <= sent.last_sid;
+  });
+  if (asked == active_.end()) {
     return;
   }
-  if (frame.head.sid == active_->last_sid) {
-    if (active_->assembler.Accept(frame)) {
-      Active ended = std::move(*active_);
-      active_.reset();
+  if (frame.head.sid == asked->last_sid) {
+    if (asked->assembler.Accept(frame)) {
+      Active ended = std::move(*asked);
+      active_.erase(asked);
       Finish(ended.id, std::move(ended.assembler.answer()));
     }
-  } else if (frame.head.type == NC_DM_MSG_TYPE_FAULT && frame.head.sid >= active_->first_sid &&
-             frame.head.sid < active_->last_sid) {
-    active_->assembler.NoteFault(frame);
+  } else if (frame.head.type == NC_DM_MSG_TYPE_FAULT) {
+    asked->assembler.NoteFault(frame);
   }
 }
 
 bool RequestQueue::Expire(Clock::time_point now, const std::string& who) {
   bool expired = false;
-  if (active_ && active_->id != 0 && active_->deadline <= now) {
-    GiveUpActive(who + " did not answer in time");
-    expired = true;
+  for (Active& sent : active_) {
+    if (sent.id != 0 && sent.deadline <= now) {
+      GiveUp(&sent, who + " did not answer in time");
+      expired = true;
+    }
   }
   const auto is_late = [&](const Waiting& request) { return request.deadline <= now; };
   for (const Waiting& request : waiting_) {
@@ -79,8 +92,10 @@ std::optional<Clock::time_point> RequestQueue::NextDeadline() const {
   const auto consider = [&](Clock::time_point deadline) {
     next = next ? std::min(*next, deadline) : deadline;
   };
-  if (active_ && active_->id != 0) {
-    consider(active_->deadline);
+  for (const Active& sent : active_) {
+    if (sent.id != 0) {
+      consider(sent.deadline);
+    }
   }
   for (const Waiting& request : waiting_) {
     consider(request.deadline);
@@ -89,8 +104,9 @@ std::optional<Clock::time_point> RequestQueue::NextDeadline() const {
 }
 
 bool RequestQueue::Abandon(RequestId id, const std::string& why) {
-  if (active_ && active_->id == id) {
-    GiveUpActive(why);
+  const auto sent = std::ranges::find(active_, id, &Active::id);
+  if (sent != active_.end()) {
+    GiveUp(&*sent, why);
     return true;
   }
   if (std::erase_if(waiting_, [&](const Waiting& request) { return request.id == id; }) > 0) {
@@ -101,18 +117,17 @@ bool RequestQueue::Abandon(RequestId id, const std::string& why) {
 }
 
 void RequestQueue::EndAll(Outcome outcome, const std::string& error) {
-  if (active_) {
-    Fail(active_->id, outcome, error + " before it answered");
-    active_.reset();
+  for (const Active& sent : std::exchange(active_, {})) {
+    Fail(sent.id, outcome, error + " before it answered");
   }
   for (const Waiting& request : std::exchange(waiting_, {})) {
     Fail(request.id, outcome, error + " before the request was sent");
   }
 }
 
-void RequestQueue::GiveUpActive(const std::string& error) {
-  active_->assembler.Discard();
-  Fail(std::exchange(active_->id, 0), Outcome::kTimeout, error);
+void RequestQueue::GiveUp(Active* active, const std::string& error) {
+  active->assembler.Discard();
+  Fail(std::exchange(active->id, 0), Outcome::kTimeout, error);
 }
 
 void RequestQueue::Finish(RequestId id, Answer answer) {

@@ -1,4 +1,6 @@
-// The requests to one agent: one at a time, the others in order behind it.
+// The requests to one agent: one at a time, the others in order behind it; but of pipelined edits
+// several, which the agent carries out in their order and answers with one message each. (An agent
+// that writes a longer answer must not be asked anything meanwhile.)
 #ifndef NCDM_SERVER_REQUEST_QUEUE_H_
 #define NCDM_SERVER_REQUEST_QUEUE_H_
 
@@ -7,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,6 +25,10 @@ using Clock = std::chrono::steady_clock;
 
 class RequestQueue {
  public:
+  // Pipelined edits that are not answered yet. What an agent answers to so many fits into any
+  // socket.
+  static constexpr std::size_t kMaxPipelined = 32;
+
   // Receives the end of each request, once.
   using FinishFunction = std::function<void(RequestId, Answer)>;
   // `max_answer`: bytes of heap that an answer may take.
@@ -31,7 +38,7 @@ class RequestQueue {
   void Add(RequestId id, Request request, Clock::time_point deadline);
 
   // True if a request may be sent now.
-  bool HasNext() const { return !active_ && !waiting_.empty(); }
+  bool HasNext() const;
   // The frames of the next request that may be sent now, with identifiers from `*next_sid` on;
   // empty when there is none. A request without an answer ends here.
   std::vector<Frame> TakeNext(std::int32_t* next_sid);
@@ -62,17 +69,18 @@ class RequestQueue {
     std::int32_t first_sid;
     std::int32_t last_sid;
     Clock::time_point deadline;
+    bool pipelined;
     AnswerAssembler assembler;
   };
 
   void Finish(RequestId id, Answer answer);
   void Fail(RequestId id, Outcome outcome, std::string error);
-  // Nobody waits for the answer to the active request any more: what comes is dropped.
-  void GiveUpActive(const std::string& error);
+  // Nobody waits for the answer to this request any more: what comes is dropped.
+  void GiveUp(Active* active, const std::string& error);
 
   FinishFunction finish_;
   std::size_t max_answer_;
-  std::optional<Active> active_;
+  std::list<Active> active_;  // in the order of sending
   std::deque<Waiting> waiting_;
 };
 

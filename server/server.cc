@@ -22,6 +22,9 @@ namespace {
 
 constexpr std::uint64_t kListenerKey = 0;
 constexpr std::size_t kEventsAtOnce = 32;
+// Bytes of several frames in one send. A socket takes a page in one piece; of more an agent may see
+// a part, and one that finds the beginning of a frame alone gives up the connection.
+constexpr std::size_t kMaxTogether = 4096;
 constexpr Milliseconds kPumpStep{1};
 constexpr Milliseconds kInterruptStep{200};
 constexpr Milliseconds kLongStep{1000};
@@ -448,11 +451,20 @@ class Server::Implementation {
     Send(peer, EncodeFrame(frame));
   }
 
+  // A request's frames go together as far as they fit: each send wakes the agent, which can do
+  // nothing before the last.
   void SendRequests(Peer* peer) {
     while (peer->requests.HasNext() && HasRoom(peer)) {
+      std::string together;
       for (const Frame& frame : peer->requests.TakeNext(&next_sid_)) {
-        SendFrame(peer, frame);
+        Trace(*peer, [&] { return RenderFrame(Direction::kToAgent, frame); });
+        const std::string bytes = EncodeFrame(frame);
+        if (!together.empty() && together.size() + bytes.size() > kMaxTogether) {
+          Send(peer, std::exchange(together, {}));
+        }
+        together += bytes;
       }
+      Send(peer, std::move(together));
     }
   }
 

@@ -15,7 +15,8 @@
 // Options::pump when the waiting calls are used and something else (an agent in the same thread)
 // has to run meanwhile.
 //
-// Each agent gets one request at a time; further ones wait for their turn. A request that ran out
+// Each agent gets one request at a time, of pipelined edits RequestQueue::kMaxPipelined; further
+// ones wait for their turn. A request that ran out
 // of time keeps its place until the agent answers or goes away, because an agent that is still
 // writing an answer must not be asked again; what it answers then is dropped.
 //

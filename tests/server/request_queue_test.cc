@@ -40,6 +40,12 @@ class RequestQueueTest : public testing::Test {
     queue_.Accept(frame);
   }
 
+  static Request APipelinedEdit() {
+    Request request = AnEdit();
+    request.pipelined = true;
+    return request;
+  }
+
   static Request AnEdit() { return EditSubtree({EditElement{.name = "a"}}); }
 
   std::map<RequestId, Answer> ended_;
@@ -75,6 +81,58 @@ TEST_F(RequestQueueTest, OneRequestAtATime) {
   EXPECT_EQ(ended_.at(1).instance, 7);
   EXPECT_EQ(TakeNext().size(), 2U);
   EXPECT_FALSE(ended_.contains(2));
+}
+
+TEST_F(RequestQueueTest, PipelinedEditsDoNotWaitForEachOther) {
+  Add(1, APipelinedEdit());
+  Add(2, APipelinedEdit());
+  EXPECT_EQ(TakeNext().size(), 2U);
+  EXPECT_EQ(TakeNext().size(), 2U);
+  AcceptFault(3, -4);  // of the second one's segment
+  AcceptEdit(2, 7);
+  AcceptFault(4, -7);
+  EXPECT_EQ(ended_.at(1).instance, 7);
+  EXPECT_EQ(ended_.at(2).fault.code, NC_DM_FAULT_CODE_PARSE);
+}
+
+TEST_F(RequestQueueTest, APipelinedEditWaitsForOtherRequestsAndTheyForIt) {
+  Add(1, AnEdit());
+  Add(2, APipelinedEdit());
+  Add(3, ReadValues({{.name = "x"}}));
+  TakeNext();
+  EXPECT_TRUE(TakeNext().empty());
+  AcceptEdit(2, 1);
+  EXPECT_EQ(TakeNext().size(), 2U);
+  EXPECT_TRUE(TakeNext().empty());
+  AcceptEdit(4, 1);
+  EXPECT_FALSE(TakeNext().empty());
+}
+
+TEST_F(RequestQueueTest, PipelinedEditsThatAreNotAnsweredAreBounded) {
+  constexpr std::size_t kMore = RequestQueue::kMaxPipelined + 1;
+  for (RequestId id = 1; id <= kMore; ++id) {
+    Add(id, APipelinedEdit());
+  }
+  for (std::size_t i = 0; i < RequestQueue::kMaxPipelined; ++i) {
+    EXPECT_FALSE(TakeNext().empty());
+  }
+  EXPECT_TRUE(TakeNext().empty());
+  AcceptEdit(2, 1);
+  EXPECT_FALSE(TakeNext().empty());
+}
+
+TEST_F(RequestQueueTest, NothingFollowsAPipelinedEditThatRanOutOfTime) {
+  Add(1, APipelinedEdit(), 5s);
+  Add(2, APipelinedEdit(), 6s);
+  TakeNext();
+  TakeNext();
+  EXPECT_TRUE(queue_.Expire(now_ + 5s, "agent 'x'"));
+  EXPECT_EQ(queue_.NextDeadline(), now_ + 6s);
+  Add(3, APipelinedEdit(), 20s);
+  EXPECT_TRUE(TakeNext().empty());
+  AcceptEdit(2, 1);
+  EXPECT_EQ(ended_.at(1).outcome, Outcome::kTimeout);
+  EXPECT_FALSE(TakeNext().empty());
 }
 
 TEST_F(RequestQueueTest, AnswersOfOtherRequestsAreDropped) {

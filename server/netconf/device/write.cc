@@ -1,6 +1,7 @@
 #include "server/netconf/device/write.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_set>
 
 #include "server/instance_path.h"
@@ -24,16 +25,46 @@ std::string WithoutElementId(const std::string& path) {
 }  // namespace
 
 Task<> Writer::Run(bool go_on) {
-  for (const Change& change : difference_.changes) {
-    try {
-      co_await Carry(change);
-    } catch (const OperationFailed& failed) {
-      errors_.insert(errors_.end(), failed.errors().begin(), failed.errors().end());
-      if (!go_on) {
-        co_return;
+  const std::vector<Change>& changes = difference_.changes;
+  for (auto begin = changes.begin(); begin != changes.end();) {
+    const auto end = EndOfBatch(begin);
+    std::vector<Task<>> tasks;
+    std::transform(begin, end, std::back_inserter(tasks),
+                   [this](const Change& change) { return Carry(change); });
+    co_await WhenAll(&tasks);
+    for (Task<>& task : tasks) {
+      try {
+        task.Take();
+      } catch (const OperationFailed& failed) {
+        errors_.insert(errors_.end(), failed.errors().begin(), failed.errors().end());
+        if (!go_on) {
+          co_return;
+        }
       }
     }
+    begin = end;
   }
+}
+
+// Of new entries of one list, and of leaves in its entries, none needs another one's answer, and
+// waiting for each costs more than carrying it out. Deletions go one by one: nothing is deleted
+// behind one that is refused, because what comes back is another entry.
+Writer::ChangeIterator Writer::EndOfBatch(ChangeIterator begin) const {
+  const auto belongs = [&](const Change& change) {
+    return change.kind == begin->kind && change.node != nullptr &&
+           change.node->schema == begin->node->schema &&
+           lyd_parent(change.node) == lyd_parent(begin->node);
+  };
+  auto end = std::next(begin);
+  if (begin->deletes() || begin->node == nullptr) {
+    return end;
+  }
+  while (end != difference_.changes.end() &&
+         static_cast<std::size_t>(end - begin) < server::RequestQueue::kMaxPipelined &&
+         belongs(*end)) {
+    ++end;
+  }
+  return end;
 }
 
 Task<> Writer::Carry(const Change& change) {
@@ -79,6 +110,7 @@ Ids Writer::IdsOf(const lyd_node* node, const AgentModel& agent) const {
 
 Task<> Writer::Send(const AgentModel& agent, server::Request request, const lyd_node* where,
                     std::int64_t* instance) {
+  request.pipelined = true;
   const server::Answer answer = co_await agents_.Call(agent.name, std::move(request));
   if (answer.ok()) {
     changed_.insert(agent.name);

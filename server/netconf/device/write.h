@@ -25,8 +25,9 @@ class Writer {
          const InstanceIds& ids)
       : agents_(agents), mapping_(mapping), difference_(difference), ids_(ids) {}
 
-  // Carries out the changes one after the other, up to the first that an agent refuses, or past
-  // refusals.
+  // Carries out the changes in their order, up to the first that an agent refuses, or past
+  // refusals. Those that do not need each other may be under way together: what is refused may have
+  // some of them behind it that are carried out.
   Task<> Run(bool go_on);
   // What was refused.
   const std::vector<RpcError>& errors() const { return errors_; }
@@ -50,6 +51,9 @@ class Writer {
     const lyd_node* old_leaf;  // null when it was not there
   };
 
+  using ChangeIterator = std::vector<Change>::const_iterator;
+
+  ChangeIterator EndOfBatch(ChangeIterator begin) const;
   Task<> Carry(const Change& change);
   Task<> DeleteEntry(const lyd_node* entry);
   Task<> CreateEntry(const Change& change);

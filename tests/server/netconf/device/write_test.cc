@@ -21,6 +21,14 @@ std::string Item(const std::string& content, const std::string& operation = "") 
   return "<shelf xmlns=\"urn:shop\"><item" + attribute + ">" + content + "</item></shelf>";
 }
 
+std::string Named(const std::string& name, const std::string& operation = "merge") {
+  return "<item nc:operation=\"" + operation + "\"><name>" + name + "</name></item>";
+}
+
+std::string Shelf(const std::string& items) {
+  return "<shelf xmlns=\"urn:shop\">" + items + "</shelf>";
+}
+
 std::string Till(const std::string& content) {
   return "<till xmlns=\"urn:shop\">" + content + "</till>";
 }
@@ -48,6 +56,42 @@ TEST_F(WriteTest, NewEntryComesWithItsSlotsAndThenTheRest) {
   EXPECT_THAT(shop_->Changes(),
               ElementsAre("3 key1 shelf.item.name=cup; 3 shelf.item.price=5",
                           "1 shelf.item.colour=blue [1]; 1 shelf.item.tag=new [1]", "commit"));
+}
+
+TEST_F(WriteTest, NewEntriesDoNotWaitForEachOther) {
+  shop_->on_request = [&](const FakeAgent::Request& request) {
+    shop_->is_silent = request.type == NC_DM_MSG_TYPE_EDIT;
+  };
+  bool is_done = false;
+  device_->Start({1, "user"},
+                 "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"1\">" +
+                     EditConfig(Shelf(Named("cup", "create") + Named("jar", "create"))) + "</rpc>",
+                 [&](const Reply&) { is_done = true; });
+  Settle();
+  EXPECT_THAT(shop_->Changes(),
+              ElementsAre("3 key1 shelf.item.name=cup", "3 key1 shelf.item.name=jar"));
+  EXPECT_FALSE(is_done);
+}
+
+TEST_F(WriteTest, EntriesThatWereCreatedBehindARefusedOneAreTakenBack) {
+  shop_->refuse = [](const std::string& element) {
+    return element == "3 key1 shelf.item.name=jar" ? NC_DM_FAULT_CODE_MEM : 0;
+  };
+  const std::string items = Named("cup") + Named("jar") + Named("pot");
+  EXPECT_THAT(Refused(EditConfig(Shelf(items))), ElementsAre("resource-denied"));
+  EXPECT_THAT(shop_->values(), IsEmpty());
+  EXPECT_THAT(shop_->Changes(), Not(Contains("commit")));
+}
+
+TEST_F(WriteTest, NothingIsDeletedBehindARefusedDeletion) {
+  Done(EditConfig(Shelf(Named("cup") + Named("jar"))));
+  shop_->agent().ForgetRequests();
+  shop_->refuse = [](const std::string& element) {
+    return element == "4 key1 shelf.item.name=cup" ? NC_DM_FAULT_CODE_MEM : 0;
+  };
+  EXPECT_THAT(Refused(EditConfig(Shelf(Named("cup", "delete") + Named("jar", "delete")))),
+              ElementsAre("resource-denied"));
+  EXPECT_THAT(shop_->Changes(), ElementsAre("4 key1 shelf.item.name=cup"));
 }
 
 TEST_F(WriteTest, EditOfAnEntryAsksOnlyForWhatDiffers) {
