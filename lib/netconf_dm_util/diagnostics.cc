@@ -12,6 +12,7 @@
 #include "netconf_dm_util.h"
 #include "netconf_dm_util/frame_dump.h"
 #include "netconf_dm_util/log.h"
+#include "netconf_dm_util/refuse.h"
 
 int g_nc_dm_agent_dbg = 0;
 
@@ -48,6 +49,8 @@ void nc_dm_agent_dbg_msg(int flag, const char* fmt, ...) {
   va_end(arguments);
   NC_DM_SYSLOG("%s %s", level->prefix, text);
 }
+
+void nc::LogRefusal(const char* message) { NC_DM_LOG_ERROR("%s", message); }
 
 void nc_dm_agent_dbg_set(int dbg_type, bool is_open) {
   const std::atomic_ref mask(g_nc_dm_agent_dbg);

@@ -6,9 +6,13 @@
 
 namespace nc {
 
+// Logs the text of an error, as NC_DM_LOG_ERROR does. The test of the level is not repeated where
+// it is called: some hundred refusals would be kilobytes of it.
+void LogRefusal(const char* message);
+
 template <typename Result>
 Result Refuse(Result result, const char* message) {
-  NC_DM_LOG_ERROR("%s", message);
+  LogRefusal(message);
   return result;
 }
 
