@@ -70,14 +70,29 @@ class ServerSocket {
     return getpeername(fd_, reinterpret_cast<sockaddr*>(&peer), &len) == 0 || errno != ENOTCONN;
   }
 
-  // True if the socket holds as much as it may. A server that is slower than the registrations is
-  // no broken link, and every send to a full socket would be taken for one. (Readiness to write
-  // comes only when most of it has drained.)
-  bool IsFull() const { return limit_ > 0 && nc::QueuedBytes(fd_) >= limit_; }
+  // True if the socket holds as much as it may; asked before each message. A server that is slower
+  // than the registrations is no broken link, and every send to a full socket would be taken for
+  // one. (Readiness to write comes only when most of it has drained.)
+  //
+  // The question is a system call, and is left out while the messages since the last one cannot
+  // have filled what was free then.
+  bool IsFull() {
+    if (limit_ <= 0) return false;
+    if (surely_free_ < kMostOfMessage) {
+      surely_free_ = limit_ - nc::QueuedBytes(fd_);
+      if (surely_free_ <= 0) return true;
+    }
+    surely_free_ -= kMostOfMessage;
+    return false;
+  }
 
  private:
+  // More than the system charges a socket for a message and its own records of it.
+  static constexpr int kMostOfMessage = 4 * NC_DM_SEND_BUF_SIZE;
+
   int fd_;
   int limit_ = 0;
+  int surely_free_ = 0;
 };
 
 // True while the registration task waits for the socket, not for a timer.
@@ -144,7 +159,7 @@ class Run {
 
   nc::QueueRun queue_;
   nc::TreeAttributes attributes_;
-  const ServerSocket socket_{g_nc_dm_mng_info.agent_fd};
+  ServerSocket socket_{g_nc_dm_mng_info.agent_fd};
   const bool is_connected_ = socket_.IsConnected();
   int objects_ = 0;
   bool is_anything_left_ = false;

@@ -2,10 +2,13 @@
 // run holds, and get it between two messages; what they queue is for the next run.
 
 #include <dlfcn.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <time.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <thread>
 
 #include "agent_fixture.h"
@@ -24,6 +27,11 @@ int g_sends = 0;
 int g_sends_with_queue = 0;
 int g_offers = 0;                // of the queue, by the runner
 std::atomic<int> g_waiting = 0;  // producers that want the queue
+int g_questions = 0;             // to the system about the socket
+std::atomic<bool> g_runner_waits = false;
+std::atomic<bool> g_runner_has_queue = false;
+std::atomic<int> g_producer_yields = 0;
+void (*g_at_producer_yield)() = nullptr;
 
 // While it is not 0 the time that the runner is told, and each message takes 20 microseconds, in
 // which a producer comes.
@@ -51,10 +59,13 @@ extern "C" {
 __attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static auto* const next = Next<int(pthread_mutex_t*)>("pthread_mutex_lock");
   if (t_is_producer && IsQueue(mutex)) g_producer_waits = true;
-  const int wants = IsQueue(mutex) && std::this_thread::get_id() != g_runner ? 1 : 0;
+  const bool is_runner = std::this_thread::get_id() == g_runner;
+  const int wants = IsQueue(mutex) && !is_runner ? 1 : 0;
+  if (IsQueue(mutex) && is_runner) g_runner_waits = true;
   g_waiting += wants;
   const int result = next(mutex);
   g_waiting -= wants;
+  if (IsQueue(mutex) && is_runner) g_runner_has_queue = true;
   return result;
 }
 
@@ -68,6 +79,14 @@ __attribute__((visibility("default"))) int pthread_mutex_unlock(pthread_mutex_t*
     while (!g_producer_is_done) std::this_thread::yield();
   }
   return result;
+}
+
+__attribute__((visibility("default"))) int sched_yield() noexcept {
+  if (t_is_producer) {
+    ++g_producer_yields;
+    if (auto* const action = std::exchange(g_at_producer_yield, nullptr)) action();
+  }
+  return static_cast<int>(syscall(SYS_sched_yield));
 }
 
 __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* now) noexcept {
@@ -99,6 +118,15 @@ __attribute__((visibility("default"))) ssize_t send(int fd, const void* data, si
   return syscall(SYS_sendto, fd, data, size, flags, nullptr, 0);
 }
 
+__attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, request);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  ++g_questions;
+  return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
+}
+
 }  // extern "C"
 
 namespace ncdm_test {
@@ -126,9 +154,12 @@ class QueueRunTest : public AgentTest {
     g_sends = 0;
     g_sends_with_queue = 0;
     g_offers = 0;
+    g_questions = 0;
+    g_producer_yields = 0;
   }
   void TearDown() override {
     g_at_first_send = nullptr;
+    g_at_producer_yield = nullptr;
     if (g_producer.joinable()) g_producer.join();
     g_producer_waits = false;
   }
@@ -136,6 +167,25 @@ class QueueRunTest : public AgentTest {
   static int Run() {
     nc_dm_agent_handle_event(NC_DM_EVENT_REG, 0, 1);
     return platform().RunNext(nc_dm_agent_reg_handler);
+  }
+
+  static void QueueLate() {
+    t_is_producer = true;
+    EXPECT_EQ(QueuePath("late"), 0);
+    g_producer_is_done = true;
+  }
+
+  // A run that comes while this thread holds the queue, and waits for it.
+  static std::thread StartRunThatWaits() {
+    g_runner = {};
+    g_runner_waits = false;
+    g_runner_has_queue = false;
+    std::thread run([] {
+      g_runner = std::this_thread::get_id();
+      EXPECT_EQ(nc_dm_agent_reg_handler(nullptr), 0);
+    });
+    while (!g_runner_waits) std::this_thread::yield();
+    return run;
   }
 
   std::string NextPath() {
@@ -151,11 +201,7 @@ TEST_F(QueueRunTest, AProducerGetsTheQueueBetweenTwoMessages) {
   ASSERT_EQ(QueuePath("a.b"), 0);
   ASSERT_EQ(QueuePath("a.c"), 0);
   g_at_first_send = [] {
-    g_producer = std::thread([] {
-      t_is_producer = true;
-      EXPECT_EQ(QueuePath("late"), 0);
-      g_producer_is_done = true;
-    });
+    g_producer = std::thread(QueueLate);
     while (!g_producer_waits) std::this_thread::yield();
   };
   EXPECT_EQ(Run(), 0);
@@ -190,6 +236,44 @@ TEST_F(QueueRunTest, AThreadThatRegistersWithoutPauseGetsTheQueueOnceAMillisecon
   EXPECT_LE(g_offers, time_ns / 1000000 + 2) << "and once when it ends";
 }
 
+// The mutex alone would go from one producer to the next.
+TEST_F(QueueRunTest, AProducerGivesWayToARunThatWaitsForTheQueue) {
+  ASSERT_EQ(QueuePath("a.b"), 0);
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  std::thread run = StartRunThatWaits();
+  g_at_producer_yield = [] {
+    while (!g_runner_has_queue) std::this_thread::yield();
+  };
+  g_producer = std::thread(QueueLate);
+  while (g_producer_yields == 0 && !g_producer_waits) std::this_thread::yield();
+  EXPECT_FALSE(g_producer_waits) << "it asks for the queue, and may get it first";
+  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+  run.join();
+  g_producer.join();
+  EXPECT_EQ(NextPath(), "a.b");
+  EXPECT_TRUE(peer().IsQuiet()) << "the run had the queue first";
+  EXPECT_THAT(PendingTexts(), testing::ElementsAre("REG late 0"));
+}
+
+TEST_F(QueueRunTest, AProducerDoesNotGiveWayForEver) {
+  pthread_mutex_lock(&g_nc_dm_reg_list.list_mutex);
+  std::thread run = StartRunThatWaits();
+  g_producer = std::thread(QueueLate);
+  while (!g_producer_waits) std::this_thread::yield();
+  EXPECT_GT(g_producer_yields, 0);
+  EXPECT_LE(g_producer_yields, 100);
+  pthread_mutex_unlock(&g_nc_dm_reg_list.list_mutex);
+  run.join();
+}
+
+TEST_F(QueueRunTest, ARunSeldomAsksWhetherTheSocketIsFull) {
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(QueuePath("a.b"), 0);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(g_sends, 100);
+  EXPECT_GT(g_questions, 0);
+  EXPECT_LE(g_questions, 20);
+}
+
 TEST_F(QueueRunTest, WhatARunLeavesStandsInFrontOfWhatCameMeanwhile) {
   ASSERT_EQ(QueuePath("a.b"), 0);
   for (int i = 0; i < 600; ++i) {
@@ -197,11 +281,7 @@ TEST_F(QueueRunTest, WhatARunLeavesStandsInFrontOfWhatCameMeanwhile) {
   }
   ASSERT_EQ(QueuePath("a.c"), 0);
   g_at_first_send = [] {
-    g_producer = std::thread([] {
-      t_is_producer = true;
-      EXPECT_EQ(QueuePath("late"), 0);
-      g_producer_is_done = true;
-    });
+    g_producer = std::thread(QueueLate);
     while (!g_producer_waits) std::this_thread::yield();
   };
   EXPECT_EQ(Run(), 0);
