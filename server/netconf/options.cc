@@ -22,6 +22,7 @@ void AddOptions(CLI::App* app, ProgramOptions* options) {
   app->add_option("--authorized-keys", options->authorized_keys,
                   "Public keys that may log in: lines `type base64 [comment]`")
       ->required();
+  app->set_version_flag("--version", "ncdm-netconf " NCDM_VERSION, "Print the version and end");
   app->add_option("--user", options->user, "The one name that may log in; any without it");
   app->add_option("--yang", options->yang, "Directory of the device's YANG modules")->required();
   for (CLI::Option* option :
@@ -47,7 +48,10 @@ ProgramOptions ParseOptions(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
-    options.help = app.help();
+    options.notice = app.help();
+    return options;
+  } catch (const CLI::CallForVersion& version) {
+    options.notice = std::string(version.what()) + "\n";
     return options;
   } catch (const CLI::ParseError& error) {
     throw UsageError(OneLine(error.what()));

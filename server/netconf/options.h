@@ -18,7 +18,7 @@ struct ProgramOptions {
   std::string authorized_keys;
   std::string user;  // empty: any
   std::string yang;
-  std::string help;  // what --help prints; empty when it was not asked for
+  std::string notice;  // what --help or --version prints; empty when neither was asked for
 };
 
 // The text is one line.

@@ -100,8 +100,8 @@ void Serve(const ProgramOptions& options, const DeviceFunction& open_device) {
 int RunProgram(int argc, const char* const* argv, const DeviceFunction& open_device) {
   try {
     const ProgramOptions options = ParseOptions(argc, argv);
-    if (!options.help.empty()) {
-      std::fputs(options.help.c_str(), stdout);
+    if (!options.notice.empty()) {
+      std::fputs(options.notice.c_str(), stdout);
       return kSuccess;
     }
     Serve(options, open_device);

@@ -70,7 +70,12 @@ TEST(OptionsTest, EmptyValueIsRefusedWithTheOptionsName) {
 }
 
 TEST(OptionsTest, HelpNeedsNothingElse) {
-  EXPECT_THAT(Parse({"--help"}).help, HasSubstr("--authorized-keys"));
+  EXPECT_THAT(Parse({"--help"}).notice, HasSubstr("--authorized-keys"));
+}
+
+TEST(OptionsTest, VersionNeedsNothingElse) {
+  EXPECT_THAT(Parse({"--version"}).notice,
+              testing::MatchesRegex("ncdm-netconf [0-9]+\\.[0-9]+.*\n"));
 }
 
 }  // namespace

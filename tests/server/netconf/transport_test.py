@@ -334,6 +334,11 @@ class StartTest(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
         self.assertIn('--authorized-keys', result.stdout)
 
+    def test_version_is_said(self):
+        result = subprocess.run([PROGRAM, '--version'], capture_output=True, text=True, timeout=WAIT)
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(result.stdout, r'^ncdm-netconf \d+\.\d+\S*\n$')
+
 
 if __name__ == '__main__':
     PROGRAM = sys.argv.pop(1)
