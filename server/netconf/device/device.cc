@@ -204,7 +204,7 @@ Task<Reply> Device::GetConfig(const Rpc& rpc) {
     tree = co_await ReadCandidate(std::move(wanted));
     ReportDefaults(&tree);
   } else {
-    tree = co_await ReadRunning(std::move(wanted), Content::kConfig);
+    tree = co_await ReadRunning(std::move(wanted), Content::kReportedConfig);
   }
   if (filter) {
     filter->Apply(&tree);

@@ -27,6 +27,7 @@ struct EditNode {
   EditOperation operation = EditOperation::kMerge;  // its own, or inherited
   std::optional<std::string> value{};  // of a leaf, canonical; may be missing where it is deleted
   std::vector<std::string> keys{};     // of an entry, canonical
+  bool is_new = false;  // of an entry: a key is to be created, whatever the entry's own operation
   std::vector<std::unique_ptr<EditNode>> children{};  // keys are not among them
 
   InstancePath Path() const;

@@ -61,6 +61,9 @@ class Editor {
 
   void Node(const EditNode& edit, lyd_node* parent) {
     lyd_node* node = Existing(edit, parent);
+    if (edit.is_new && IsThere(node)) {
+      Fail(edit, "data-exists", "it exists already");
+    }
     switch (edit.operation) {
       case EditOperation::kCreate:
         if (IsThere(node)) {

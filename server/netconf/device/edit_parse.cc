@@ -180,7 +180,13 @@ class Parser {
   void Keys(const std::vector<Element>& children, EditNode* node) const {
     InstancePath list = node->parent->Path();
     list.Enter(node->schema);
-    for (const lysc_node* key : KeysOf(node->schema)) {
+    const std::vector<const lysc_node*> keys = KeysOf(node->schema);
+    if (keys.size() > kMaxKeys) {
+      Fail(ApplicationError("operation-not-supported", "a list of so many keys is not served"),
+           list);
+    }
+    std::vector<Element> elements;
+    for (const lysc_node* key : keys) {
       const auto is_key = [&](Element child) { return child.Is(key->name, key->module->ns); };
       const auto child = std::ranges::find_if(children, is_key);
       if (child == children.end()) {
@@ -192,7 +198,24 @@ class Parser {
       InstancePath at = list;
       at.Enter(key);
       node->keys.push_back(Canonical(*child, key, child->Text(), at));
+      elements.push_back(*child);
     }
+    for (const Element key : elements) {
+      KeyOperation(key, node);
+    }
+  }
+
+  // A key is there as long as its entry: to create it is to say that the entry is not there yet,
+  // and it is deleted with the entry alone.
+  void KeyOperation(Element key, EditNode* entry) const {
+    const EditOperation operation = Operation(key, *entry);
+    if (Deletes(entry->operation)) {
+      return;
+    }
+    if (Deletes(operation)) {
+      AttributeError("bad-attribute", "operation", key, *entry);
+    }
+    entry->is_new = entry->is_new || operation == EditOperation::kCreate;
   }
 
   // Nodes of two cases of one choice cannot both be wanted.

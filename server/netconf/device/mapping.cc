@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "server/netconf/device/tree.h"
+
 namespace ncdm::netconf {
 namespace {
 
@@ -43,6 +45,9 @@ std::optional<std::string> WhyNot(const SchemaNode& registered, const lysc_node*
   if (registered.is_list && IsConfig(node) && (node->flags & LYS_KEYLESS) != 0) {
     return "a configuration list without keys";
   }
+  if (registered.is_list && KeysOf(node).size() > kMaxKeys) {
+    return "a list of more than " + std::to_string(kMaxKeys) + " keys";
+  }
   return std::nullopt;
 }
 
@@ -64,11 +69,28 @@ class Walk {
         model_->registered[node] = child;
         model_->yang[child] = node;
         Down(*child, node);
+        if (child->is_list) {
+          CheckKeys(*child, node);
+        }
       }
     }
   }
 
  private:
+  // An entry is read by the model's keys, and created and deleted by the agent's.
+  void CheckKeys(const SchemaNode& list, const lysc_node* node) const {
+    const auto is_registered = [&](const lysc_node* key) {
+      return model_->Registered(key) != nullptr;
+    };
+    if (!std::ranges::all_of(KeysOf(node), is_registered)) {
+      Log(list, "a list with keys that the agent has not got");
+    } else if (IsConfig(node) && !HasKeysOfModel(*model_, node)) {
+      log_("agent '" + model_->name + "': entries of " + list.Path() +
+           " can be neither created nor deleted: the keys are others than in module " +
+           module_->name);
+    }
+  }
+
   void Log(const SchemaNode& node, const std::string& why) const {
     log_("agent '" + model_->name + "': " + node.Path() + " is not served: in module " +
          module_->name + " it is " + why);
@@ -150,6 +172,15 @@ void LogUnmapped(const AgentModel& model, const SchemaNode& parent, const Mappin
 }
 
 }  // namespace
+
+bool HasKeysOfModel(const AgentModel& agent, const lysc_node* list) {
+  const std::vector<const SchemaNode*> keys = agent.Registered(list)->Keys();
+  return keys.size() == KeysOf(list).size() &&
+         std::ranges::all_of(keys, [&](const SchemaNode* key) {
+           const lysc_node* node = agent.Yang(key);
+           return node != nullptr && IsKey(node);
+         });
+}
 
 Mapping::Mapping(const YangContext& context, const std::vector<const server::Agent*>& agents,
                  const Log& log) {

@@ -41,6 +41,9 @@ struct AgentModel {
   }
 };
 
+// True if what the agent registered as keys of a list that it serves are the model's keys.
+bool HasKeysOfModel(const AgentModel& agent, const lysc_node* list);
+
 class Mapping {
  public:
   using Log = std::function<void(const std::string& line)>;

@@ -204,9 +204,9 @@ class AgentRead {
 // Turns what agents gave into nodes of the model.
 class Builder {
  public:
-  Builder(const Mapping& mapping, const AgentModel& model, ReadResult* result,
+  Builder(const Mapping& mapping, const AgentModel& model, Content content, ReadResult* result,
           const Mapping::Log& log)
-      : mapping_(mapping), model_(model), result_(result), log_(log) {}
+      : mapping_(mapping), model_(model), content_(content), result_(result), log_(log) {}
 
   void Children(const DataNode& data, lyd_node* parent) {
     Seen seen;
@@ -220,9 +220,13 @@ class Builder {
   }
 
  private:
-  // An application shows a leaf-list's defaults as its values. They are no configuration: who gives
-  // the leaf-list a value of its own does not want them beside it.
+  // An application shows a leaf-list's defaults as its values. They are reported, as all defaults
+  // are, but a change knows nothing of them: who gives the leaf-list a value of its own does not
+  // want them beside it.
   std::unordered_set<const lysc_node*> LeafListsAtDefault(const DataNode& data) const {
+    if (content_ != Content::kConfig) {
+      return {};
+    }
     std::unordered_map<const lysc_node*, std::vector<std::string_view>> values;
     for (const DataNode* child : data.children) {
       const lysc_node* node = model_.Yang(child->schema);
@@ -324,6 +328,7 @@ class Builder {
 
   const Mapping& mapping_;
   const AgentModel& model_;
+  Content content_;
   ReadResult* result_;
   const Mapping::Log& log_;
 };
@@ -431,7 +436,7 @@ Task<ReadResult> Read(Agents& agents, std::shared_ptr<const Mapping> mapping, Wa
     if (!parts[i].failure) {
       server::DataTree data(model.schema);
       data.Add(std::move(parts[i].values));
-      Builder(*mapping, model, &result, log).Children(data.root(), nullptr);
+      Builder(*mapping, model, content, &result, log).Children(data.root(), nullptr);
     } else if (parts[i].failure->outcome == server::Outcome::kTimeout ||
                parts[i].failure->outcome == server::Outcome::kFault) {
       result.failed[model.name] = FailureError(*parts[i].failure);

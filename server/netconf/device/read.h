@@ -40,7 +40,11 @@ struct Wanted {
 // Everything of the device's modules.
 Wanted WantAll(const YangContext& context);
 
-enum class Content { kAll, kConfig };
+enum class Content {
+  kAll,             // for a client: state, too, and all defaults that the agents show
+  kReportedConfig,  // the same without state
+  kConfig,          // for a change: of leaf-lists that are at their defaults nothing
+};
 
 // The instance ids of the list entries that were read, for the requests that change them.
 class InstanceIds {

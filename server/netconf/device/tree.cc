@@ -1,15 +1,23 @@
 #include "server/netconf/device/tree.h"
 
-#include <array>
 #include <cstdlib>
+#include <utility>
 
 #include "server/netconf/device/yang_context.h"
 
 namespace ncdm::netconf {
 namespace {
 
-// More keys than any list has; libyang reads as many of them as the list's key statement names.
-constexpr std::size_t kMaxKeys = 16;
+// libyang reads as many texts as the list has keys. Its function that takes keys as a predicate has
+// no way to write a value with both kinds of quotes.
+template <std::size_t... kIndex>
+lyd_node* NewListOf(lyd_node* parent, const lysc_node* list, const std::vector<std::string>& keys,
+                    std::index_sequence<kIndex...>) {
+  const auto text = [&](std::size_t i) { return i < keys.size() ? keys[i].c_str() : nullptr; };
+  lyd_node* node = nullptr;
+  lyd_new_list(parent, list->module, list->name, 0, &node, text(kIndex)...);
+  return node;
+}
 
 void InsertIfTop(Tree* tree, const lyd_node* parent, lyd_node* node) {
   if (parent == nullptr && node != nullptr) {
@@ -91,13 +99,10 @@ lyd_node* NewContainer(Tree* tree, lyd_node* parent, const lysc_node* schema) {
 
 lyd_node* NewEntry(Tree* tree, lyd_node* parent, const lysc_node* list,
                    const std::vector<std::string>& keys) {
-  std::array<const char*, kMaxKeys> k{};
-  for (std::size_t i = 0; i < keys.size() && i < k.size(); ++i) {
-    k.at(i) = keys[i].c_str();
+  if (KeysOf(list).size() > kMaxKeys) {
+    return nullptr;
   }
-  lyd_node* node = nullptr;
-  lyd_new_list(parent, list->module, list->name, 0, &node, k[0], k[1], k[2], k[3], k[4], k[5], k[6],
-               k[7], k[8], k[9], k[10], k[11], k[12], k[13], k[14], k[15]);
+  lyd_node* node = NewListOf(parent, list, keys, std::make_index_sequence<kMaxKeys>());
   InsertIfTop(tree, parent, node);
   return node;
 }

@@ -4,6 +4,7 @@
 
 #include <libyang/libyang.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -64,6 +65,8 @@ void ForEachSibling(lyd_node* first, Function function) {
 // Below `parent`, or at the top of `tree` when it is null. Null when the model refuses the value.
 
 lyd_node* NewContainer(Tree* tree, lyd_node* parent, const lysc_node* schema);
+// A list with more keys has no entries here: libyang takes them as single arguments.
+inline constexpr std::size_t kMaxKeys = 64;
 // `keys`: in the order of the key statement, canonical or in the form that has module names.
 lyd_node* NewEntry(Tree* tree, lyd_node* parent, const lysc_node* list,
                    const std::vector<std::string>& keys);

@@ -146,19 +146,14 @@ namespace {
 // the model's.
 std::vector<EditElement> KeyElements(const AgentModel& agent, const lyd_node* entry,
                                      const Ids& outer, Operation operation) {
-  const std::vector<const SchemaNode*> keys = agent.Registered(entry->schema)->Keys();
-  const bool are_the_models = std::ranges::all_of(keys, [&](const SchemaNode* key) {
-    const lysc_node* node = agent.Yang(key);
-    return node != nullptr && IsKey(node);
-  });
-  if (!are_the_models || keys.size() != KeysOf(entry->schema).size()) {
+  if (!HasKeysOfModel(agent, entry->schema)) {
     throw OperationFailed(
         At(ApplicationError("operation-not-supported",
                             "the application's entries have other keys than the model's"),
            InstancePath(entry)));
   }
   std::vector<EditElement> elements;
-  for (const SchemaNode* key : keys) {
+  for (const SchemaNode* key : agent.Registered(entry->schema)->Keys()) {
     elements.push_back({.name = key->Path(),
                         .value = ValueOf(Find(lyd_child(entry), agent.Yang(key))),
                         .ids = outer,

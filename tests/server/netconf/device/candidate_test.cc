@@ -4,13 +4,6 @@
 namespace ncdm::netconf {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::Pair;
-
 constexpr char kCandidate[] = "candidate";
 
 class CandidateTest : public DeviceTest {

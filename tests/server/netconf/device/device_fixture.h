@@ -19,6 +19,15 @@
 
 namespace ncdm::netconf {
 
+// What the tests of this folder say of texts and lists.
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
 inline constexpr char kShopModule[] = R"(module shop {
   yang-version 1.1; namespace "urn:shop"; prefix s;
   container shelf {

@@ -4,14 +4,6 @@
 namespace ncdm::netconf {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::Pair;
-using testing::UnorderedElementsAre;
-
 constexpr char kKinds[] = R"(module kinds {
   yang-version 1.1; namespace "urn:kinds"; prefix k;
   identity drink; identity tea { base drink; } identity coffee { base drink; }

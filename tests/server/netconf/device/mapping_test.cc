@@ -6,12 +6,6 @@
 namespace ncdm::netconf {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 constexpr char kBase[] = R"(module base {
   yang-version 1.1; namespace "urn:base"; prefix b;
   revision 2026-01-01;
@@ -26,6 +20,7 @@ constexpr char kBase[] = R"(module base {
     list free { config true; ordered-by user; key "id"; leaf id { type string; } }
     leaf-list words { type string; }
     leaf word { type string; }
+    list pair { key "left right"; leaf left { type string; } leaf right { type string; } }
   }
   list top { key "id"; leaf id { type string; } }
 })";
@@ -151,6 +146,21 @@ TEST_F(MappingTest, ListsThatCannotBeServedAreLogged) {
   Map();
   EXPECT_THAT(log_, ElementsAre(HasSubstr("a list at the top of a module"),
                                 HasSubstr("ordered by the user")));
+}
+
+TEST_F(MappingTest, OtherKeysThanTheModelsAreLoggedAndServed) {
+  Add("less", {{"odd.pair.{i}.left", NC_DM_FLAG_KEY}, {"odd.pair.{i}.right", 0}}, {"base"});
+  const Mapping mapping = Map();
+  EXPECT_EQ(Served(mapping, "odd.pair.right"), "base:right");
+  EXPECT_THAT(log_, ElementsAre("agent 'less': entries of odd.pair can be neither created nor "
+                                "deleted: the keys are others than in module base"));
+}
+
+TEST_F(MappingTest, AListWithoutAKeyOfTheModelIsLogged) {
+  Add("none", {{"odd.pair.{i}.left", NC_DM_FLAG_KEY}}, {"base"});
+  Map();
+  EXPECT_THAT(log_, ElementsAre("agent 'none': odd.pair is not served: in module base it is a "
+                                "list with keys that the agent has not got"));
 }
 
 TEST_F(MappingTest, LeafBelongsToTheAgentThatWasThereFirst) {

@@ -4,11 +4,6 @@
 namespace ncdm::netconf {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 constexpr char kShelf[] = "<shelf xmlns=\"urn:shop\">";
 
 // All that was asked, request by request.

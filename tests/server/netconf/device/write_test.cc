@@ -6,14 +6,6 @@
 namespace ncdm::netconf {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::Pair;
-using testing::UnorderedElementsAre;
-
 constexpr std::int32_t kSlot = 16;
 
 std::string Item(const std::string& content, const std::string& operation = "") {
@@ -129,6 +121,18 @@ TEST_F(LeafListDefaultsTest, AreNoConfigurationBesideTheFirstValueOfItsOwn) {
   shop_->values()["till.hour.2"] = "9";
   Done(EditConfig(Till("<hour>5</hour>")));
   EXPECT_THAT(shop_->Changes(), ElementsAre("1 till.hour=5", "commit"));
+}
+
+TEST_F(LeafListDefaultsTest, AreReportedAsTheApplicationShowsThem) {
+  shop_->values()["till.hour.1"] = "17";
+  shop_->values()["till.hour.2"] = "9";
+  const std::string hours = "<hour>17</hour><hour>9</hour>";
+  EXPECT_THAT(Get(Till("")), HasSubstr(hours));
+  for (const char* source : {"running", "candidate"}) {
+    EXPECT_THAT(
+        Call("<get-config><source><" + std::string(source) + "/></source></get-config>").content,
+        HasSubstr(hours));
+  }
 }
 
 TEST_F(LeafListDefaultsTest, AreConfigurationWhenOneOfThemIsGone) {
