@@ -1,22 +1,15 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
+// Edits out of received messages: lists of them, and single ones.
 #include <climits>
 #include <string>
 #include <vector>
 
-#include "message.h"
-#include "support/debug_mask.h"
-#include "support/failing_alloc.h"
-#include "support/log_lines.h"
+#include "decode_fixture.h"
 
 namespace {
 
 using ncdm_test::Body;
-using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
-using ncdm_test::FailingAlloc;
+using ncdm_test::Field;
 using ncdm_test::Message;
 using ncdm_test::PacketLines;
 using testing::ElementsAre;
@@ -50,15 +43,12 @@ class EditList {
     return nodes;
   }
 
+  size_t size() const { return edits().size(); }
+
   nc_dm_stub_edit_node_list_t list = {};
 };
 
-class DecodeEditTest : public testing::Test {
- protected:
-  void Forget() { ncdm_test::LogCapture::Get().Clear(); }
-
-  DebugMask mask_;
-};
+class DecodeEditTest : public ncdm_test::DecodeTest {};
 
 Body& AddEntry(Body* body, int flag, std::string_view name, std::string_view value,
                std::initializer_list<int64_t> ids) {
@@ -181,12 +171,6 @@ TEST_F(DecodeEditTest, EntryCountBeyondTheBodyFailsAtTheFirstMissingField) {
   EXPECT_EQ(ErrorLines().back(), "Failed to decode message flag field!\n");
 }
 
-// The last message, and where the field ends that it is about.
-struct Field {
-  size_t end;
-  const char* failure;
-};
-
 TEST_F(DecodeEditTest, EntryCutAnywhereFailsAtTheFieldThatIsCut) {
   Body body;
   body.Int32(9);
@@ -205,20 +189,14 @@ TEST_F(DecodeEditTest, EntryCutAnywhereFailsAtTheFieldThatIsCut) {
       {53, "Failed to decode id[0]:0\n"},
       {61, "Failed to decode id[1]:0\n"},
   };
-  ASSERT_EQ(body.size(), std::end(fields)[-1].end);
-  size_t cut = 0;
-  for (const auto& [end, failure] : fields) {
-    for (; cut < end; ++cut) {
-      Forget();
-      EditList list;
-      EXPECT_EQ(nc_dm_agent_decode_edit_list(Message(body.Cut(cut), 0, 1).get(), &list.list), -1);
-      EXPECT_THAT(list.edits(), IsEmpty());
-      EXPECT_THAT(list.keys(), IsEmpty());
-      ASSERT_THAT(ErrorLines(), SizeIs(2)) << cut;
-      EXPECT_THAT(ErrorLines()[0], testing::StartsWith("The message error len="));
-      EXPECT_EQ(ErrorLines()[1], failure) << cut;
-    }
-  }
+  ExpectEachCutToFail(body, fields, [](const Body& cut) {
+    EditList list;
+    EXPECT_EQ(nc_dm_agent_decode_edit_list(Message(cut, 0, 1).get(), &list.list), -1);
+    EXPECT_THAT(list.edits(), IsEmpty());
+    EXPECT_THAT(list.keys(), IsEmpty());
+    ASSERT_THAT(ErrorLines(), SizeIs(2));
+    EXPECT_THAT(ErrorLines()[0], testing::StartsWith("The message error len="));
+  });
 }
 
 TEST_F(DecodeEditTest, EntriesBeforeAFailureStayInTheList) {
@@ -264,7 +242,7 @@ TEST_F(DecodeEditTest, NegativeIdCountIsNoIds) {
   EXPECT_EQ(list.edits()[0]->edit->id_array, nullptr);
 }
 
-TEST_F(DecodeEditTest, EveryAllocationMayFail) {
+TEST_F(DecodeEditTest, EveryAllocationMayFailAndLeavesNothingBehind) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Body body;
   body.Int32(9);
@@ -275,44 +253,7 @@ TEST_F(DecodeEditTest, EveryAllocationMayFail) {
       "Failed to decode stub_edit->name!\n", "Failed to decode msg!\n",
       "Failed to decode id_array->cnt!\n",
   };
-  const DebugMask errors_alone(NC_DM_DBG_ERROR);
-  for (int successes = 0; successes < 6; ++successes) {
-    Forget();
-    EditList list;
-    int result = 0;
-    bool failed = false;
-    {
-      const FailingAlloc failing(successes);
-      result = nc_dm_agent_decode_edit_list(message.get(), &list.list);
-      failed = FailingAlloc::HasFailed();
-    }
-    EXPECT_EQ(failed, successes < 5);
-    EXPECT_EQ(result, failed ? -1 : 0);
-    EXPECT_THAT(list.edits(), SizeIs(failed ? 0 : 1));
-    if (failed) {
-      EXPECT_EQ(ErrorLines().back(), failures[successes]);
-    }
-  }
-}
-
-TEST_F(DecodeEditTest, AFailedAllocationLeavesNothingBehind) {
-  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  Body body;
-  body.Int32(9);
-  AddEntry(&body, 1, "a.k", "1", {3});
-  const Message message(body, 0, 1);
-  const DebugMask silence(0);  // logging would be counted, too
-  for (int successes = 0; successes < 5; ++successes) {
-    EditList list;
-    const int before = FailingAlloc::Live();
-    int after = 0;
-    {
-      const FailingAlloc failing(successes);
-      nc_dm_agent_decode_edit_list(message.get(), &list.list);
-      after = FailingAlloc::Live();
-    }
-    EXPECT_EQ(after, before) << successes;
-  }
+  ExpectEachAllocationToFail<EditList>(message, nc_dm_agent_decode_edit_list, failures);
 }
 
 TEST_F(DecodeEditTest, NullIsRefused) {
@@ -396,19 +337,13 @@ TEST_F(DecodeEditTest, SingleEditCutAnywhereFailsAndHoldsNothing) {
       {45, "Failed to decode id[0]:0\n"},
       {53, "Failed to decode id[1]:0\n"},
   };
-  ASSERT_EQ(body.size(), std::end(fields)[-1].end);
-  size_t cut = 0;
-  for (const auto& [end, failure] : fields) {
-    for (; cut < end; ++cut) {
-      Forget();
-      nc_dm_stub_edit_t edit = {};
-      EXPECT_EQ(nc_dm_agent_decode_edit(Message(body.Cut(cut), kAll).get(), &edit), -1);
-      EXPECT_EQ(edit.name, nullptr);
-      EXPECT_EQ(edit.val, nullptr);
-      EXPECT_EQ(edit.id_array, nullptr);
-      EXPECT_EQ(ErrorLines().back(), failure) << cut;
-    }
-  }
+  ExpectEachCutToFail(body, fields, [](const Body& cut) {
+    nc_dm_stub_edit_t edit = {};
+    EXPECT_EQ(nc_dm_agent_decode_edit(Message(cut, kAll).get(), &edit), -1);
+    EXPECT_EQ(edit.name, nullptr);
+    EXPECT_EQ(edit.val, nullptr);
+    EXPECT_EQ(edit.id_array, nullptr);
+  });
 }
 
 }  // namespace

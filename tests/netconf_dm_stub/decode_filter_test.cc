@@ -1,22 +1,15 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
+// Filters and lookups of ids out of received messages.
 #include <climits>
 #include <string>
 #include <vector>
 
-#include "message.h"
-#include "support/debug_mask.h"
-#include "support/failing_alloc.h"
-#include "support/log_lines.h"
+#include "decode_fixture.h"
 
 namespace {
 
 using ncdm_test::Body;
-using ncdm_test::DebugMask;
 using ncdm_test::ErrorLines;
-using ncdm_test::FailingAlloc;
+using ncdm_test::Field;
 using ncdm_test::Message;
 using ncdm_test::PacketLines;
 using testing::ElementsAre;
@@ -39,21 +32,12 @@ class FilterList {
     return filters;
   }
 
+  size_t size() const { return filters().size(); }
+
   nc_dm_stub_filter_node_list_t list = {};
 };
 
-class DecodeFilterTest : public testing::Test {
- protected:
-  void Forget() { ncdm_test::LogCapture::Get().Clear(); }
-
-  DebugMask mask_;
-};
-
-// The last message, and where the field ends that it is about.
-struct FilterField {
-  size_t end;
-  const char* failure;
-};
+class DecodeFilterTest : public ncdm_test::DecodeTest {};
 
 Body OneEntry() {
   Body body;
@@ -140,7 +124,7 @@ TEST_F(DecodeFilterTest, EntryCountBelowZeroAndBeyondTheBody) {
 
 TEST_F(DecodeFilterTest, EntryCutAnywhereFailsAtTheFieldThatIsCut) {
   const Body body = OneEntry();
-  const FilterField fields[] = {
+  const Field fields[] = {
       {4, "Failed to decode message packet type field!\n"},
       {8, "Failed to decode message!\n"},
       {15, "Failed to decode stub_filter->name!\n"},
@@ -149,18 +133,12 @@ TEST_F(DecodeFilterTest, EntryCutAnywhereFailsAtTheFieldThatIsCut) {
       {33, "Failed to decode id[0]:0\n"},
       {41, "Failed to decode id[1]:0\n"},
   };
-  ASSERT_EQ(body.size(), std::end(fields)[-1].end);
-  size_t cut = 0;
-  for (const auto& [end, failure] : fields) {
-    for (; cut < end; ++cut) {
-      Forget();
-      FilterList list;
-      EXPECT_EQ(nc_dm_agent_decode_filter_list(Message(body.Cut(cut), 0, 1).get(), &list.list), -1);
-      EXPECT_THAT(list.filters(), IsEmpty());
-      ASSERT_THAT(ErrorLines(), SizeIs(2)) << cut;
-      EXPECT_EQ(ErrorLines()[1], failure) << cut;
-    }
-  }
+  ExpectEachCutToFail(body, fields, [](const Body& cut) {
+    FilterList list;
+    EXPECT_EQ(nc_dm_agent_decode_filter_list(Message(cut, 0, 1).get(), &list.list), -1);
+    EXPECT_THAT(list.filters(), IsEmpty());
+    EXPECT_THAT(ErrorLines(), SizeIs(2));
+  });
 }
 
 TEST_F(DecodeFilterTest, SeventeenIdsFailAtTheirCount) {
@@ -179,7 +157,7 @@ TEST_F(DecodeFilterTest, SeventeenIdsFailAtTheirCount) {
   }
 }
 
-TEST_F(DecodeFilterTest, EveryAllocationMayFail) {
+TEST_F(DecodeFilterTest, EveryAllocationMayFailAndLeavesNothingBehind) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   const Message message(OneEntry(), 0, 1);
   const char* const failures[] = {
@@ -187,41 +165,7 @@ TEST_F(DecodeFilterTest, EveryAllocationMayFail) {
       "Failed to decode stub_filter->name!\n", "Failed to decode msg!\n",
       "Failed to decode id_array->cnt!\n",
   };
-  const DebugMask errors_alone(NC_DM_DBG_ERROR);
-  for (int successes = 0; successes < 6; ++successes) {
-    Forget();
-    FilterList list;
-    int result = 0;
-    bool failed = false;
-    {
-      const FailingAlloc failing(successes);
-      result = nc_dm_agent_decode_filter_list(message.get(), &list.list);
-      failed = FailingAlloc::HasFailed();
-    }
-    EXPECT_EQ(failed, successes < 5);
-    EXPECT_EQ(result, failed ? -1 : 0);
-    EXPECT_THAT(list.filters(), SizeIs(failed ? 0 : 1));
-    if (failed) {
-      EXPECT_EQ(ErrorLines().back(), failures[successes]);
-    }
-  }
-}
-
-TEST_F(DecodeFilterTest, AFailedAllocationLeavesNothingBehind) {
-  NCDM_SKIP_WITHOUT_FAILING_ALLOC();
-  const Message message(OneEntry(), 0, 1);
-  const DebugMask silence(0);  // logging would be counted, too
-  for (int successes = 0; successes < 5; ++successes) {
-    FilterList list;
-    const int before = FailingAlloc::Live();
-    int after = 0;
-    {
-      const FailingAlloc failing(successes);
-      nc_dm_agent_decode_filter_list(message.get(), &list.list);
-      after = FailingAlloc::Live();
-    }
-    EXPECT_EQ(after, before) << successes;
-  }
+  ExpectEachAllocationToFail<FilterList>(message, nc_dm_agent_decode_filter_list, failures);
 }
 
 // ---- A single filter, a single lookup ----
@@ -278,7 +222,7 @@ TEST_F(DecodeFilterTest, SingleFilterWithoutPositiveIdCountHasNoIds) {
 
 TEST_F(DecodeFilterTest, SingleFilterCutAnywhereFailsAndHoldsNothing) {
   const Body body = Single();
-  const FilterField fields[] = {
+  const Field fields[] = {
       {4, "Failed to decode message packet type field!\n"},
       {11, "Failed to decode message, confirm whether any names in the message!\n"},
       {17, "Failed to decode message, confirm whether any values in the message!\n"},
@@ -286,20 +230,14 @@ TEST_F(DecodeFilterTest, SingleFilterCutAnywhereFailsAndHoldsNothing) {
       {29, "Failed to decode id[0]:0\n"},
       {37, "Failed to decode id[1]:0\n"},
   };
-  ASSERT_EQ(body.size(), std::end(fields)[-1].end);
-  size_t cut = 0;
-  for (const auto& [end, failure] : fields) {
-    for (; cut < end; ++cut) {
-      Forget();
-      nc_dm_stub_filter_t filter = {};
-      EXPECT_EQ(nc_dm_agent_decode_filter(Message(body.Cut(cut), kAllFlags).get(), &filter), -1);
-      EXPECT_EQ(filter.name, nullptr);
-      EXPECT_EQ(filter.val, nullptr);
-      EXPECT_EQ(filter.id_array, nullptr);
-      ASSERT_THAT(ErrorLines(), SizeIs(2)) << cut;
-      EXPECT_EQ(ErrorLines()[1], failure) << cut;
-    }
-  }
+  ExpectEachCutToFail(body, fields, [](const Body& cut) {
+    nc_dm_stub_filter_t filter = {};
+    EXPECT_EQ(nc_dm_agent_decode_filter(Message(cut, kAllFlags).get(), &filter), -1);
+    EXPECT_EQ(filter.name, nullptr);
+    EXPECT_EQ(filter.val, nullptr);
+    EXPECT_EQ(filter.id_array, nullptr);
+    EXPECT_THAT(ErrorLines(), SizeIs(2));
+  });
 }
 
 TEST_F(DecodeFilterTest, SingleFilterWithSeventeenIdsFailsAtTheirCount) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -81,6 +82,18 @@ void PrintTo(const Accepted& row, std::ostream* out) {
   *out << row.type << " '" << row.text << "'";
 }
 
+struct Canonical {
+  const char* text;
+  const char* form;
+};
+
+// The rows of one type.
+auto AcceptedTexts(nc_dm_val_type_t type, std::initializer_list<Canonical> texts) {
+  std::vector<Accepted> rows;
+  for (const auto& [text, form] : texts) rows.push_back({type, text, form});
+  return testing::ValuesIn(rows);
+}
+
 class AcceptedTest : public ValueTest, public testing::WithParamInterface<Accepted> {};
 
 TEST_P(AcceptedTest, ComesBackInItsCanonicalForm) {
@@ -92,68 +105,66 @@ TEST_P(AcceptedTest, ComesBackInItsCanonicalForm) {
   EXPECT_EQ(errno, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Bool, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_BOOL, "true", "true"},
-                                         Accepted{NC_DM_VAL_TYPE_BOOL, "1", "true"},
-                                         Accepted{NC_DM_VAL_TYPE_BOOL, "false", "false"},
-                                         Accepted{NC_DM_VAL_TYPE_BOOL, "0", "false"}));
+INSTANTIATE_TEST_SUITE_P(
+    Bool, AcceptedTest,
+    AcceptedTexts(NC_DM_VAL_TYPE_BOOL,
+                  {{"true", "true"}, {"1", "true"}, {"false", "false"}, {"0", "false"}}));
 
 INSTANTIATE_TEST_SUITE_P(Short, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_SHORT, "32767", "32767"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, "-32768", "-32768"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, "0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, "-0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, "-07", "-7"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, "-", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_SHORT, " \t42\r\n", "42"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_SHORT, {{"32767", "32767"},
+                                                              {"-32768", "-32768"},
+                                                              {"0", "0"},
+                                                              {"-0", "0"},
+                                                              {"-07", "-7"},
+                                                              {"-", "0"},
+                                                              {" \t42\r\n", "42"}}));
 
 INSTANTIATE_TEST_SUITE_P(UnsignedShort, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_USHORT, "65535", "65535"},
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, "0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, "-0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, "-", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, " 42 ", "42"},
-                                         // 2^32 - 65535, as an unsigned 32-bit conversion has it
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, "-4294901761", "65535"},
-                                         Accepted{NC_DM_VAL_TYPE_USHORT, "-4294967295", "1"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_USHORT,
+                                       {{"65535", "65535"},
+                                        {"0", "0"},
+                                        {"-0", "0"},
+                                        {"-", "0"},
+                                        {" 42 ", "42"},
+                                        // 2^32 - 65535, as an unsigned 32-bit conversion has it
+                                        {"-4294901761", "65535"},
+                                        {"-4294967295", "1"}}));
 
 INSTANTIATE_TEST_SUITE_P(Int, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_INT, "2147483647", "2147483647"},
-                                         Accepted{NC_DM_VAL_TYPE_INT, "-2147483648", "-2147483648"},
-                                         Accepted{NC_DM_VAL_TYPE_INT, "-0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_INT, "\n-5 ", "-5"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_INT, {{"2147483647", "2147483647"},
+                                                            {"-2147483648", "-2147483648"},
+                                                            {"-0", "0"},
+                                                            {"\n-5 ", "-5"}}));
 
 INSTANTIATE_TEST_SUITE_P(UnsignedInt, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_UINT, "4294967295", "4294967295"},
-                                         Accepted{NC_DM_VAL_TYPE_UINT, "0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_UINT, " 7\t", "7"},
-                                         // The sign is looked for in the first character alone.
-                                         Accepted{NC_DM_VAL_TYPE_UINT, " -1", "4294967295"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_UINT,
+                                       {{"4294967295", "4294967295"},
+                                        {"0", "0"},
+                                        {" 7\t", "7"},
+                                        // The sign is looked for in the first character alone.
+                                        {" -1", "4294967295"}}));
 
 INSTANTIATE_TEST_SUITE_P(Long, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_LONG, "2147483647", "2147483647"},
-                                         Accepted{NC_DM_VAL_TYPE_LONG, "-2147483648",
-                                                  "-2147483648"},
-                                         Accepted{NC_DM_VAL_TYPE_LONG, "-0", "0"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_LONG, {{"2147483647", "2147483647"},
+                                                             {"-2147483648", "-2147483648"},
+                                                             {"-0", "0"}}));
 
 INSTANTIATE_TEST_SUITE_P(UnsignedLong, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_ULONG, "4294967295", "4294967295"},
-                                         Accepted{NC_DM_VAL_TYPE_ULONG, "0", "0"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_ULONG,
+                                       {{"4294967295", "4294967295"}, {"0", "0"}}));
 
-INSTANTIATE_TEST_SUITE_P(
-    LongLong, AcceptedTest,
-    testing::Values(Accepted{NC_DM_VAL_TYPE_LONGLONG, "9223372036854775807", "9223372036854775807"},
-                    Accepted{NC_DM_VAL_TYPE_LONGLONG, "-9223372036854775808",
-                             "-9223372036854775808"},
-                    Accepted{NC_DM_VAL_TYPE_LONGLONG, "-0", "0"},
-                    Accepted{NC_DM_VAL_TYPE_LONGLONG, "4294967296", "4294967296"}));
+INSTANTIATE_TEST_SUITE_P(LongLong, AcceptedTest,
+                         AcceptedTexts(NC_DM_VAL_TYPE_LONGLONG,
+                                       {{"9223372036854775807", "9223372036854775807"},
+                                        {"-9223372036854775808", "-9223372036854775808"},
+                                        {"-0", "0"},
+                                        {"4294967296", "4294967296"}}));
 
 INSTANTIATE_TEST_SUITE_P(UnsignedLongLong, AcceptedTest,
-                         testing::Values(Accepted{NC_DM_VAL_TYPE_ULONGLONG, "18446744073709551615",
-                                                  "18446744073709551615"},
-                                         Accepted{NC_DM_VAL_TYPE_ULONGLONG, "0", "0"},
-                                         Accepted{NC_DM_VAL_TYPE_ULONGLONG, " -1",
-                                                  "18446744073709551615"}));
+                         AcceptedTexts(NC_DM_VAL_TYPE_ULONGLONG,
+                                       {{"18446744073709551615", "18446744073709551615"},
+                                        {"0", "0"},
+                                        {" -1", "18446744073709551615"}}));
 
 INSTANTIATE_TEST_SUITE_P(Text, AcceptedTest,
                          testing::Values(Accepted{NC_DM_VAL_TYPE_STRING, "eth0", "eth0"},
@@ -163,15 +174,14 @@ INSTANTIATE_TEST_SUITE_P(Text, AcceptedTest,
                                          Accepted{NC_DM_VAL_TYPE_BASE64, "no base64", "no base64"},
                                          Accepted{NC_DM_VAL_TYPE_ANYSIMPLETYPE, "any", "any"}));
 
-INSTANTIATE_TEST_SUITE_P(
-    Time, AcceptedTest,
-    testing::Values(Accepted{NC_DM_VAL_TYPE_DATATIME, "2024-5-6T7:8:9", "2024-05-06T07:08:09"},
-                    Accepted{NC_DM_VAL_TYPE_DATATIME, "2024-10-16T10:11:12", "2024-10-16T10:11:12"},
-                    Accepted{NC_DM_VAL_TYPE_DATATIME, "2024-13-45T99:99:99", "2024-13-45T99:99:99"},
-                    Accepted{NC_DM_VAL_TYPE_DATATIME, "7-1-1T0:0:0", "0007-01-01T00:00:00"},
-                    Accepted{NC_DM_VAL_TYPE_DATATIME, "2024-1-2T3:4:-5", "2024-01-02T03:04:-5"},
-                    Accepted{NC_DM_VAL_TYPE_DATATIME, " 2024-1 -2 T3:4:5\n",
-                             "2024-01-02T03:04:05"}));
+INSTANTIATE_TEST_SUITE_P(Time, AcceptedTest,
+                         AcceptedTexts(NC_DM_VAL_TYPE_DATATIME,
+                                       {{"2024-5-6T7:8:9", "2024-05-06T07:08:09"},
+                                        {"2024-10-16T10:11:12", "2024-10-16T10:11:12"},
+                                        {"2024-13-45T99:99:99", "2024-13-45T99:99:99"},
+                                        {"7-1-1T0:0:0", "0007-01-01T00:00:00"},
+                                        {"2024-1-2T3:4:-5", "2024-01-02T03:04:-5"},
+                                        {" 2024-1 -2 T3:4:5\n", "2024-01-02T03:04:05"}}));
 
 struct Refused {
   nc_dm_val_type_t type;
@@ -182,6 +192,21 @@ struct Refused {
 };
 
 void PrintTo(const Refused& row, std::ostream* out) { *out << row.type << " '" << row.text << "'"; }
+
+struct Reason {
+  const char* text;
+  const char* message;
+  bool leaves_object;
+  int error;
+};
+
+auto RefusedTexts(nc_dm_val_type_t type, std::initializer_list<Reason> texts) {
+  std::vector<Refused> rows;
+  for (const auto& [text, message, leaves_object, error] : texts) {
+    rows.push_back({type, text, message, leaves_object, error});
+  }
+  return testing::ValuesIn(rows);
+}
 
 class RefusedTest : public ValueTest, public testing::WithParamInterface<Refused> {};
 
@@ -195,84 +220,83 @@ TEST_P(RefusedTest, SaysWhy) {
 
 constexpr char kNoBool[] = "Failed to deserialize node, value invalid!\n";
 INSTANTIATE_TEST_SUITE_P(Bool, RefusedTest,
-                         testing::Values(Refused{NC_DM_VAL_TYPE_BOOL, "TRUE", kNoBool, true, 0},
-                                         Refused{NC_DM_VAL_TYPE_BOOL, "2", kNoBool, true, 0},
-                                         Refused{NC_DM_VAL_TYPE_BOOL, "true ", kNoBool, true, 0},
-                                         Refused{NC_DM_VAL_TYPE_BOOL, "", kNoBool, true, 0}));
+                         RefusedTexts(NC_DM_VAL_TYPE_BOOL, {{"TRUE", kNoBool, true, 0},
+                                                            {"2", kNoBool, true, 0},
+                                                            {"true ", kNoBool, true, 0},
+                                                            {"", kNoBool, true, 0}}));
 
 constexpr char kNoShort[] = "Failed to deserialize node, is not short value!\n";
-INSTANTIATE_TEST_SUITE_P(
-    Short, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_SHORT, "32768", kOutOfRange, true, 0},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "-32769", kOutOfRange, true, 0},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "2147483647", kOutOfRange, true, 0},
-                    // The conversion is a 32-bit one.
-                    Refused{NC_DM_VAL_TYPE_SHORT, "2147483648", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "-2147483649", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "007", kNoShort, false, 0},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "+1", kNoShort, false, 0},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "abc", kNoShort, false, 0},
-                    Refused{NC_DM_VAL_TYPE_SHORT, "", kNoShort, false, 0}));
+INSTANTIATE_TEST_SUITE_P(Short, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_SHORT,
+                                      {{"32768", kOutOfRange, true, 0},
+                                       {"-32769", kOutOfRange, true, 0},
+                                       {"2147483647", kOutOfRange, true, 0},
+                                       // The conversion is a 32-bit one.
+                                       {"2147483648", kOutOfRange, true, ERANGE},
+                                       {"-2147483649", kOutOfRange, true, ERANGE},
+                                       {"007", kNoShort, false, 0},
+                                       {"+1", kNoShort, false, 0},
+                                       {"abc", kNoShort, false, 0},
+                                       {"", kNoShort, false, 0}}));
 
 constexpr char kNoUnsignedShort[] = "Failed to deserialize node, is not unsigned short value!\n";
-INSTANTIATE_TEST_SUITE_P(
-    UnsignedShort, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_USHORT, "65536", kOutOfRange, true, 0},
-                    Refused{NC_DM_VAL_TYPE_USHORT, "-1", kOutOfRange, true, 0},
-                    Refused{NC_DM_VAL_TYPE_USHORT, "4294967295", kOutOfRange, true, 0},
-                    Refused{NC_DM_VAL_TYPE_USHORT, "4294967296", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_USHORT, "-4294967296", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_USHORT, "1.5", kNoUnsignedShort, false, 0}));
+INSTANTIATE_TEST_SUITE_P(UnsignedShort, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_USHORT,
+                                      {{"65536", kOutOfRange, true, 0},
+                                       {"-1", kOutOfRange, true, 0},
+                                       {"4294967295", kOutOfRange, true, 0},
+                                       {"4294967296", kOutOfRange, true, ERANGE},
+                                       {"-4294967296", kOutOfRange, true, ERANGE},
+                                       {"1.5", kNoUnsignedShort, false, 0}}));
 
 constexpr char kNoInt[] = "Failed to deserialize node, is not int32_t val!\n";
-INSTANTIATE_TEST_SUITE_P(
-    Int, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_INT, "2147483648", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_INT, "-2147483649", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_INT, "99999999999999999999", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_INT, "007", kNoInt, false, 0},
-                    Refused{NC_DM_VAL_TYPE_INT, "abc", kNoInt, false, 0}));
+INSTANTIATE_TEST_SUITE_P(Int, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_INT,
+                                      {{"2147483648", kOutOfRange, true, ERANGE},
+                                       {"-2147483649", kOutOfRange, true, ERANGE},
+                                       {"99999999999999999999", kOutOfRange, true, ERANGE},
+                                       {"007", kNoInt, false, 0},
+                                       {"abc", kNoInt, false, 0}}));
 
 constexpr char kNoUnsignedInt[] = "Failed to deserialize node, is not uint32_t val!\n";
-INSTANTIATE_TEST_SUITE_P(
-    UnsignedInt, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_UINT, "4294967296", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_UINT, "99999999999999999999", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_UINT, "-0", kNegative, false, 0},
-                    Refused{NC_DM_VAL_TYPE_UINT, "-1", kNegative, false, 0},
-                    Refused{NC_DM_VAL_TYPE_UINT, "-", kNegative, false, 0},
-                    Refused{NC_DM_VAL_TYPE_UINT, "-x", kNoUnsignedInt, false, 0},
-                    Refused{NC_DM_VAL_TYPE_UINT, "1 2", kNoUnsignedInt, false, 0}));
+INSTANTIATE_TEST_SUITE_P(UnsignedInt, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_UINT,
+                                      {{"4294967296", kOutOfRange, true, ERANGE},
+                                       {"99999999999999999999", kOutOfRange, true, ERANGE},
+                                       {"-0", kNegative, false, 0},
+                                       {"-1", kNegative, false, 0},
+                                       {"-", kNegative, false, 0},
+                                       {"-x", kNoUnsignedInt, false, 0},
+                                       {"1 2", kNoUnsignedInt, false, 0}}));
 
 constexpr char kNoLong[] = "Failed to deserialize node, is not long val!\n";
-INSTANTIATE_TEST_SUITE_P(
-    Long, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_LONG, "2147483648", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_LONG, "-2147483649", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_LONG, "x", kNoLong, false, 0}));
+INSTANTIATE_TEST_SUITE_P(Long, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_LONG,
+                                      {{"2147483648", kOutOfRange, true, ERANGE},
+                                       {"-2147483649", kOutOfRange, true, ERANGE},
+                                       {"x", kNoLong, false, 0}}));
 
 constexpr char kNoUnsignedLong[] = "Failed to deserialize node, is not unsigend long val!\n";
-INSTANTIATE_TEST_SUITE_P(
-    UnsignedLong, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_ULONG, "4294967296", kOutOfRange, true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_ULONG, "-1", kNegative, false, 0},
-                    Refused{NC_DM_VAL_TYPE_ULONG, "00", kNoUnsignedLong, false, 0}));
+INSTANTIATE_TEST_SUITE_P(UnsignedLong, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_ULONG,
+                                      {{"4294967296", kOutOfRange, true, ERANGE},
+                                       {"-1", kNegative, false, 0},
+                                       {"00", kNoUnsignedLong, false, 0}}));
 
 INSTANTIATE_TEST_SUITE_P(LongLong, RefusedTest,
-                         testing::Values(Refused{NC_DM_VAL_TYPE_LONGLONG, "9223372036854775808",
-                                                 kOutOfRange, true, ERANGE},
-                                         Refused{NC_DM_VAL_TYPE_LONGLONG, "-9223372036854775809",
-                                                 kOutOfRange, true, ERANGE},
-                                         Refused{NC_DM_VAL_TYPE_LONGLONG, "1x", kNoInt, false, 0}));
+                         RefusedTexts(NC_DM_VAL_TYPE_LONGLONG,
+                                      {{"9223372036854775808", kOutOfRange, true, ERANGE},
+                                       {"-9223372036854775809", kOutOfRange, true, ERANGE},
+                                       {"1x", kNoInt, false, 0}}));
 
 constexpr char kNoUnsignedLongLong[] =
     "Failed to deserialize node, is not unsigned long long val!\n";
-INSTANTIATE_TEST_SUITE_P(
-    UnsignedLongLong, RefusedTest,
-    testing::Values(Refused{NC_DM_VAL_TYPE_ULONGLONG, "18446744073709551616",
-                            "the source value input is invalid!\n", true, ERANGE},
-                    Refused{NC_DM_VAL_TYPE_ULONGLONG, "-1", kNegative, false, 0},
-                    Refused{NC_DM_VAL_TYPE_ULONGLONG, "01", kNoUnsignedLongLong, false, 0}));
+INSTANTIATE_TEST_SUITE_P(UnsignedLongLong, RefusedTest,
+                         RefusedTexts(NC_DM_VAL_TYPE_ULONGLONG,
+                                      {{"18446744073709551616",
+                                        "the source value input is invalid!\n", true, ERANGE},
+                                       {"-1", kNegative, false, 0},
+                                       {"01", kNoUnsignedLongLong, false, 0}}));
 
 // ---- Times ----
 

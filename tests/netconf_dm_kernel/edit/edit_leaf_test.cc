@@ -8,10 +8,12 @@
 
 #include "netconf_dm_kernel/edit/edit_fixture.h"
 #include "netconf_dm_kernel/edit/failing_calls.h"
+#include "netconf_dm_kernel/query_fixture.h"
 
 namespace ncdm_test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -197,6 +199,52 @@ TEST(LastCommonNodeTest, OfMorePathsThanTwo) {
   EXPECT_EQ(LastCommon({"a.b.c.d", "a.b.c.e", "x"}), -1);
   EXPECT_EQ(LastCommon({"a.b", "a.b", "a.b"}), 0);
   EXPECT_EQ(LastCommon({"a.b", "a.b", "x.b"}), -1);
+}
+
+// ---- The value of a node ----
+
+class SetNodeValTest : public QueryTest {};
+
+TEST_F(SetNodeValTest, WritesATypedValue) {
+  app.Register({.path = "a.b",
+                .type = NC_DM_VAL_TYPE_INT,
+                .callbacks = static_cast<unsigned>(Callback::kSet)});
+  nc_dm_id_array_t ids = IdArrayOf({3});
+  char value[] = " -12 ";
+  log().Clear();
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), 0);
+  EXPECT_THAT(app.CallTexts(), ElementsAre("set b ids=[3] src=0 value=-12"));
+  EXPECT_THAT(LogLines(), Contains("I Set node 'b' values.\n"));
+}
+
+TEST_F(SetNodeValTest, PassesOnWhatSetAnswers) {
+  app.Register({.path = "a.b", .callbacks = static_cast<unsigned>(Callback::kSet)});
+  nc_dm_id_array_t ids = {};
+  char value[] = "x";
+  app.On(Callback::kSet, "b", -7);
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), -7);
+  app.On(Callback::kSet, "b", 5);
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), 5);
+  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to set node value, error = -7!\n",
+                                        "Failed to set node value, error = 5!\n"));
+}
+
+TEST_F(SetNodeValTest, WritesNothingThatCannotBe) {
+  app.Register({.path = "a.b",
+                .type = NC_DM_VAL_TYPE_INT,
+                .callbacks = static_cast<unsigned>(Callback::kSet)});
+  app.Register({.path = "a.c"});
+  nc_dm_id_array_t ids = {};
+  char value[] = "abc";
+  EXPECT_EQ(nc_dm_agent_set_node_val(nullptr, &ids, value), -3);
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, nullptr), -3);
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.c"), &ids, value), -1);
+  EXPECT_EQ(nc_dm_agent_set_node_val(NodeAt("a.b"), &ids, value), -1);
+  EXPECT_THAT(app.calls(), IsEmpty());
+  EXPECT_THAT(ErrorLines(),
+              ElementsAre("Input parameter is invalid!\n", "Input parameter is invalid!\n",
+                          "Node 'c' has no set-value method!\n",
+                          "Failed to deserialize node, is not int32_t val!\n"));
 }
 
 }  // namespace

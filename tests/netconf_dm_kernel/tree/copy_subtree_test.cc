@@ -1,8 +1,10 @@
-#include <algorithm>
+// Copies of schema nodes: entries and elements with all below, their places in the indexes.
+
+#include <cstdlib>
 #include <map>
 
 #include "netconf_dm_kernel/instances/instance_tree_fixture.h"
-#include "netconf_dm_kernel/tree_fixture.h"
+#include "netconf_dm_kernel/tree/indexed_tree_fixture.h"
 #include "support/failing_alloc.h"
 
 namespace ncdm_test {
@@ -11,24 +13,12 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
-class NodeTest : public LoggedTreeTest {
- protected:
-  static nc_dm_bin_tree_node_t* EntryOf(Node* parent, const char* name, nc_int64 id) {
-    Tree* tree = TreeOf(parent, name);
-    if (tree == nullptr || tree->root_byid == nullptr) return nullptr;
-    return nc_dm_agent_search_bin_tree_node_by_instid(tree->root_byid, id);
-  }
-
-  static Node* InTable(const Node* mode, nc_int64 id) {
-    return nc_dm_agent_get_mode_node_inst_by_hash_tab(mode->hash_tab, id);
-  }
-};
+class CopySubtreeTest : public IndexedTreeTest {};
 
 // ---- Arguments ----
 
-TEST_F(NodeTest, RefusesBadArguments) {
+TEST_F(CopySubtreeTest, RefusesBadArguments) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
   const Counters before = CountersNow();
@@ -53,7 +43,7 @@ TEST_F(NodeTest, RefusesBadArguments) {
   EXPECT_EQ(Children(a).size(), 1U);
 }
 
-TEST_F(NodeTest, UnknownKind) {
+TEST_F(CopySubtreeTest, UnknownKind) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
   const Counters before = CountersNow();
@@ -71,7 +61,7 @@ TEST_F(NodeTest, UnknownKind) {
 
 // ---- Entries ----
 
-TEST_F(NodeTest, EntryIsACopyOfItsList) {
+TEST_F(CopySubtreeTest, EntryIsACopyOfItsList) {
   Register("a.b.{i}.k", NC_DM_FLAG_KEY);
   Register("a.b.{i}.x");
   Register("a.b.{i}.c.{i}.y");
@@ -108,7 +98,7 @@ TEST_F(NodeTest, EntryIsACopyOfItsList) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, AttributesAreTheSources) {
+TEST_F(CopySubtreeTest, AttributesAreTheSources) {
   Node leaf = Template(NC_DM_FLAG_KEY_SETTABLE | 32);
   leaf.index = 5;
   leaf.val_type = NC_DM_VAL_TYPE_SHORT;
@@ -136,7 +126,7 @@ TEST_F(NodeTest, AttributesAreTheSources) {
   EXPECT_EQ(entry->hash_tab, nullptr);
 }
 
-TEST_F(NodeTest, CallbacksPassToAParentThatHasNone) {
+TEST_F(CopySubtreeTest, CallbacksPassToAParentThatHasNone) {
   Register("a.b.{i}.c");
   Node leaf = Template(NC_DM_FLAG_KEY);
   leaf.exe_cmd = ExeCmdB;
@@ -170,7 +160,7 @@ TEST_F(NodeTest, CallbacksPassToAParentThatHasNone) {
   EXPECT_EQ(KeyChildren(parent).size(), 1U);
 }
 
-TEST_F(NodeTest, InstancesOfTheSourceAreNotCopied) {
+TEST_F(CopySubtreeTest, InstancesOfTheSourceAreNotCopied) {
   Register("a.b.{i}.c.{i}.d");
   Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
   Node* b = At("a.b");
@@ -182,7 +172,7 @@ TEST_F(NodeTest, InstancesOfTheSourceAreNotCopied) {
               ElementsAre("a.b.1.c:list", "a.b.1.ll:leaf-list", "a.b.1.x:leaf"));
 }
 
-TEST_F(NodeTest, InstancesKeepTheOrderOfCreation) {
+TEST_F(CopySubtreeTest, InstancesKeepTheOrderOfCreation) {
   Register("a.b.{i}.c");
   for (const nc_int64 id : {50, 7, 100, 1}) ASSERT_NE(Create(At("a"), "b", id), nullptr);
   EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.b:list", "a.b.50:entry", "a.b.7:entry",
@@ -194,7 +184,7 @@ TEST_F(NodeTest, InstancesKeepTheOrderOfCreation) {
   EXPECT_EQ(EntryOf(At("a"), "b", 2), nullptr);
 }
 
-TEST_F(NodeTest, InsertionLeavesTheRootEvenAtEverySize) {
+TEST_F(CopySubtreeTest, InsertionLeavesTheRootEvenAtEverySize) {
   g_nc_dm_agent_dbg = 0;
   Register("a.b.{i}.c");
   Node* a = At("a");
@@ -210,7 +200,7 @@ TEST_F(NodeTest, InsertionLeavesTheRootEvenAtEverySize) {
 }
 
 // Removals leave a side light, and what is created again in the other order comes to one edge.
-TEST_F(NodeTest, RemovalsAndCreationsKeepTheTreeLow) {
+TEST_F(CopySubtreeTest, RemovalsAndCreationsKeepTheTreeLow) {
   g_nc_dm_agent_dbg = 0;
   Register("a.b.{i}.c");
   Node* a = At("a");
@@ -231,7 +221,7 @@ TEST_F(NodeTest, RemovalsAndCreationsKeepTheTreeLow) {
   }
 }
 
-TEST_F(NodeTest, SameIdTwiceIsANodeWithoutAPlaceInTheTree) {
+TEST_F(CopySubtreeTest, SameIdTwiceIsANodeWithoutAPlaceInTheTree) {
   Register("a.b.{i}.c");
   Node* first = Create(At("a"), "b", 5);
   Node* second = Create(At("a"), "b", 5);
@@ -247,20 +237,20 @@ TEST_F(NodeTest, SameIdTwiceIsANodeWithoutAPlaceInTheTree) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, LargestId) {
+TEST_F(CopySubtreeTest, LargestId) {
   Register("a.b.{i}.c");
   ASSERT_NE(Create(At("a"), "b", INT64_MAX), nullptr);
   EXPECT_NE(EntryOf(At("a"), "b", INT64_MAX), nullptr);
 }
 
-TEST_F(NodeTest, LongestName) {
+TEST_F(CopySubtreeTest, LongestName) {
   const std::string name(64, 'n');
   Register("a." + name + ".{i}.c");
   ASSERT_NE(Create(At("a"), name.c_str(), 1), nullptr);
   EXPECT_STREQ(At("a." + name + ".1")->node_name, name.c_str());
 }
 
-TEST_F(NodeTest, NamesOfAllLengths) {
+TEST_F(CopySubtreeTest, NamesOfAllLengths) {
   g_nc_dm_agent_dbg = 0;
   for (size_t length = 1; length <= 64; ++length) Register("a.b.{i}." + std::string(length, 'n'));
   for (nc_int64 id = 1; id <= 3; ++id) {
@@ -283,7 +273,7 @@ TEST_F(NodeTest, NamesOfAllLengths) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, EntryOfVeryManyLeaves) {
+TEST_F(CopySubtreeTest, EntryOfVeryManyLeaves) {
   g_nc_dm_agent_dbg = 0;
   for (int i = 0; i < 5000; ++i) Register("a.b.{i}.leaf" + std::to_string(i));
   const Counters before = CountersNow();
@@ -295,7 +285,7 @@ TEST_F(NodeTest, EntryOfVeryManyLeaves) {
   EXPECT_EQ(CountersNow(), before);
 }
 
-TEST_F(NodeTest, EntryOfVeryManyLeavesIsThereAsAWholeOrNot) {
+TEST_F(CopySubtreeTest, EntryOfVeryManyLeavesIsThereAsAWholeOrNot) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   g_nc_dm_agent_dbg = 0;
   for (int i = 0; i < 5000; ++i) Register("a.b.{i}.leaf" + std::to_string(i));
@@ -314,7 +304,7 @@ TEST_F(NodeTest, EntryOfVeryManyLeavesIsThereAsAWholeOrNot) {
   EXPECT_EQ(Children(a).size(), 1U);
 }
 
-TEST_F(NodeTest, LogOfAnEntry) {
+TEST_F(CopySubtreeTest, LogOfAnEntry) {
   Register("a.b.{i}.c");
   LogCapture::Get().Clear();
   Create(At("a"), "b", 7);
@@ -323,7 +313,7 @@ TEST_F(NodeTest, LogOfAnEntry) {
                                       Info("Create an new object node 'c'.\n")));
 }
 
-TEST_F(NodeTest, ListsThreeDeep) {
+TEST_F(CopySubtreeTest, ListsThreeDeep) {
   Register("a.b.{i}.c.{i}.d.{i}.e");
   Node* b3 = Create(At("a"), "b", 3);
   Node* c3 = Create(b3, "c", 3);
@@ -341,7 +331,7 @@ TEST_F(NodeTest, ListsThreeDeep) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, Elements) {
+TEST_F(CopySubtreeTest, Elements) {
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
   Register("a.x");
   Node* four = Create(At("a"), "ll", 4);
@@ -357,7 +347,7 @@ TEST_F(NodeTest, Elements) {
 
 // ---- Hash tables ----
 
-TEST_F(NodeTest, HashedListHasNoTreeEntries) {
+TEST_F(CopySubtreeTest, HashedListHasNoTreeEntries) {
   Register("a.b.{i}.c");
   Node* b = At("a.b");
   Hash(b);
@@ -374,7 +364,7 @@ TEST_F(NodeTest, HashedListHasNoTreeEntries) {
   EXPECT_EQ(b->hash_tab->table, buckets);
 }
 
-TEST_F(NodeTest, HashedLeafListIsFoundThroughTheTable) {
+TEST_F(CopySubtreeTest, HashedLeafListIsFoundThroughTheTable) {
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
   Node* ll = At("a.ll");
   Hash(ll);
@@ -383,7 +373,7 @@ TEST_F(NodeTest, HashedLeafListIsFoundThroughTheTable) {
   EXPECT_EQ(four->instid_btree_node, nullptr);
 }
 
-TEST_F(NodeTest, HashedListInAHashedList) {
+TEST_F(CopySubtreeTest, HashedListInAHashedList) {
   Register("a.b.{i}.c.{i}.d");
   Hash(At("a.b"), 13);
   Hash(At("a.b.c"), 12);
@@ -402,7 +392,7 @@ TEST_F(NodeTest, HashedListInAHashedList) {
   EXPECT_EQ(InTable(At("a.b"), 4), four);
 }
 
-TEST_F(NodeTest, ListInAHashedListHasATree) {
+TEST_F(CopySubtreeTest, ListInAHashedListHasATree) {
   Register("a.b.{i}.c.{i}.d");
   Hash(At("a.b"));
   Node* three = Create(At("a"), "b", 3);
@@ -411,7 +401,7 @@ TEST_F(NodeTest, ListInAHashedListHasATree) {
   EXPECT_EQ(inner->instid_btree_node->data, inner);
 }
 
-TEST_F(NodeTest, ListThatIsHashedLaterKeepsItsTreeEntries) {
+TEST_F(CopySubtreeTest, ListThatIsHashedLaterKeepsItsTreeEntries) {
   Register("a.b.{i}.c");
   Node* one = Create(At("a"), "b", 1);
   Hash(At("a.b"));
@@ -425,7 +415,7 @@ TEST_F(NodeTest, ListThatIsHashedLaterKeepsItsTreeEntries) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, HashedModeWithoutTable) {
+TEST_F(CopySubtreeTest, HashedModeWithoutTable) {
   Register("a.b.{i}.c");
   At("a.b")->flag |= NC_DM_FLAG_HASH_TAB;
   LogCapture::Get().Clear();
@@ -437,7 +427,7 @@ TEST_F(NodeTest, HashedModeWithoutTable) {
   EXPECT_EQ(Children(At("a")).size(), 1U);
 }
 
-TEST_F(NodeTest, HashedModeOfNestedListWithoutTable) {
+TEST_F(CopySubtreeTest, HashedModeOfNestedListWithoutTable) {
   Register("a.b.{i}.x");
   Register("a.b.{i}.c.{i}.d");
   At("a.b.c")->flag |= NC_DM_FLAG_HASH_TAB;
@@ -453,7 +443,7 @@ TEST_F(NodeTest, HashedModeOfNestedListWithoutTable) {
   EXPECT_EQ(TreeOf(At("a"), "b")->root_byid, nullptr);
 }
 
-TEST_F(NodeTest, LogOfACopyThatFailsTwoLevelsDown) {
+TEST_F(CopySubtreeTest, LogOfACopyThatFailsTwoLevelsDown) {
   Register("a.b.{i}.o.c.{i}.d");
   At("a.b.o.c")->flag |= NC_DM_FLAG_HASH_TAB;
   LogCapture::Get().Clear();
@@ -472,7 +462,7 @@ TEST_F(NodeTest, LogOfACopyThatFailsTwoLevelsDown) {
   EXPECT_EQ(CountersNow(), CountedNodes());
 }
 
-TEST_F(NodeTest, TableOfImpossibleSize) {
+TEST_F(CopySubtreeTest, TableOfImpossibleSize) {
   Register("a.b.{i}.c");
   Hash(At("a.b"), 32);
   LogCapture::Get().Clear();
@@ -483,7 +473,7 @@ TEST_F(NodeTest, TableOfImpossibleSize) {
 
 // ---- Short memory ----
 
-TEST_F(NodeTest, EveryAllocationFails) {
+TEST_F(CopySubtreeTest, EveryAllocationFails) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   g_nc_dm_agent_dbg = 0;
   Register("a.b.{i}.k", NC_DM_FLAG_KEY);
@@ -512,7 +502,7 @@ TEST_F(NodeTest, EveryAllocationFails) {
   EXPECT_EQ(TreeText(), schema);
 }
 
-TEST_F(NodeTest, NoMemoryForTheNode) {
+TEST_F(CopySubtreeTest, NoMemoryForTheNode) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Register("a.b.{i}.c");
   const Counters before = CountersNow();
@@ -529,7 +519,7 @@ TEST_F(NodeTest, NoMemoryForTheNode) {
   EXPECT_EQ(CountersNow(), before);
 }
 
-TEST_F(NodeTest, NoMemoryForTheTreeEntry) {
+TEST_F(CopySubtreeTest, NoMemoryForTheTreeEntry) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Register("a.b.{i}.c");
   Counters before = CountersNow();
@@ -555,7 +545,7 @@ TEST_F(NodeTest, NoMemoryForTheTreeEntry) {
   g_nc_agent_dm.total_mobject -= 1;
 }
 
-TEST_F(NodeTest, NoMemoryForTheInstanceTree) {
+TEST_F(CopySubtreeTest, NoMemoryForTheInstanceTree) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Register("a.ll", NC_DM_FLAG_LEAF_LIST);
   Node* a = At("a");
@@ -578,7 +568,7 @@ TEST_F(NodeTest, NoMemoryForTheInstanceTree) {
   }
 }
 
-TEST_F(NodeTest, NoMemoryForTheHashTable) {
+TEST_F(CopySubtreeTest, NoMemoryForTheHashTable) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Register("a.b.{i}.c.{i}.d");
   Hash(At("a.b"));
@@ -611,269 +601,6 @@ TEST_F(NodeTest, NoMemoryForTheHashTable) {
     EXPECT_EQ(CountersNow(), before);
     EXPECT_EQ(Children(a).size(), 1U);
   }
-}
-
-// ---- Removal ----
-
-TEST_F(NodeTest, RemovalRefusesNull) {
-  nc_dm_agent_unreg_node(nullptr);
-  nc_dm_agent_unreg_nodes(nullptr);
-  nc_dm_agent_unreg_parent(nullptr);
-  EXPECT_THAT(LogLines(), ElementsAre(Error("Input parameter is invalid!\n"),
-                                      Error("The curr_node input is invalid!\n"),
-                                      Info("The curr_node input is null!\n")));
-}
-
-TEST_F(NodeTest, LogOfRemovals) {
-  Register("a.b.{i}.c");
-  Create(At("a"), "b", 7);
-  LogCapture::Get().Clear();
-  nc_dm_agent_unreg_nodes(At("a.b.7"));
-  EXPECT_THAT(
-      LogLines(),
-      ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
-                  Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
-                  Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 7.\n")));
-}
-
-TEST_F(NodeTest, LogOfAHashedInstancesRemoval) {
-  Register("a.b.{i}.c");
-  Hash(At("a.b"));
-  Create(At("a"), "b", 7);
-  LogCapture::Get().Clear();
-  nc_dm_agent_unreg_nodes(At("a.b.7"));
-  EXPECT_THAT(LogLines(),
-              ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
-                          Info("Delete node, node name:b\n"),
-                          Info("Found dm_node instid:7 from hash table.\n"),
-                          Info("The hash_tab input is null.\n")));
-  EXPECT_EQ(InTable(At("a.b"), 7), nullptr);
-}
-
-TEST_F(NodeTest, RemovedNodeLeavesListsAndCounters) {
-  Register("a.l.{i}.k", NC_DM_FLAG_KEY);
-  Register("a.l.{i}.x");
-  Node* l = At("a.l");
-  nc_dm_agent_unreg_node(At("a.l.k"));
-  EXPECT_THAT(Describe(Children(l)), ElementsAre("a.l.x:leaf"));
-  EXPECT_THAT(KeyChildren(l), IsEmpty());
-  EXPECT_EQ(CountersNow(), (Counters{3, 0, 1, 1, 1, 0, 0}));
-}
-
-TEST_F(NodeTest, UnknownKindIsRemovedAllTheSame) {
-  Register("a.b");
-  Register("a.l.{i}.x");
-  Node* entry = Create(At("a"), "l", 1);
-  Create(At("a"), "l", 2);
-  for (Node* node : {At("a.b"), At("a.l.1.x"), entry}) {
-    const Counters before = CountersNow();
-    const std::string path = PathOf(node);
-    node->node_type = NC_DM_NODE_TYPE_MAX;
-    LogCapture::Get().Clear();
-    nc_dm_agent_unreg_node(node);
-    EXPECT_THAT(ErrorLines(), ElementsAre("Unknown node type.\n")) << path;
-    Counters after = before;
-    --after[0];
-    EXPECT_EQ(CountersNow(), after);
-  }
-  EXPECT_THAT(Describe(Children(At("a"))), ElementsAre("a.l:list", "a.l.2:entry"));
-  EXPECT_EQ(EntryOf(At("a"), "l", 1), nullptr);
-  EXPECT_EQ(EntryOf(At("a"), "l", 2)->data, At("a.l.2"));
-  EXPECT_NE(Create(At("a"), "l", 3), nullptr);
-  EXPECT_TRUE(nc_dm_agent_has_inst_node(At("a"), At("a.l")->node_name, 3));
-}
-
-TEST_F(NodeTest, RemovingTheRootInstanceLeavesItsReplacement) {
-  Register("a.b.{i}.c");
-  for (nc_int64 id = 1; id <= 7; ++id) Create(At("a"), "b", id);
-  Tree* tree = TreeOf(At("a"), "b");
-  for (int left = 6; left >= 0; --left) {
-    ASSERT_NE(tree->root_byid, nullptr);
-    nc_dm_agent_unreg_nodes(static_cast<Node*>(tree->root_byid->data));
-    for (const Node* node : Children(At("a"))) {
-      if (node->instid == 0) continue;
-      ASSERT_NE(EntryOf(At("a"), "b", node->instid), nullptr);
-      EXPECT_EQ(EntryOf(At("a"), "b", node->instid)->data, node);
-    }
-    EXPECT_EQ(tree->root_byid == nullptr, left == 0);
-  }
-}
-
-TEST_F(NodeTest, InstancesOutliveTheirModeNode) {
-  Register("a.b.{i}.c");
-  Register("a.ll", NC_DM_FLAG_LEAF_LIST);
-  Register("a.h.{i}.c");
-  Hash(At("a.h"));
-  for (const char* list : {"b", "ll", "h"}) {
-    Create(At("a"), list, 1);
-    Create(At("a"), list, 2);
-    nc_dm_agent_unreg_nodes(At(std::string("a.") + list));
-    EXPECT_EQ(TreeOf(At("a"), list)->data, nullptr);
-  }
-  EXPECT_EQ(CountersNow(), CountedNodes());
-  for (const char* path : {"a.b.1", "a.ll.2", "a.h.1", "a.h.2", "a.b.2", "a.ll.1"}) {
-    Node* node = At(path);
-    ASSERT_NE(node, nullptr) << path;
-    EXPECT_TRUE(nc_dm_agent_has_inst_node(At("a"), node->node_name, node->instid));
-    nc_dm_agent_unreg_nodes(node);
-    EXPECT_EQ(At(path), nullptr);
-  }
-  EXPECT_THAT(Children(At("a")), IsEmpty());
-  EXPECT_EQ(CountersNow(), (Counters{1, 0, 0, 1, 0, 0, 0}));
-}
-
-TEST_F(NodeTest, ListRegisteredAnewBehindItsInstances) {
-  Register("a.b.{i}.c");
-  Create(At("a"), "b", 1);
-  nc_dm_agent_unreg_nodes(At("a.b"));
-  Node* a = At("a");
-  // The path now leads to the instance, so the list itself is made by hand of the schema.
-  nc_dm_path_nodes_t path = Parsed("a.b.{i}.c");
-  path.match_cnt = 1;
-  Node leaf = Template();
-  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, a, &leaf), 0);
-  EXPECT_THAT(Describe(Children(a)), ElementsAre("a.b.1:entry", "a.b:list"));
-  EXPECT_EQ(TreeOf(a, "b")->data, At("a.b"));
-  Create(a, "b", 2);
-  EXPECT_EQ(EntryOf(a, "b", 1)->data, At("a.b.1"));
-  EXPECT_EQ(EntryOf(a, "b", 2)->data, At("a.b.2"));
-  char name[] = "b";
-  EXPECT_EQ(nc_dm_agent_search_mode_node(a, name), At("a.b"));
-}
-
-TEST_F(NodeTest, LogOfAnInstanceThatGoesBeforeItsModeNode) {
-  Register("a.b.{i}.c");
-  Create(At("a"), "b", 1);
-  nc_dm_agent_unreg_nodes(At("a.b"));
-  nc_dm_path_nodes_t path = Parsed("a.b.{i}.c");
-  path.match_cnt = 1;
-  Node leaf = Template();
-  ASSERT_EQ(nc_dm_agent_reg_nodes(&g_nc_agent_dm.dm_root, &path, At("a"), &leaf), 0);
-  LogCapture::Get().Clear();
-  nc_dm_agent_unreg_nodes(At("a"));
-  EXPECT_THAT(
-      LogLines(),
-      ElementsAre(Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
-                  Info("Delete node, node name:b\n"), Error("The hash_tab input is null!\n"),
-                  Info("The hash_tab input is null.\n"), Info("Delete binary tree node: 1.\n"),
-                  Info("Delete node, node name:c\n"), Info("The hash_tab input is null.\n"),
-                  Info("Delete node, node name:b\n"), Info("The hash_tab input is null.\n"),
-                  Info("Delete node, node name:a\n"), Info("The hash_tab input is null.\n")));
-}
-
-TEST_F(NodeTest, NothingOfATreeIsLeft) {
-  g_nc_dm_agent_dbg = 0;
-  const int live = FailingAlloc::Live();
-  // So many children that searches have help.
-  for (int i = 0; i < 30; ++i) Register("a.x" + std::to_string(i));
-  Register("a.b.{i}.c.{i}.d", NC_DM_FLAG_KEY);
-  Register("a.h.{i}.k");
-  Hash(At("a.h"));
-  for (nc_int64 id = 1; id <= 30; ++id) {
-    Create(Create(At("a"), "b", id), "c", id);
-    Create(At("a"), "h", id);
-  }
-  char name[] = "x29";
-  EXPECT_EQ(nc_dm_agent_search_mode_node(At("a"), name), At("a.x29"));
-  nc_dm_agent_unreg_nodes(At("a"));
-  EXPECT_EQ(FailingAlloc::Live(), live);
-}
-
-TEST_F(NodeTest, SubtreeGoesWithEverything) {
-  Register("a.b.{i}.c.{i}.d.{i}.e", NC_DM_FLAG_KEY);
-  Register("a.b.{i}.ll", NC_DM_FLAG_LEAF_LIST);
-  Hash(At("a.b.c"));
-  for (nc_int64 i = 1; i <= 3; ++i) {
-    Node* b = Create(At("a"), "b", i);
-    for (nc_int64 j = 1; j <= 3; ++j) {
-      Node* c = Create(b, "c", j);
-      for (nc_int64 k = 1; k <= 3; ++k) Create(c, "d", k);
-      Create(b, "ll", j);
-    }
-  }
-  EXPECT_EQ(CountersNow(), CountedNodes());
-  nc_dm_agent_unreg_nodes(At("a.b.2"));
-  EXPECT_EQ(CountersNow(), CountedNodes());
-  nc_dm_agent_unreg_nodes(At("a.b.3.c.1"));
-  EXPECT_EQ(CountersNow(), CountedNodes());
-  EXPECT_NE(At("a.b.3.c.2.d.3.e"), nullptr);
-  nc_dm_agent_unreg_nodes(At("a"));
-  EXPECT_EQ(CountersNow(), Counters{});
-  EXPECT_THAT(Roots(), IsEmpty());
-}
-
-TEST_F(NodeTest, TopLevelEntryHasNoParentToAsk) {
-  Register("b.5.c");
-  LogCapture::Get().Clear();
-  nc_dm_agent_unreg_nodes(At("b.5"));
-  EXPECT_THAT(ErrorLines(), ElementsAre("The node input is null!\n"));
-  EXPECT_EQ(CountersNow(), Counters{});
-}
-
-TEST_F(NodeTest, UnregParentStopsAtTheFirstAncestorWithChildren) {
-  Register("a.b.c.d");
-  Register("a.x");
-  nc_dm_agent_unreg_parent(At("a.b.c"));  // has a child
-  EXPECT_NE(At("a.b.c.d"), nullptr);
-  nc_dm_agent_unreg_parent(At("a.b.c.d"));
-  EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.x:leaf"));
-  EXPECT_EQ(CountersNow(), (Counters{2, 0, 0, 1, 1, 0, 0}));
-  nc_dm_agent_unreg_parent(At("a.x"));
-  EXPECT_THAT(Roots(), IsEmpty());
-  EXPECT_EQ(CountersNow(), Counters{});
-}
-
-TEST_F(NodeTest, UnregParentRemovesOnlyALeafWithSiblings) {
-  Register("a.b");
-  Register("a.c");
-  nc_dm_agent_unreg_parent(At("a.b"));
-  EXPECT_THAT(TreeText(), ElementsAre("a:container", "a.c:leaf"));
-}
-
-TEST_F(NodeTest, TheNamesOfSchemaNodesMayBeReplaced) {
-  for (int i = 0; i < 20; ++i) Register("a.x" + std::to_string(i));
-  for (Node* node : AllNodes()) {
-    char* name = strdup(node->node_name);
-    free(node->node_name);
-    node->node_name = name;
-  }
-  char name[] = "x7";
-  EXPECT_EQ(nc_dm_agent_search_mode_node(At("a"), name), At("a.x7"));
-  nc_dm_agent_unreg_nodes(At("a.x7"));
-  nc_dm_agent_unreg_nodes(At("a"));
-  EXPECT_EQ(CountersNow(), Counters{});
-}
-
-TEST_F(NodeTest, HandMadeNodesAreReleased) {
-  Register("a.b.{i}.c");
-  Node* a = At("a");
-  Node* o = AddHandMade(a, "o", NC_DM_NODE_TYPE_SINGLE_OBJECT);
-  AddHandMade(o, "p", NC_DM_NODE_TYPE_LEAF);
-  Node* nine = AddHandMade(a, "b", NC_DM_NODE_TYPE_MULT_OBJECT, 9);
-  nine->instid_btree_node = nc_dm_agent_create_bin_tree_node(nine, 9);
-  TreeOf(a, "b")->root_byid = nine->instid_btree_node;
-  EXPECT_EQ(CountersNow(), CountedNodes());
-  EXPECT_NE(Create(a, "b", 10), nullptr);
-  EXPECT_EQ(EntryOf(a, "b", 9)->data, nine);
-  nc_dm_agent_unreg_nodes(nine);
-  EXPECT_EQ(EntryOf(a, "b", 9), nullptr);
-  EXPECT_EQ(EntryOf(a, "b", 10)->data, At("a.b.10"));
-  nc_dm_agent_unreg_nodes(a);
-  EXPECT_EQ(CountersNow(), Counters{});
-}
-
-TEST_F(NodeTest, InstanceOfAModeNodeFromElsewhere) {
-  Register("a.x");
-  Register("z.b.{i}.c");
-  Node* mode = At("z.b");
-  Node* entry =
-      nc_dm_agent_create_node(At("a"), mode, 3, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE);
-  ASSERT_NE(entry, nullptr);
-  EXPECT_EQ(EntryOf(At("a"), "b", 3)->data, entry);
-  // Nothing of the other branch is referred to: it may go first.
-  nc_dm_agent_unreg_nodes(At("z"));
-  nc_dm_agent_unreg_nodes(entry);
-  EXPECT_EQ(CountersNow(), (Counters{2, 0, 0, 1, 1, 0, 0}));
 }
 
 }  // namespace
