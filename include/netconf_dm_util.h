@@ -244,7 +244,7 @@ NC_DM_API int nc_dm_unserialize_val(char* src_val, char** dest_val, nc_dm_val_ty
 /* Typed object to a new text. 0, or -1. A type outside 1 to 13 gives 0 and leaves `*dm_val`. */
 NC_DM_API int nc_dm_serialize_val(char** dm_val, char* src_val, nc_dm_val_type_t val_type);
 
-/* ---- Files, directories, paths, time: file, directory, rooted_path, clock ---- */
+/* ---- Files, directories, paths: file, directory, rooted_path ---- */
 
 /* Name of a directory entry. */
 typedef struct nc_dm_dir_entname {
@@ -269,9 +269,7 @@ NC_DM_API char* nc_dm_make_path(char* path_suffix);
 /* The suffix behind the flash home directory, in `path` of `path_size` bytes. `path`, or null. */
 NC_DM_API char* nc_dm_make_flash_home(char* path_suffix, char* path, int path_size);
 
-/* Writes a time stamp to the log when the timing bit of the debug mask is set. Nothing in the
- * library calls it. */
-NC_DM_API void nc_dm_print_time(char* str);
+/* ---- Random numbers: random ---- */
 
 /* A pseudo-random number; no good for secrets. Every call seeds the generator of random(3) anew.
  * Nothing in the library calls it. */
@@ -292,6 +290,10 @@ NC_DM_API void nc_dm_agent_dbg_check(const char* agent_name);
  * nothing in the library calls. */
 NC_DM_API void nc_dm_agent_dbg_print_send_msg(nc_dm_msg_t* out_msg);
 NC_DM_API void nc_dm_agent_dbg_print_recv_msg(int32_t msg_len);
+
+/* Writes a time stamp to the log when the timing bit of the debug mask is set. Nothing in the
+ * library calls it. */
+NC_DM_API void nc_dm_print_time(char* str);
 
 #ifdef __cplusplus
 }

@@ -1,5 +1,6 @@
-// The debug mask, and the messages that it lets through.
+// The debug mask, and what it lets through: messages, frames, time stamps.
 
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -78,4 +79,13 @@ void nc_dm_agent_dbg_print_send_msg(nc_dm_msg_t* out_msg) {
   NC_DM_LOG_INFO("Message type=%d, len=%d\n", head.type, head.len);
   if ((g_nc_dm_agent_dbg & NC_DM_DBG_PACKET) == 0) return;
   nc::DumpBytes(std::span(out_msg->buf, static_cast<size_t>(std::max(head.len, 0))));
+}
+
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is fixed
+void nc_dm_print_time(char* str) {
+  if ((g_nc_dm_agent_dbg & NC_DM_DBG_TIMING) == 0) return;
+  timeval now = {};
+  gettimeofday(&now, nullptr);
+  NC_DM_SYSLOG("%s current time sec: %ld, usec: %ld\n", str == nullptr ? "" : str,
+               static_cast<long>(now.tv_sec), static_cast<long>(now.tv_usec));
 }

@@ -1,9 +1,11 @@
-// The debug mask, the switch file and the dump of a frame.
+// The debug mask, the switch file, the dump of a frame, the time stamp.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -225,6 +227,47 @@ TEST_F(SentFrameTest, MayBeEmpty) {
 TEST_F(SentFrameTest, CostsNothingWhenNobodyListens) {
   nc_dm_agent_dbg_print_send_msg(Frame("abcd"));
   EXPECT_THAT(log_.Texts(), IsEmpty());
+}
+
+// ---- The time stamp ----
+
+TEST(PrintTimeTest, NeedsTheTimingBit) {
+  const DebugMask mask(~NC_DM_DBG_TIMING);
+  char text[] = "begin";
+  nc_dm_print_time(text);
+  EXPECT_TRUE(LogCapture::Get().Texts().empty());
+}
+
+TEST(PrintTimeTest, WritesTheWallClock) {
+  const DebugMask mask(NC_DM_DBG_TIMING);
+  char text[] = "begin";
+  const time_t before = time(nullptr);
+  nc_dm_print_time(text);
+  const time_t after = time(nullptr);
+  const std::vector<LogRecord> records = LogCapture::Get().Records();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].level, 7);
+  EXPECT_EQ(records[0].module, "UNKNOW_MODULE");
+  EXPECT_EQ(records[0].kind, "DEBUG");
+  EXPECT_EQ(records[0].type, LOG_TYPE_DEBUG);
+  long seconds = 0;
+  long microseconds = -1;
+  ASSERT_EQ(sscanf(records[0].text.c_str(), "begin current time sec: %ld, usec: %ld\n", &seconds,
+                   &microseconds),
+            2);
+  EXPECT_EQ(records[0].text, "begin current time sec: " + std::to_string(seconds) +
+                                 ", usec: " + std::to_string(microseconds) + "\n");
+  // time() may lag behind by a tick.
+  EXPECT_GE(seconds, before);
+  EXPECT_LE(seconds, after + 1);
+  EXPECT_GE(microseconds, 0);
+  EXPECT_LT(microseconds, 1000000);
+}
+
+TEST(PrintTimeTest, TakesNoText) {
+  const DebugMask mask(NC_DM_DBG_TIMING);
+  nc_dm_print_time(nullptr);
+  EXPECT_THAT(LogCapture::Get().Joined(), testing::StartsWith(" current time sec: "));
 }
 
 }  // namespace
