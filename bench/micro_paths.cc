@@ -66,4 +66,23 @@ void BM_MatchInstancePath(benchmark::State& state) {
 }
 BENCHMARK(BM_MatchInstancePath);
 
+// What a reconnection announces: grows with the paths, not with the entries.
+void BM_RegisteredPaths(benchmark::State& state) {
+  bench::MicroTree tree(false, state.range(1));
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    std::string path = "system.list" + std::to_string(i) + ".{i}.leaf";
+    nc_dm_agent_path_reg(path.data(), NC_DM_VAL_TYPE_UINT, 0, 0, nullptr, nullptr, nullptr, nullptr,
+                         nullptr, nullptr, nullptr);
+  }
+  for (auto _ : state) {
+    nc_dm_list_t list = {};
+    list.head = {&list.head, &list.head};
+    nc_dm_agent_get_regs_list(&g_nc_agent_dm.dm_root, &list);
+    benchmark::DoNotOptimize(list.cnt);
+    nc_dm_agent_free_reg_list(&list);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_RegisteredPaths)->ArgNames({"paths", "n"})->ArgsProduct({{500, 8'000}, {10, 10'000}});
+
 }  // namespace
