@@ -14,7 +14,25 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class CopySubtreeTest : public IndexedTreeTest {};
+class CopySubtreeTest : public IndexedTreeTest {
+ protected:
+  // The first allocation of an entry of a.b fails.
+  static void ExpectNoEntryWithoutMemory() {
+    const Counters before = CountersNow();
+    Node* a = At("a");
+    Node* b = At("a.b");
+    g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
+    LogCapture::Get().Clear();
+    {
+      const FailingAlloc failing(0);
+      EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
+                nullptr);
+    }
+    EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
+    EXPECT_EQ(CountersNow(), before);
+    EXPECT_EQ(Children(a).size(), 1U);
+  }
+};
 
 // ---- Arguments ----
 
@@ -289,19 +307,7 @@ TEST_F(CopySubtreeTest, EntryOfVeryManyLeavesIsThereAsAWholeOrNot) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   g_nc_dm_agent_dbg = 0;
   for (int i = 0; i < 5000; ++i) Register("a.b.{i}.leaf" + std::to_string(i));
-  const Counters before = CountersNow();
-  Node* a = At("a");
-  Node* b = At("a.b");
-  g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
-  LogCapture::Get().Clear();
-  {
-    const FailingAlloc failing(0);
-    EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
-              nullptr);
-  }
-  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
-  EXPECT_EQ(CountersNow(), before);
-  EXPECT_EQ(Children(a).size(), 1U);
+  ExpectNoEntryWithoutMemory();
 }
 
 TEST_F(CopySubtreeTest, LogOfAnEntry) {
@@ -505,18 +511,7 @@ TEST_F(CopySubtreeTest, EveryAllocationFails) {
 TEST_F(CopySubtreeTest, NoMemoryForTheNode) {
   NCDM_SKIP_WITHOUT_FAILING_ALLOC();
   Register("a.b.{i}.c");
-  const Counters before = CountersNow();
-  Node* a = At("a");
-  Node* b = At("a.b");
-  g_nc_dm_agent_dbg = NC_DM_DBG_ERROR;
-  LogCapture::Get().Clear();
-  {
-    const FailingAlloc failing(0);
-    EXPECT_EQ(nc_dm_agent_create_node(a, b, 1, NC_DM_NODE_TYPE_MULT_OBJECT, NC_DM_NODE_SRC_NONE),
-              nullptr);
-  }
-  EXPECT_THAT(ErrorLines(), ElementsAre("Failed to malloc for nc_dm_agent_node_t!\n"));
-  EXPECT_EQ(CountersNow(), before);
+  ExpectNoEntryWithoutMemory();
 }
 
 TEST_F(CopySubtreeTest, NoMemoryForTheTreeEntry) {
