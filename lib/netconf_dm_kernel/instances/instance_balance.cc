@@ -20,7 +20,6 @@
 
 #include "netconf_dm_kernel/instances/instance_balance.h"
 
-#include <algorithm>
 #include <cstdint>
 
 #include "netconf_dm_kernel/instances/instance_entry.h"
@@ -38,11 +37,12 @@ int64_t Weight(Entry* entry) {
   return int64_t{Side::Count(entry)} + 1;
 }
 
-// True if one side weighs more than 5/2 of the other: more than 5/7 of both.
+// True if one side weighs more than 5/2 of the other. Neither comparison often holds, while a
+// branch on which side is heavier would be mispredicted at every other entry.
 bool IsLopsided(Entry* entry) {
   const int64_t left = Weight<Left>(entry);
   const int64_t right = Weight<Right>(entry);
-  return 7 * std::max(left, right) > 5 * (left + right);
+  return 2 * left > 5 * right || 2 * right > 5 * left;
 }
 
 template <typename Heavy>
@@ -85,7 +85,10 @@ void Relieve(Entry* top) {
 // mends each entry on the way. The root.
 Entry* CountUpwards(Entry* at, bool is_left, nc_int32 change) {
   while (true) {
-    *(is_left ? &at->left_cnt : &at->right_cnt) += change;
+    // One of the two summands is 0: without a branch on the side, which is as hard to predict.
+    const nc_int32 left_change = change * static_cast<nc_int32>(is_left);
+    at->left_cnt += left_change;
+    at->right_cnt += change - left_change;
     Entry* parent = at->parent;
     if (parent == nullptr) return at;
     is_left = IsLeftChild(at);
