@@ -77,7 +77,7 @@ void Device::SessionEnded(const Client& client) {
   }
   const auto& confirmed = datastores_.confirmed;
   if (confirmed && !confirmed->persist && confirmed->session_id == client.session_id) {
-    Background(RollBack(confirmed->number));
+    Background(RollBack(confirmed->number, IfItFails::kStands));
   }
 }
 
@@ -133,7 +133,7 @@ void Device::Run() {
   ConfirmedCommit& confirmed = *datastores_.confirmed;
   if (confirmed.deadline && *confirmed.deadline <= Clock::now()) {
     confirmed.deadline.reset();
-    Background(RollBack(confirmed.number));
+    Background(RollBack(confirmed.number, IfItFails::kStands));
   }
 }
 

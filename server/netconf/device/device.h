@@ -128,8 +128,11 @@ class Device : public Operations {
   std::set<std::string> AgentsOfCommit(bool is_confirmed);
   Task<> CommitCandidate(const Rpc& rpc, const CommitParameters& parameters);
   void NoteConfirmed(const Rpc& rpc, const CommitParameters& parameters, Replaced replaced);
+  // A commit that cannot be undone waits on when a client asked, who may try again. When its time
+  // is over it stands: once the agent that is away is back, others may have built upon it.
+  enum class IfItFails { kWaitsOn, kStands };
   // Undoes the confirmed commit of this number, unless that is confirmed or undone meanwhile.
-  Task<> RollBack(std::uint64_t number);
+  Task<> RollBack(std::uint64_t number, IfItFails then);
   void ForgetCandidate() { datastores_.candidate.reset(); }
 
   // Throws OperationFailed when the configuration breaks a constraint of the model.

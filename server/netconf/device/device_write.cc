@@ -517,23 +517,27 @@ Task<Reply> Device::CancelCommit(const Rpc& rpc) {
     throw OperationFailed(ApplicationError("operation-failed", "no commit waits"));
   }
   CheckConfirming(rpc.client, parameters);
-  co_await RollBack(datastores_.confirmed->number);
+  co_await RollBack(datastores_.confirmed->number, IfItFails::kWaitsOn);
   co_return Reply{};
 }
 
-Task<> Device::RollBack(std::uint64_t number) {
+Task<> Device::RollBack(std::uint64_t number, IfItFails then) {
   const auto turn = co_await turns_.TakeEverything();
   if (!datastores_.confirmed || datastores_.confirmed->number != number) {
     co_return;
   }
-  const ConfirmedCommit undone = std::move(*datastores_.confirmed);
-  datastores_.confirmed.reset();
+  const ConfirmedCommit& undone = *datastores_.confirmed;
   try {
     co_await ReplaceRunning(undone.before, &undone.after, undone.agents);
-  } catch (const OperationFailed& failed) {
-    Log("a commit that was not confirmed could not be undone: " + failed.errors().front().message);
+  } catch (const std::exception& error) {
+    if (then == IfItFails::kStands) {
+      Log(std::string("a commit that was not confirmed could not be undone, and stands: ") +
+          error.what());
+      datastores_.confirmed.reset();
+    }
     throw;
   }
+  datastores_.confirmed.reset();
 }
 
 // ---- copy-config, validate ----

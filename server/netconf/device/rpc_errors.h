@@ -21,7 +21,9 @@ class OperationFailed : public std::exception {
   explicit OperationFailed(RpcError error) : errors_{std::move(error)} {}
   explicit OperationFailed(std::vector<RpcError> errors) : errors_(std::move(errors)) {}
   const std::vector<RpcError>& errors() const { return errors_; }
-  const char* what() const noexcept override { return "operation failed"; }
+  const char* what() const noexcept override {
+    return errors_.empty() ? "operation failed" : errors_.front().message.c_str();
+  }
 
  private:
   std::vector<RpcError> errors_;

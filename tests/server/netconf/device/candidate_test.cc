@@ -99,6 +99,28 @@ TEST_F(CandidateTest, AgentThatComesDuringAConfirmedCommitLosesNothingWhenItIsTa
   EXPECT_EQ(third->values().size(), 2U);
 }
 
+TEST_F(CandidateTest, CommitWhoseCancellationFailsWaitsOn) {
+  Done(EditConfig(Owner("bob"), "", kCandidate));
+  Done("<commit><confirmed/></commit>");
+  first_->refuse = [](const std::string&) { return NC_DM_FAULT_CODE_MEM; };
+  EXPECT_THAT(Refused("<cancel-commit/>"), ElementsAre("resource-denied"));
+  EXPECT_THAT(first_->values(), ElementsAre(Pair("till.owner", "bob")));
+  first_->refuse = nullptr;
+  Done("<cancel-commit/>");
+  EXPECT_THAT(first_->values(), ElementsAre(Pair("till.owner", "ann")));
+}
+
+TEST_F(CandidateTest, CommitThatCannotBeTakenBackWhenItsSessionEndsStands) {
+  Done(EditConfig(Owner("bob"), "", kCandidate));
+  Done("<commit><confirmed/></commit>");
+  first_->refuse = [](const std::string&) { return NC_DM_FAULT_CODE_MEM; };
+  device_->SessionEnded({1, "user"});
+  Settle();
+  first_->refuse = nullptr;
+  EXPECT_THAT(Refused("<cancel-commit/>"), ElementsAre("operation-failed"));  // none waits
+  EXPECT_THAT(first_->values(), ElementsAre(Pair("till.owner", "bob")));
+}
+
 TEST_F(CandidateTest, SecondConfirmedCommitIsTakenBackWithTheFirst) {
   Done(EditConfig(Owner("bob"), "", kCandidate));
   Done("<commit><confirmed/></commit>");
