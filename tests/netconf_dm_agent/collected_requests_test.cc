@@ -64,7 +64,9 @@ TEST_P(CollectedRequestsTest, TakeAsManyElementsAsTheyMay) {
 
 TEST_P(CollectedRequestsTest, OneElementMoreIsAFaultAndEverythingGoes) {
   Collect(nc::kMaxCollectedElements);
+  const DebugMask errors(NC_DM_DBG_ERROR);
   Collect(1, "a.b", 7);
+  EXPECT_FALSE(log().ContainsError("Failed to decode edit list message!\n"));
   ExpectFault(NC_DM_FAULT_CODE_MEM, 7);
   EXPECT_EQ(Collected(), 0u);
 }

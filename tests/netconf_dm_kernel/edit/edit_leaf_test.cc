@@ -56,6 +56,11 @@ TEST_F(UpdateTest, LeafBesideTheKeyIsWritten) {
   EXPECT_THAT(Errors(), IsEmpty());
 }
 
+TEST_F(UpdateTest, ANumberInThePathIsAName) {
+  EXPECT_EQ(Update("if.port.name", "if.port.3.mtu", "9"), -1);
+  EXPECT_THAT(app.CallTexts(), IsEmpty());
+}
+
 TEST_F(UpdateTest, ResultOfTheApplicationIsNotAskedFor) {
   app.On(Callback::kSet, "mtu", -1);
   EXPECT_EQ(Update("if.port.name", "if.port.mtu", "9"), 0);

@@ -65,7 +65,7 @@ class JudgedTree {
   nc_dm_bin_tree_t* tree() { return &tree_; }
   nc_int32 size() const { return size_; }
 
-  // Links, order, counts and depth of all of it.
+  // Links, order, counts, weights and depth of all of it.
   void Look() {
     has_last_ = false;
     LookBelow(root(), nullptr);
@@ -77,11 +77,18 @@ class JudgedTree {
   void LookBelow(const Entry* entry, const Entry* parent) {
     if (entry == nullptr) return;
     EXPECT_EQ(entry->parent, parent);
+    if (parent != nullptr) ExpectEvenWeights(*entry);
     LookBelow(entry->left, entry);
     EXPECT_TRUE(!has_last_ || last_id_ < entry->id);
     has_last_ = true;
     last_id_ = entry->id;
     LookBelow(entry->right, entry);
+  }
+
+  // Below the root neither side weighs more than 5/2 of the other.
+  static void ExpectEvenWeights(const Entry& entry) {
+    const auto [light, heavy] = std::minmax({entry.left_cnt + 1, entry.right_cnt + 1});
+    EXPECT_LE(2 * heavy, 5 * light) << "at " << entry.id;
   }
 
   void LookNowAndThen() {
@@ -248,6 +255,23 @@ TEST_P(InstanceBalanceTest, HoldsWithManyEntries) {
 
 INSTANTIATE_TEST_SUITE_P(Sequences, InstanceBalanceTest, testing::ValuesIn(kSequences),
                          [](const auto& sequence) { return std::string(sequence.param.name); });
+
+TEST(InstanceBalance, ARootWhoseSidesDifferByOneStays) {
+  JudgedTree rising(1);
+  for (nc_int64 id : {10, 20}) rising.Insert(id);
+  EXPECT_EQ(Shape(rising.root()), "10(1|20)");
+  JudgedTree falling(1);
+  for (nc_int64 id : {20, 10}) falling.Insert(id);
+  EXPECT_EQ(Shape(falling.root()), "(1|10)20");
+}
+
+TEST(InstanceBalance, AnEntryWithinItsBoundsStays) {
+  JudgedTree tree(1);
+  for (nc_int64 id : {10, 5, 15, 20}) tree.Insert(id);
+  EXPECT_EQ(Shape(tree.root()), "(1|5)10(2|15(1|20))");
+  tree.Insert(1);
+  EXPECT_EQ(Shape(tree.root()), "(2|(1|1)5)10(2|15(1|20))");
+}
 
 TEST(InstanceBalance, ExtremeIds) {
   JudgedTree tree(1);

@@ -351,6 +351,23 @@ TEST_F(CopySubtreeTest, Elements) {
   EXPECT_EQ(CountersNow(), (Counters{5, 0, 0, 1, 1, 2, 1}));
 }
 
+TEST_F(CopySubtreeTest, ACopyOfAnInstanceLeavesTheIndexItsModeNode) {
+  Register("a.b.{i}.c");
+  Create(At("a"), "b", 1);
+  ASSERT_NE(nc_dm_agent_create_node(At("a"), At("a.b.1"), 2, NC_DM_NODE_TYPE_MULT_OBJECT,
+                                    NC_DM_NODE_SRC_NONE),
+            nullptr);
+  EXPECT_EQ(TreeOf(At("a"), "b")->data, At("a.b"));
+}
+
+TEST_F(CopySubtreeTest, AnElementCopiedFromALeafGivesTheIndexNoModeNode) {
+  Register("a.x");
+  ASSERT_NE(nc_dm_agent_create_node(At("a"), At("a.x"), 4, NC_DM_NODE_TYPE_MULT_LEAF,
+                                    NC_DM_NODE_SRC_NONE),
+            nullptr);
+  EXPECT_EQ(TreeOf(At("a"), "x")->data, nullptr);
+}
+
 // ---- Hash tables ----
 
 TEST_F(CopySubtreeTest, HashedListHasNoTreeEntries) {
