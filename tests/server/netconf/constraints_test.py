@@ -3,16 +3,14 @@
 The VLAN demo is served with a model of its paths that says more than the demo's own.
 """
 
-import os
-import subprocess
 import sys
 import unittest
 
 from ncclient.operations.rpc import RPCError
 
 import device_test
-from device_test import BASE, VLAN_NS, config, vlan, vlans
-from netconf_server import WAIT, Folder, Server, wait_until
+from device_test import VLAN_NS, vlan, vlans
+from netconf_server import Device, DeviceCase, config, wait_until
 
 # What is added where: (text of the demo's model, text that follows it).
 ADDITIONS = (
@@ -44,33 +42,17 @@ def system(content):
     return config(f'<system xmlns="{VLAN_NS}">{content}</system>')
 
 
-class ConstraintsTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = Folder()
-        os.mkdir(cls.folder / 'yang')
-        folders = [folder for folder in device_test.YANG_FOLDERS
-                   if os.path.exists(os.path.join(folder, 'demo-vlans.yang'))]
-        with open(os.path.join(folders[0], 'demo-vlans.yang')) as file:
-            text = file.read()
+class ConstraintsTest(DeviceCase):
+    @staticmethod
+    def make_device():
+        text = device_test.demo_modules()['demo-vlans.yang']
         for place, addition in ADDITIONS:
             assert place in text, place
             text = text.replace(place, place + addition, 1)
-        for name, module in (('demo-vlans', text), ('demo-rules', DEVIATIONS)):
-            with open(os.path.join(cls.folder / 'yang', name + '.yang'), 'w') as file:
-                file.write(module)
-        cls.server = Server(device_test.PROGRAM, cls.folder, cls.folder / 'yang')
-        cls.application = subprocess.Popen([device_test.VLANS],
-                                           env=dict(os.environ, TMPDIR=cls.folder / 'root'),
-                                           stderr=subprocess.DEVNULL)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.application.kill()
-        cls.application.wait(WAIT)
-        status = cls.server.stop()
-        cls.folder.remove()
-        assert status == 0, status
+        device = Device(device_test.PROGRAM,
+                        {'demo-vlans.yang': text, 'demo-rules.yang': DEVIATIONS})
+        device.start(device_test.VLANS)
+        return device
 
     def setUp(self):
         self.client = self.server.connect()

@@ -5,9 +5,7 @@ YANG: the folders of the applications' modules.
 
 import glob
 import os
-import shutil
 import signal
-import subprocess
 import sys
 import time
 import unittest
@@ -15,7 +13,7 @@ import unittest
 from ncclient.operations.rpc import RPCError
 from ncclient.xml_ import to_ele
 
-from netconf_server import BASE, WAIT, Folder, Server, rpc, wait_until
+from netconf_server import BASE, Device, DeviceCase, config, read_modules, rpc, wait_until
 
 PROGRAM = INTERFACES = VLANS = ''
 YANG_FOLDERS = []
@@ -25,10 +23,6 @@ INTERFACE_NS = 'urn:example:demo-interfaces'
 MONITORING_NS = 'urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring'
 NS = {'v': VLAN_NS, 'i': INTERFACE_NS, 'm': MONITORING_NS, 'nc': BASE,
       'l': 'urn:ietf:params:xml:ns:yang:ietf-yang-library'}
-
-
-def config(content):
-    return f'<nc:config xmlns:nc="{BASE}">{content}</nc:config>'
 
 
 def vlans(content):
@@ -44,28 +38,21 @@ def system(content):
     return config(f'<system xmlns="{VLAN_NS}">{content}</system>')
 
 
-class Device:
-    """The server and its applications, in a folder of their own."""
+def demo_modules():
+    return read_modules(*(module for folder in YANG_FOLDERS
+                          for module in glob.glob(os.path.join(folder, '*.yang'))))
+
+
+class DemoDevice(Device):
+    """With the two demo applications."""
 
     def __init__(self):
-        self.folder = Folder()
-        modules = self.folder / 'yang'
-        os.mkdir(modules)
-        for folder in YANG_FOLDERS:
-            for module in glob.glob(os.path.join(folder, '*.yang')):
-                shutil.copy(module, modules)
-        self.server = Server(PROGRAM, self.folder, modules)
-        self.applications = {}
-        self.start('interfaces', INTERFACES)
-        self.start('vlans', VLANS, '--config', self.folder / 'vlans.json')
-
-    def start(self, name, *command):
-        environment = dict(os.environ, TMPDIR=self.folder / 'root')
-        self.applications[name] = subprocess.Popen(command, env=environment,
-                                                   stderr=subprocess.DEVNULL)
+        super().__init__(PROGRAM, demo_modules())
+        self.start(INTERFACES)
+        self.start_vlans()
 
     def start_vlans(self):
-        self.start('vlans', VLANS, '--config', self.folder / 'vlans.json')
+        self.start(VLANS, '--config', self.folder / 'vlans.json')
 
     def saved(self):
         """What the VLAN demo has written since it was last told to commit."""
@@ -75,32 +62,13 @@ class Device:
         except FileNotFoundError:
             return ''
 
-    def end(self, name):
-        process = self.applications.pop(name)
-        process.send_signal(signal.SIGCONT)
-        process.terminate()
-        process.wait(WAIT)
 
-    def stop(self):
-        for name in list(self.applications):
-            self.end(name)
-        status = self.server.stop()
-        self.folder.remove()
-        return status
-
-
-class DeviceTest(unittest.TestCase):
+class DeviceTest(DeviceCase):
     """One device for the tests of a class; each begins with an empty configuration."""
 
-    @classmethod
-    def setUpClass(cls):
-        cls.device = Device()
-        cls.server = cls.device.server
-
-    @classmethod
-    def tearDownClass(cls):
-        status = cls.device.stop()
-        assert status == 0, status
+    @staticmethod
+    def make_device():
+        return DemoDevice()
 
     def setUp(self):
         self.client = self.connect()
@@ -363,6 +331,7 @@ class LockTest(DeviceTest):
         self.assertTrue(wait_until(lambda: not other.connected))
         victim.lock('candidate')
         self.client.kill_session(victim.session_id)
+        self.assertTrue(wait_until(lambda: not victim.connected))
         self.client.lock('candidate')
         self.client.unlock('candidate')
 
@@ -415,7 +384,7 @@ class AgentTest(DeviceTest):
     def test_agent_that_is_away_is_left_out_and_comes_back(self):
         self.edit(vlans(vlan(10, '<name>kept</name>')))
         self.assertTrue(wait_until(lambda: 'kept' in self.device.saved()))
-        self.device.end('vlans')
+        self.device.end(VLANS)
         self.assertTrue(wait_until(lambda: self.find('//v:location') == []))
         self.refuse_edit(vlans(vlan(11)), 'operation-failed')
         self.assertIn('lo', self.texts(self.client.get().data_ele, '//i:interface/i:name'))
@@ -424,7 +393,7 @@ class AgentTest(DeviceTest):
         self.edit(vlans(vlan(11)))
 
     def test_agent_that_hangs_delays_nobody_elses_data(self):
-        self.device.applications['vlans'].send_signal(signal.SIGSTOP)
+        self.device.signal(VLANS, signal.SIGSTOP)
         other = self.server.session()
         self.addCleanup(other.close)
         try:
@@ -436,7 +405,7 @@ class AgentTest(DeviceTest):
             self.assertIn(b'<rpc-error>', other.receive())
             self.assertLess(time.monotonic() - begin, 20 + 5)
         finally:
-            self.device.applications['vlans'].send_signal(signal.SIGCONT)
+            self.device.signal(VLANS, signal.SIGCONT)
 
 
 if __name__ == '__main__':

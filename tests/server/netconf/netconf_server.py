@@ -8,6 +8,7 @@ import socket
 import subprocess
 import tempfile
 import time
+import unittest
 
 import paramiko
 from ncclient import manager
@@ -30,6 +31,19 @@ def make_key(path, kind='ed25519', passphrase=''):
 
 def rpc(operation, message_id='1', attributes=''):
     return f'<rpc xmlns="{BASE}" message-id="{message_id}" {attributes}>{operation}</rpc>'.encode()
+
+
+def config(content):
+    return f'<nc:config xmlns:nc="{BASE}">{content}</nc:config>'
+
+
+def read_modules(*paths):
+    """Texts by file name, for a device."""
+    modules = {}
+    for path in paths:
+        with open(path) as file:
+            modules[os.path.basename(path)] = file.read()
+    return modules
 
 
 def hello(*versions):
@@ -140,6 +154,56 @@ class Server:
                    'UserKnownHostsFile=/dev/null', '-o', 'BatchMode=yes', '-o', 'LogLevel=ERROR']
         return subprocess.Popen(command + list(arguments), stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, **popen)
+
+
+class Device:
+    """A server and applications, in a folder of their own. `modules`: their texts, by file name."""
+
+    def __init__(self, program, modules):
+        self.folder = Folder()
+        yang = self.folder / 'yang'
+        os.mkdir(yang)
+        for name, text in modules.items():
+            with open(os.path.join(yang, name), 'w') as file:
+                file.write(text)
+        self.server = Server(program, self.folder, yang)
+        self.applications = {}
+
+    def start(self, *command):
+        """An application, by the name of its program."""
+        self.applications[os.path.basename(command[0])] = subprocess.Popen(
+            command, env=dict(os.environ, TMPDIR=self.folder / 'root'), stderr=subprocess.DEVNULL)
+
+    def signal(self, program, number):
+        self.applications[os.path.basename(program)].send_signal(number)
+
+    def end(self, program):
+        process = self.applications.pop(os.path.basename(program))
+        process.send_signal(signal.SIGCONT)
+        process.terminate()
+        process.wait(WAIT)
+
+    def stop(self):
+        """The server's exit status."""
+        for program in list(self.applications):
+            self.end(program)
+        status = self.server.stop()
+        self.folder.remove()
+        return status
+
+
+class DeviceCase(unittest.TestCase):
+    """One device, of make_device(), for the tests of a class."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.device = cls.make_device()
+        cls.server = cls.device.server
+
+    @classmethod
+    def tearDownClass(cls):
+        status = cls.device.stop()
+        assert status == 0, status
 
 
 class Session:

@@ -4,14 +4,12 @@ INTERFACES and SYSTEM are what ncdm-yang writes from the modules of the folder M
 """
 
 import os
-import shutil
-import subprocess
 import sys
 import unittest
 
 from ncclient.operations.rpc import RPCError
 
-from netconf_server import BASE, WAIT, Folder, Server, wait_until
+from netconf_server import Device, DeviceCase, config, read_modules, wait_until
 
 PROGRAM = INTERFACES = SYSTEM = MODULES = ''
 
@@ -32,10 +30,6 @@ V6 = (f'<ipv6 xmlns="{IP}"><address><ip>2001:db8::1</ip><prefix-length>64</prefi
       '<dup-addr-detect-transmits>2</dup-addr-detect-transmits></ipv6>')
 
 
-def config(content):
-    return f'<nc:config xmlns:nc="{BASE}">{content}</nc:config>'
-
-
 def interface(name, content='', operation=None):
     attribute = f' nc:operation="{operation}"' if operation else ''
     return config(f'<interfaces xmlns="{IF}" xmlns:ianaift="{TYPE}"><interface{attribute}>'
@@ -50,26 +44,14 @@ def system(content):
     return config(f'<system xmlns="{SYS}">{content}</system>')
 
 
-class PublishedTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = Folder()
-        os.mkdir(cls.folder / 'yang')
-        for name in NAMES:
-            shutil.copy(os.path.join(MODULES, name + '.yang'), cls.folder / 'yang')
-        cls.server = Server(PROGRAM, cls.folder, cls.folder / 'yang')
-        environment = dict(os.environ, TMPDIR=cls.folder / 'root')
-        cls.applications = [subprocess.Popen([program], env=environment, stderr=subprocess.DEVNULL)
-                            for program in (INTERFACES, SYSTEM)]
-
-    @classmethod
-    def tearDownClass(cls):
-        for application in cls.applications:
-            application.terminate()
-            application.wait(WAIT)
-        status = cls.server.stop()
-        cls.folder.remove()
-        assert status == 0, status
+class PublishedTest(DeviceCase):
+    @staticmethod
+    def make_device():
+        device = Device(PROGRAM, read_modules(*(os.path.join(MODULES, name + '.yang')
+                                                for name in NAMES)))
+        device.start(INTERFACES)
+        device.start(SYSTEM)
+        return device
 
     def setUp(self):
         self.client = self.server.connect()

@@ -12,8 +12,8 @@ import re
 import xml.etree.ElementTree as ElementTree
 
 import device_test
-from device_test import BASE, VLAN_NS, Device
-from netconf_server import wait_until
+from device_test import VLAN_NS, DemoDevice
+from netconf_server import BASE, wait_until
 
 
 class Refused(Exception):
@@ -333,7 +333,7 @@ def main():
     arguments = parser.parse_args()
     device_test.PROGRAM, device_test.INTERFACES = arguments.server, arguments.interfaces
     device_test.VLANS, device_test.YANG_FOLDERS = arguments.vlans, arguments.yang
-    device = Device()
+    device = DemoDevice()
     try:
         run(device, arguments.requests, arguments.seed)
     finally:
