@@ -87,7 +87,7 @@ inline nc_dm_path_nodes_t PathOf(std::string path) {
 }
 
 // Has `get` write a text.
-inline Answer Text(std::string text) {
+inline Answer Text(const std::string& text) {
   return [text](const ModelCall& call) {
     memcpy(call.buffer, text.c_str(), text.size() + 1);
     return 0;

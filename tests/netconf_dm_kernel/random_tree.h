@@ -131,9 +131,7 @@ class RandomTreeTest : public TreeTest, public testing::WithParamInterface<unsig
     for (int depth = 0; depth < 8; ++depth) {
       Node* node = Any(NodesOf(list));
       const std::string name = node == nullptr || Chance(3) ? AnyName() : node->node_name;
-      strcpy(path.nodes[path.total_node], name.c_str());
-      path.instances[path.total_node] = node == nullptr || Chance(10) ? Up(7) : node->instid;
-      ++path.total_node;
+      AppendComponent(&path, name, node == nullptr || Chance(10) ? Up(7) : node->instid);
       if (node == nullptr || Chance(15)) break;
       list = &node->sub_lst;
     }

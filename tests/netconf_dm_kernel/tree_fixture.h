@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -158,6 +159,13 @@ inline nc_dm_path_nodes_t Parsed(std::string path, bool with_ids = false) {
   nc_dm_path_nodes_t nodes{};
   EXPECT_EQ(nc_dm_parse(path.data(), &nodes, with_ids), 0) << path;
   return nodes;
+}
+
+inline void AppendComponent(nc_dm_path_nodes_t* path, const std::string& name,
+                            nc_int64 instid = 0) {
+  const nc_int32 at = path->total_node++;
+  snprintf(path->nodes[at], sizeof(path->nodes[at]), "%s", name.c_str());
+  path->instances[at] = instid;
 }
 
 inline nc_dm_id_array_t IdArray(const std::vector<nc_int64>& ids) {

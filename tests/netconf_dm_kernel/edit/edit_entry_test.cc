@@ -78,7 +78,7 @@ TEST_F(ObjectTest, RefusesWhatIsMissing) {
 TEST_F(ObjectTest, FirstKeyMustHaveAnEdit) {
   ModelEdits edits{{.name = "net.vrf.name", .val = "red", .flag = kKey}};
   nc_dm_stub_edit_t* edit = std::exchange(edits.at(0)->edit, nullptr);
-  strcpy(fault.path, "before");
+  memcpy(fault.path, "before", sizeof("before"));
   EXPECT_EQ(Edit(edits), -1);
   EXPECT_EQ(Fault(), "-7 before");  // the code alone, which is no new fault
   EXPECT_TRUE(LoggedInfo("The first edit_node->edit of list is null!\n"));

@@ -260,7 +260,7 @@ TEST_F(SubtreeTest, ShortMemoryEndsTheRequest) {
     ModelEdits edits{{.name = "sys.name", .val = "1", .op = NC_DM_OP_MERGE},
                      {.name = "sys.site", .val = "2", .op = NC_DM_OP_MERGE},
                      {.name = "if.port.mtu", .val = "1", .op = NC_DM_OP_MERGE, .ids = {3}}};
-    strcpy(fault.path, "before");
+    memcpy(fault.path, "before", sizeof("before"));
     const FailingCall failing(Step::kCopyStr, successes);
     EXPECT_EQ(Edit(edits), -1);
     EXPECT_EQ(Fault(), "-3 before");  // the code alone

@@ -65,7 +65,7 @@ TEST_F(EntryTest, CreateOfAnExistingEntryFailsForCreateAlone) {
     EXPECT_EQ(Create({.name = "net.vrf.rd", .val = "1", .op = op}), 7);
     EXPECT_EQ(Fault(), "0 ");
   }
-  strcpy(fault.path, "before");
+  memcpy(fault.path, "before", sizeof("before"));
   for (const Ids& ids : {Ids{}, Ids{5}}) {
     fault.new_fault = false;
     EXPECT_EQ(Create({.name = "net.vrf.rd", .val = "1", .op = NC_DM_OP_CREATE, .ids = ids}), -1);

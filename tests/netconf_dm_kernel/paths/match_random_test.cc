@@ -14,11 +14,11 @@ class RandomMatchTest : public RandomTreeTest {
     const nc_dm_path_nodes_t path = AnyPath();
     nc_dm_path_nodes_t with_markers{};
     for (int i = 0; i < path.total_node; ++i) {
-      strcpy(with_markers.nodes[with_markers.total_node++], path.nodes[i]);
+      AppendComponent(&with_markers, path.nodes[i]);
       if (path.instances[i] != 0 || Chance(20)) {
         const std::string id =
             Chance(30) ? "{i}" : std::to_string(static_cast<int>(path.instances[i]));
-        strcpy(with_markers.nodes[with_markers.total_node++], id.c_str());
+        AppendComponent(&with_markers, id);
       }
     }
     return with_markers;

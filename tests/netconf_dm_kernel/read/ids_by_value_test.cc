@@ -16,7 +16,7 @@ using testing::IsEmpty;
 class InstanceLookupTest : public QueryTest {
  protected:
   // Answers `get` of a leaf by the last of the ids that it is called with.
-  void Answer(const char* leaf, std::map<nc_int64, std::string> texts) {
+  void Answer(const char* leaf, const std::map<nc_int64, std::string>& texts) {
     app.On(Callback::kGet, leaf, [texts](const ModelCall& call) {
       const auto found = texts.find(call.ids.empty() ? 0 : call.ids.back());
       return found == texts.end() ? -7 : Text(found->second)(call);

@@ -33,7 +33,7 @@ class ReadTest : public QueryTest {
     nc_dm_id_array_t ids = {};
     char* text = nc_dm_agent_get_node_srlz_val(NodeAt(node), &ids);
     if (text == nullptr) return "(null)";
-    const std::string result = text;
+    std::string result = text;
     free(text);
     return result;
   }
@@ -43,7 +43,7 @@ class ReadTest : public QueryTest {
 
 // The recording application allocates itself.
 inline int GetAValue(nc_dm_id_array_t*, char* value) {
-  strcpy(value, "v");
+  memcpy(value, "v", sizeof("v"));
   return 0;
 }
 

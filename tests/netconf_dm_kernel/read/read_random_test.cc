@@ -121,8 +121,7 @@ class RandomReadTest : public RandomTreeTest {
     for (const Node* at = node; at != nullptr; at = at->parent) way.insert(way.begin(), at);
     if (way.empty() || way.size() > NC_DM_MAX_DEPTH) return;
     for (const Node* at : way) {
-      strcpy(path.nodes[path.total_node], at->node_name);
-      path.instances[path.total_node++] = IsInstance(at) ? at->instid : 0;
+      AppendComponent(&path, at->node_name, IsInstance(at) ? at->instid : 0);
     }
     // A leaf-list's elements take the place of its id.
     if (node->node_type == NC_DM_NODE_TYPE_MULT_LEAF_MODE) path.instances[path.total_node - 1] = 0;

@@ -128,8 +128,7 @@ inline int GetNodesVals(ReadValues* values, nc_dm_path_nodes_t* path, Node* node
       nc_dm_agent_dbg_msg(1, "The depth of path is too deep!\n");
       continue;
     }
-    strcpy(path->nodes[path->total_node], child->node_name);
-    path->instances[path->total_node++] = IsInstance(child) ? child->instid : 0;
+    AppendComponent(path, child->node_name, IsInstance(child) ? child->instid : 0);
     GetNodesVals(values, path, child);
     path->instances[--path->total_node] = 0;
     path->nodes[path->total_node][0] = '\0';
@@ -158,7 +157,7 @@ inline void MatchGetVals(ReadValues* values, const list_head* list, nc_dm_path_n
 inline void DropMarkers(nc_dm_path_nodes_t* path) {
   nc_dm_path_nodes_t kept{};
   for (int i = 0; i < path->total_node; ++i) {
-    if (strcmp(path->nodes[i], "{i}") != 0) strcpy(kept.nodes[kept.total_node++], path->nodes[i]);
+    if (strcmp(path->nodes[i], "{i}") != 0) AppendComponent(&kept, path->nodes[i]);
   }
   *path = kept;
 }
