@@ -24,7 +24,8 @@ export SOURCE_DATE_EPOCH
 # package_in BUILD_DIR: configures, builds and packs there.
 package_in() {
   cmake -S . -B "$1" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
-    -DBUILD_TESTING=OFF -DNCDM_EXAMPLES=OFF -DNCDM_REPRODUCIBLE=ON "${options[@]}"
+    -DBUILD_TESTING=OFF -DNCDM_EXAMPLES=OFF -DNCDM_REPRODUCIBLE=ON \
+    -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON "${options[@]}"
   cmake --build "$1" --parallel "$(nproc)"
   cmake --build "$1" --target package-symbols
   rm -rf "$1/out"
