@@ -19,7 +19,7 @@ inline std::string ValueLine(const char* name, const char* value, int src) {
 }
 
 inline std::string TakeText(char* text) {
-  const std::string copy = text != nullptr ? text : "(null)";
+  std::string copy = text != nullptr ? text : "(null)";
   free(text);
   return copy;
 }
