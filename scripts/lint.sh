@@ -63,7 +63,7 @@ check_analyzer() {
 check_tidy() {
   ncdm_setup peers
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DNCDM_BENCH=ON -DNCDM_BENCH_PEERS=ON -DNCDM_HAS_MEMORY_STRATEGY=OFF -DNCDM_TIGHT_CODE=OFF \
-    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
+    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DNCDM_UNITY_TESTS=OFF
   files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'examples/*.cc' 'bench/*.cc' 'tests/*.cc' |
     xargs -P "$jobs" -n 4 clang-tidy --quiet -p "$build"
 }
