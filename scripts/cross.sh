@@ -51,7 +51,7 @@ configure() {
 
 # Tests of the bytes themselves: fields, values, slots, ids, hashes.
 byte_tests=(netconf_dm_util_test transfer_interposed_test netconf_dm_stub_test kernel_edit_test
-  kernel_instances_test)
+  kernel_instances_test kernel_tree_test)
 
 list_programs() {
   if ((quick)); then

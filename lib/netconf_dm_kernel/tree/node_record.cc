@@ -13,7 +13,8 @@
 
 namespace nc {
 
-struct NodeBlock {
+// Nodes stand behind it, and their 64-bit fields want a multiple of 8 on 32-bit machines too.
+struct alignas(nc_dm_agent_node_t) NodeBlock {
   size_t nodes;  // that still live
 };
 
