@@ -183,8 +183,7 @@ nc_dm_agent_match_status_t nc_dm_agent_reg_match(list_head* dm_root, nc_dm_path_
       ++cursor;
       continue;
     }
-    const char* next =
-        cursor + 1 < path_nodes->total_node ? path_nodes->nodes[cursor + 1] : nullptr;
+    const char* next = cursor + 1 < path_nodes->total_node ? path_nodes->nodes[cursor + 1] : "";
     const bool has_id = nc_dm_is_str_num(next);
     Node* node = has_id ? nc::FindInstance(siblings, name,
                                            static_cast<nc_int64>(strtoull(next, nullptr, 10)))
