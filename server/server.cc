@@ -639,10 +639,12 @@ bool Server::WaitForAgent(std::string_view name, Milliseconds timeout) {
     if (announced->settled) {
       return true;
     }
-    const unsigned connection = announced->connections;
+    // What came before the answer may not have been all: an agent that has more to announce than
+    // the socket holds answers in the middle of it.
+    const std::uint64_t version = announced->registry.version();
     const bool passed = Call(name, Barrier(), left()).ok();
     Agent* agent = implementation_->FindAgent(name);  // it may have been forgotten meanwhile
-    if (passed && agent != nullptr && agent->connections == connection) {
+    if (passed && agent != nullptr && agent->registry.version() == version) {
       agent->settled = true;
     } else if (left() <= Milliseconds::zero()) {
       return false;

@@ -113,8 +113,8 @@ class Server {
   const Agent* FindAgent(std::string_view name) const;
   bool IsConnected(std::string_view name) const;
   // Until the agent is connected and settled, and has announced some path. When it announces its
-  // paths after it said that it was complete, a Barrier tells where they end. False when `timeout`
-  // is over before.
+  // paths after it said that it was complete, the first Barrier before whose answer nothing more
+  // was announced tells where they end. False when `timeout` is over before.
   bool WaitForAgent(std::string_view name, Milliseconds timeout);
   // Closes the agent's connection, as a server that goes away does.
   void Disconnect(std::string_view name);

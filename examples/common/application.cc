@@ -12,16 +12,13 @@
 namespace {
 
 zu_thread_master* g_loop = nullptr;
-const ncdm_model_t* g_model = nullptr;
-void (*g_each_second)() = nullptr;
-
-int RegisterModel() { return ncdm_model_register(g_model, g_loop); }
+const Application* g_application = nullptr;
 
 void Stop(int) { zu_thread_master_stop(g_loop); }
 
 // A task runs once, so it schedules itself anew.
 int EachSecond(zu_thread* task) {
-  g_each_second();
+  g_application->each_second();
   zu_thread_add_timer_withname(task->master, EachSecond, nullptr, 1, "each-second");
   return 0;
 }
@@ -42,6 +39,17 @@ int Complain(const Application& application, const char* what) {
   return 1;
 }
 
+// The module is named behind all that belongs to it, and still before the library tells the server
+// that this was all.
+int RegisterModel() {
+  const int result = ncdm_model_register(g_application->model, g_loop);
+  if (result == 0 && !AnnounceModule(g_application->yang_file.c_str())) {
+    Complain(*g_application,
+             ("no module name and revision in " + g_application->yang_file).c_str());
+  }
+  return result;
+}
+
 }  // namespace
 
 int RunApplication(const Application& application) {
@@ -50,7 +58,7 @@ int RunApplication(const Application& application) {
   }
   g_loop = zu_thread_master_create();
   if (g_loop == nullptr) return Complain(application, "no event loop");
-  g_model = application.model;
+  g_application = &application;
   signal(SIGINT, Stop);
   signal(SIGTERM, Stop);
 
@@ -59,11 +67,7 @@ int RunApplication(const Application& application) {
   if (nc_dm_agent_init(application.name.c_str(), g_loop, RegisterModel, nullptr) != 0) {
     return Complain(application, "the data model could not be registered");
   }
-  if (!AnnounceModule(application.yang_file.c_str())) {
-    Complain(application, ("no module name and revision in " + application.yang_file).c_str());
-  }
-  g_each_second = application.each_second;
-  if (g_each_second != nullptr) {
+  if (application.each_second != nullptr) {
     zu_thread_add_timer_withname(g_loop, EachSecond, nullptr, 1, "each-second");
   }
   zu_thread_master_run(g_loop);

@@ -170,6 +170,24 @@ TEST_F(ServerTest, AgentThatComesBackStartsAfresh) {
   EXPECT_GT(server_->FindAgent("model")->registry.version(), version);
 }
 
+TEST_F(ServerTest, AgentThatAnnouncesMoreBeforeItAnswersIsNotSettledYet) {
+  const auto agent = NewAgent();
+  agent->Complete();
+  agent->Register("a");
+  int rounds = 0;
+  server_->set_frame_handler([&](std::string_view, const Frame& frame) {
+    // The socket took no more: the answer comes in the middle of the announcements.
+    if (frame.head.type == NC_DM_MSG_TYPE_GETID_RSP && ++rounds < 3) {
+      agent->Register("b" + std::to_string(rounds));
+    }
+  });
+  ASSERT_TRUE(RunUntil([&] { return server_->FindAgent("model")->registry.path_count() == 1; }));
+  agent->Register("b0");  // with the first Barrier
+  ASSERT_TRUE(server_->WaitForAgent("model", kTurnPatience));
+  EXPECT_EQ(rounds, 4);  // the last one alone had nothing before its answer
+  EXPECT_EQ(server_->FindAgent("model")->registry.path_count(), 4U);
+}
+
 TEST_F(ServerTest, WaitingForAnAgentEndsInTime) {
   EXPECT_FALSE(server_->WaitForAgent("model", 10ms));
   const auto agent = NewAgent();

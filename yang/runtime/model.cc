@@ -81,7 +81,8 @@ int Register(const ncdm_model_t& model, zu_thread_master* master) {
   return done ? 0 : -1;
 }
 
-// The one sign that schema and instances are complete, and so the last.
+// The one sign that schema and instances are complete, and so the last; still before the library
+// tells the server that this was all.
 int Announce(const ncdm_model_t& model) {
   const int result = nc_dm_agent_yang_attr_reg(model.name, NC_DM_YANG_ATTR_MODULE_NAME, model.name);
   if (result != 0 || model.revision == nullptr) return result;
@@ -98,9 +99,11 @@ int Start(const ncdm_model_t& model, const char* name, zu_thread_master* master,
     return -1;
   }
   g_master = master;
-  const auto register_model = [] { return ncdm_model_register(g_model, g_master); };
-  const int result = nc_dm_agent_init(name, master, register_model, nullptr);
-  return result != 0 ? result : Announce(model);
+  const auto register_model = [] {
+    const int result = ncdm_model_register(g_model, g_master);
+    return result != 0 ? result : Announce(*g_model);
+  };
+  return nc_dm_agent_init(name, master, register_model, nullptr);
 }
 
 // ---- Records ----
