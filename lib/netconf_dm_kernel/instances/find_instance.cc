@@ -43,18 +43,21 @@ Node* FindUnindexed(const Node* parent, const char* name, nc_int64 instid) {
 
 }  // namespace
 
-nc_dm_agent_node_t* nc::FindInstance(const list_head* siblings, const char* name, nc_int64 instid) {
+std::optional<nc_dm_agent_node_t*> nc::FindInIndex(const list_head* siblings, const char* name,
+                                                   nc_int64 instid) {
   const SiblingList list = ListOf(siblings);
   const Tree* instances = list.parent != nullptr ? FindInstanceTree(list.parent, name) : nullptr;
   const Node* mode = ModeOfCompleteIndex(list, instances);
-  if (mode != nullptr && mode->instid != instid) {
-    const Entry* entry =
-        instances->root_byid != nullptr
-            ? nc_dm_agent_search_bin_tree_node_by_instid(instances->root_byid, instid)
-            : nullptr;
-    // A list that got its hash table late has its older entries in the tree as well.
-    return entry != nullptr ? InstanceOf(entry) : FindInHashTable(mode->hash_tab, instid);
-  }
+  if (mode == nullptr || mode->instid == instid) return std::nullopt;
+  const Entry* entry = instances->root_byid != nullptr ? nc_dm_agent_search_bin_tree_node_by_instid(
+                                                             instances->root_byid, instid)
+                                                       : nullptr;
+  // A list that got its hash table late has its older entries in the tree as well.
+  return entry != nullptr ? InstanceOf(entry) : FindInHashTable(mode->hash_tab, instid);
+}
+
+nc_dm_agent_node_t* nc::FindInstance(const list_head* siblings, const char* name, nc_int64 instid) {
+  if (const auto indexed = FindInIndex(siblings, name, instid)) return *indexed;
   for (Node& node : SameNamed(siblings, name)) {
     if (node.instid == instid) return &node;
   }

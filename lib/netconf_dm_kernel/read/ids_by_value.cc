@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
+#include "netconf_dm_kernel/instances/find_instance.h"
 #include "netconf_dm_kernel/paths/request_path.h"
 #include "netconf_dm_kernel/read.h"
 #include "netconf_dm_kernel/read/leaf_value.h"
@@ -38,21 +40,14 @@ class InstanceLookup {
       : list_(list), path_(path), value_(value), known_(known), last_(last) {}
 
   // Looks at the siblings that component `at` names, below entries of `lists` lists, and at what is
-  // below them. The schema of a list has no entry's id, so nothing is read through it.
+  // below them.
   void Visit(const list_head* siblings, int at, int lists) {
     if (at >= NC_DM_MAX_DEPTH) return;
     const nc_int64 instance = path_->instances[at];
-    for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
-      if (nc::IsMode(node)) continue;
-      NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
-                     nc::LongLong(node.instid));
-      nc::PrefetchNextEntry(node, kPrefetchedBytes);
-      if (!Admit(node, at, lists)) continue;
-      if (at < last_) {
-        Visit(&node.sub_lst, at + 1, lists + (nc::IsInstance(node) ? 1 : 0));
-      } else {
-        Compare(node);
-      }
+    if (const auto known = AskIndex(siblings, at, lists)) {
+      if (*known != nullptr) VisitNode(**known, at, lists);
+    } else {
+      VisitAll(siblings, at, lists);
     }
     path_->instances[at] = instance;
   }
@@ -60,6 +55,32 @@ class InstanceLookup {
  private:
   bool HasKnownId(int list) const {
     return known_ != nullptr && list < std::min(known_->cnt, NC_DM_MAX_DEPTH);
+  }
+
+  // The entry with the known id without a look at the others. The trace of a walk names them all.
+  std::optional<nc_dm_agent_node_t*> AskIndex(const list_head* siblings, int at, int list) const {
+    if (!HasKnownId(list) || nc::HasDebugBit(NC_DM_DBG_INFO)) return std::nullopt;
+    return nc::FindInIndex(siblings, path_->nodes[at], known_->id[list]);
+  }
+
+  // The schema of a list has no entry's id, so nothing is read through it.
+  void VisitAll(const list_head* siblings, int at, int lists) {
+    for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+      if (nc::IsMode(node)) continue;
+      NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
+                     nc::LongLong(node.instid));
+      nc::PrefetchNextEntry(node, kPrefetchedBytes);
+      VisitNode(node, at, lists);
+    }
+  }
+
+  void VisitNode(const nc_dm_agent_node_t& node, int at, int lists) {
+    if (!Admit(node, at, lists)) return;
+    if (at < last_) {
+      Visit(&node.sub_lst, at + 1, lists + (nc::IsInstance(node) ? 1 : 0));
+    } else {
+      Compare(node);
+    }
   }
 
   // Notes the node's id on the path; false for an entry that the known ids rule out. They belong to

@@ -160,6 +160,35 @@ TEST_F(InstanceLookupTest, KnownIdsHoldForEveryEntryOfTheirList) {
   EXPECT_THAT(Find("a.b.{i}.d", "v", &known), ElementsAre(Ids{5}));
 }
 
+// A list of a million entries is not walked for one of them. That the index was asked shows when
+// another entry has the id as well, which no index knows.
+TEST_F(InstanceLookupTest, AsksTheIndexForTheKnownEntry) {
+  app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
+  for (int id = 1; id <= 20; ++id) AddInstance("a.b." + std::to_string(id));
+  app.On(Callback::kGet, "d", Text("v"));
+  nc_int64* const another = &NodeAt("a.b.7")->instid;
+  *another = 5;
+  nc_dm_id_array_t known = IdArrayOf({5});
+  const DebugMask errors(NC_DM_DBG_ERROR);
+  EXPECT_THAT(Find("a.b.d", "v", &known), ElementsAre(Ids{5}));
+  EXPECT_EQ(known.match_cnt, 1);
+  known = IdArrayOf({21});
+  EXPECT_THAT(Find("a.b.d", "v", &known), IsEmpty());
+  EXPECT_EQ(known.match_cnt, 0);
+  *another = 7;
+}
+
+TEST_F(InstanceLookupTest, TracesEveryEntryOnTheWayToTheKnownOne) {
+  app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
+  for (int id = 1; id <= 20; ++id) AddInstance("a.b." + std::to_string(id));
+  app.On(Callback::kGet, "d", Text("v"));
+  nc_dm_id_array_t known = IdArrayOf({20});
+  log().Clear();
+  EXPECT_THAT(Find("a.b.d", "v", &known), ElementsAre(Ids{20}));
+  // The container, every entry, the known one again, its leaf, and that this is read.
+  EXPECT_EQ(LogLines().size(), 1U + 20U + 1U + 1U + 1U);
+}
+
 TEST_F(InstanceLookupTest, TakesNoMoreKnownIdsThanThereIsRoomFor) {
   app.Register({.path = "a.b.{i}.d", .callbacks = kGet});
   AddInstance("a.b.4");
