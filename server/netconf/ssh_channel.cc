@@ -28,6 +28,7 @@ SshChannel::SshChannel(ssh_channel handle, OpenSession open_session)
   callbacks_.userdata = this;
   callbacks_.channel_subsystem_request_function = OnSubsystem;
   callbacks_.channel_data_function = OnData;
+  callbacks_.channel_eof_function = OnEof;
   callbacks_.channel_close_function = OnClose;
   ssh_callbacks_init(&callbacks_);
   ssh_set_channel_callbacks(handle_, &callbacks_);
@@ -48,6 +49,7 @@ int SshChannel::OnSubsystem(ssh_session /*session*/, ssh_channel /*channel*/, co
     return kRefuse;
   }
   channel.wants_session_ = true;
+  channel.has_news_ = true;
   return kAccept;
 }
 
@@ -55,14 +57,20 @@ int SshChannel::OnSubsystem(ssh_session /*session*/, ssh_channel /*channel*/, co
 // has been read.
 int SshChannel::OnData(ssh_session /*session*/, ssh_channel /*channel*/, void* /*bytes*/,
                        std::uint32_t size, int /*is_stderr*/, void* data) {
-  if (size > kMaxBuffered) {
-    ToChannel(data).was_flooded_ = true;
-  }
+  SshChannel& channel = ToChannel(data);
+  channel.was_flooded_ = channel.was_flooded_ || size > kMaxBuffered;
+  channel.has_news_ = true;
   return 0;
 }
 
+void SshChannel::OnEof(ssh_session /*session*/, ssh_channel /*channel*/, void* data) {
+  ToChannel(data).has_news_ = true;
+}
+
 void SshChannel::OnClose(ssh_session /*session*/, ssh_channel /*channel*/, void* data) {
-  ToChannel(data).client_closed_ = true;
+  SshChannel& channel = ToChannel(data);
+  channel.client_closed_ = true;
+  channel.has_news_ = true;
 }
 
 // ---- Steps ----
@@ -71,10 +79,11 @@ bool SshChannel::Step() {
   if (wants_session_ && session_ == nullptr && !server_closed_) {
     session_ = open_session_();
   }
+  const bool more_input = session_ != nullptr && ReadInput();
+  has_news_ = false;
   if (session_ == nullptr) {
     return false;
   }
-  const bool more_input = ReadInput();
   if (client_closed_) {
     session_->End(Session::Cause::kDropped);
     return false;

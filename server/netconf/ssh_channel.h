@@ -33,6 +33,9 @@ class SshChannel {
   // Moves what can be moved between both sides, a bounded amount. Returns true if there is more
   // that need not be waited for.
   bool Step();
+  // True if something came for the channel behind its last step: reading or writing one channel
+  // handles the packets of all, and what has been read that way wakes nobody.
+  bool has_news() const { return has_news_; }
   // Closes it without a word: the client's <hello> did not come in time.
   void Abandon();
 
@@ -52,6 +55,7 @@ class SshChannel {
   static int OnSubsystem(ssh_session session, ssh_channel channel, const char* name, void* data);
   static int OnData(ssh_session session, ssh_channel channel, void* bytes, std::uint32_t size,
                     int is_stderr, void* data);
+  static void OnEof(ssh_session session, ssh_channel channel, void* data);
   static void OnClose(ssh_session session, ssh_channel channel, void* data);
 
   bool ReadInput();
@@ -64,6 +68,7 @@ class SshChannel {
   std::unique_ptr<Session> session_;
   const Clock::time_point opened_ = Clock::now();
   std::optional<Clock::time_point> last_progress_;
+  bool has_news_ = false;
   bool wants_session_ = false;
   bool input_ended_ = false;
   bool client_closed_ = false;

@@ -152,7 +152,10 @@ void SshConnection::HandlePackets() {
       break;
     }
     result = ssh_event_dopoll(event_.get(), 0);
-    rounds_unsent_ = HasPendingOutput() ? rounds_unsent_ + 1 : 0;
+    // libssh asks for writability as long as there is more to read, whether or not it has something
+    // to write.
+    const bool is_stuck = HasPendingOutput() && !IsWritable(fd_);
+    rounds_unsent_ = is_stuck ? rounds_unsent_ + 1 : 0;
   }
   is_closed_ = is_closed_ || result == SSH_ERROR || refusals_ > kMaxRefusals;
 }
@@ -168,7 +171,8 @@ bool SshConnection::StepChannels() {
   }
   NoteProgress();
   std::erase_if(channels_, [](const auto& channel) { return channel->is_closed(); });
-  return has_more;
+  return has_more ||
+         std::ranges::any_of(channels_, [](const auto& channel) { return channel->has_news(); });
 }
 
 void SshConnection::NoteProgress() {
@@ -212,7 +216,11 @@ bool SshConnection::HasPendingOutput() const {
   return (ssh_get_poll_flags(session_.get()) & SSH_WRITE_PENDING) != 0;
 }
 
-bool SshConnection::wants_to_read() const { return rounds_unsent_ < kMaxRoundsUnsent; }
+// The rounds alone are not enough: what was pending in the last one may have been written since, by
+// a step of a channel, and then nothing else would wake the connection.
+bool SshConnection::wants_to_read() const {
+  return rounds_unsent_ < kMaxRoundsUnsent || !HasPendingOutput();
+}
 
 bool SshConnection::wants_to_write() const {
   return HasPendingOutput() ||

@@ -83,7 +83,7 @@ class SshConnection {
   ssh_server_callbacks_struct callbacks_{};
   std::string user_;  // once logged in
   unsigned refusals_ = 0;
-  unsigned rounds_unsent_ = 0;  // of packets, since libssh could last write all that it had
+  unsigned rounds_unsent_ = 0;  // of packets, since the socket last took what libssh has to say
   bool is_closed_ = false;
   std::vector<std::unique_ptr<SshChannel>> channels_;
   bool has_open_session_ = false;                // when last looked at

@@ -8,6 +8,7 @@ import signal
 import socket
 import subprocess
 import sys
+import threading
 import time
 import unittest
 
@@ -205,6 +206,51 @@ class ChannelTest(ServerTest):
         session = self.session()
         session.send(rpc(fake('echo', 'x' * (16 * 1024 * 1024 - len(rpc(fake('echo')))))))
         self.assertIn(b'<data', session.receive())
+
+    def test_input_without_a_pause_behind_an_answer_is_read_to_its_end(self):
+        connection = socket.create_connection(('127.0.0.1', self.server.port))
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4 * 1024 * 1024)
+        transport = self.server.transport(connection=connection)
+        self.addCleanup(transport.close)
+        Session(transport).call(fake('echo', 'x' * 16000000))  # the receiver's buffer grows with it
+        # Of several lengths, as it matters where the server stands when the input is over. Each fits
+        # the window that a session has behind its first request.
+        for size in range(1190000, 1260000, 4096):
+            session = Session(transport)
+            session.call(fake('echo'))
+            self.assertTrue(wait_until(lambda: session.channel.out_window_size > 1250000))
+            requests = chunked(rpc(fake('echo', 'first'))) + chunked(rpc(fake('echo', 'x' * size)))
+            self.server.process.send_signal(signal.SIGSTOP)
+            sender = threading.Thread(target=session.channel.sendall, args=(requests[:-4],))
+            sender.start()
+            sender.join(1)  # not over if the socket's buffer may not be large enough for all of it
+            self.server.process.send_signal(signal.SIGCONT)
+            sender.join()
+            self.assertIn(b'>first<', session.receive())
+            time.sleep(0.05)  # the server has come to the end of what was sent
+            session.channel.sendall(requests[-4:])
+            self.assertIn(b'<data', session.receive())
+            session.channel.close()
+
+    def test_request_that_is_read_with_another_channels_input_is_answered(self):
+        transport = self.server.transport()
+        self.addCleanup(transport.close)
+        one, two = Session(transport), Session(transport)
+        two.call(fake('echo', 'x' * 16000000))  # the receiver's buffer grows with it
+        message = chunked(rpc(fake('echo', 'x' * 3000000)))
+        sent = 0
+        # The request lies a little behind what the server takes of all channels at once.
+        for size in range(64000, 76000, 400):
+            time.sleep(0.01)  # the server has nothing more to do
+            self.server.process.send_signal(signal.SIGSTOP)
+            two.channel.sendall(message[sent:sent + size])
+            sent += size
+            one.send(rpc(fake('echo', size)))
+            time.sleep(0.05)  # everything has arrived
+            self.server.process.send_signal(signal.SIGCONT)
+            self.assertIn(b'>%d<' % size, one.receive())
+        two.channel.sendall(message[sent:])
+        self.assertIn(b'<data', two.receive())
 
     def test_client_that_goes_away_ends_its_sessions(self):
         watcher, session = self.session(), self.server.session()
