@@ -142,5 +142,25 @@ TEST(HoldJudgeTest, CallbacksAreApart) {
   EXPECT_EQ(judge.longest().ns, kHoldNs);
 }
 
+TEST(HoldJudgeTest, SleepIsTheLibrarysWhileAThreadRuns) {
+  TaskTime time;
+  time.wall = time.held = 30;
+  time.cpu = 10;
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {0, 0}), 20);
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {5, 0}), 15);
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {5, 15}), 0);
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {30, 30}), 0);
+}
+
+// A loaded machine lets the threads run for a slice each while the loop waits for its turn.
+TEST(HoldJudgeTest, WhatAThreadDoesWhileTheLoopWaitsForAProcessorHoldsNothingUp) {
+  TaskTime time;
+  time.wall = 130;
+  time.held = 30;
+  time.cpu = 10;
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {40, 100}), 20);
+  EXPECT_EQ(HoldJudge::AsleepForNobody(time, {40, 105}), 15);
+}
+
 }  // namespace
 }  // namespace ncdm_test

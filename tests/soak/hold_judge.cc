@@ -71,23 +71,32 @@ void HoldJudge::Forget() {
   longest_ = {};
 }
 
-std::int64_t HoldJudge::OthersRunning() const {
-  std::int64_t sum = 0;
-  for (const SchedTimes* thread : threads_) sum += thread->Running();
-  return sum;
+std::int64_t HoldJudge::AsleepForNobody(const TaskTime& time,
+                                        const std::vector<std::int64_t>& running) {
+  const std::int64_t asleep = std::max<std::int64_t>(time.held - time.cpu, 0);
+  const std::int64_t waiting = time.wall - time.held;
+  std::int64_t for_somebody = 0;
+  for (const std::int64_t ns : running) for_somebody += std::max<std::int64_t>(ns - waiting, 0);
+  return std::max<std::int64_t>(asleep - for_somebody, 0);
+}
+
+std::vector<std::int64_t> HoldJudge::ThreadsRunning() const {
+  std::vector<std::int64_t> running;
+  for (const SchedTimes* thread : threads_) running.push_back(thread->Running());
+  return running;
 }
 
 void HoldJudge::Before(LoopTask kind) {
   elements_ = RunsRegistrations(kind) ? WaitingRegistrations() : 0;
   answer_before_ = PendingAnswer();
   callbacks_before_ = g_callbacks_ns;
-  others_before_ = OthersRunning();
+  running_before_ = ThreadsRunning();
 }
 
 void HoldJudge::After(LoopTask kind, const TaskTime& time) {
-  const std::int64_t asleep = std::max<std::int64_t>(time.held - time.cpu, 0);
-  const std::int64_t others = OthersRunning() - others_before_;
-  const std::int64_t apart = threads_.empty() ? 0 : std::max<std::int64_t>(asleep - others, 0);
+  std::vector<std::int64_t> running = ThreadsRunning();
+  for (std::size_t i = 0; i < running.size(); ++i) running[i] -= running_before_[i];
+  const std::int64_t apart = running.empty() ? 0 : AsleepForNobody(time, running);
   Hold hold;
   hold.kind = kind;
   hold.ns = time.held - apart - (g_callbacks_ns - callbacks_before_);

@@ -42,6 +42,12 @@ class HoldJudge : public TaskObserver {
   // they run is that the library's doing, and not the machine's, which has no processor for them.
   void set_threads(std::vector<const SchedTimes*> threads) { threads_ = std::move(threads); }
 
+  // How much of a task's sleep none of the threads is sure to have caused, of which each ran for so
+  // long meanwhile. What one of them did while the task was ready and waited for a processor made
+  // nobody sleep.
+  static std::int64_t AsleepForNobody(const TaskTime& time,
+                                      const std::vector<std::int64_t>& running);
+
   // Callbacks of the application, the judge aside, add what they take here.
   static void CallbackTook(std::int64_t ns);
 
@@ -51,7 +57,7 @@ class HoldJudge : public TaskObserver {
   void Forget();
 
  private:
-  std::int64_t OthersRunning() const;
+  std::vector<std::int64_t> ThreadsRunning() const;
 
   // Elements of a list, counted as they are appended: to walk it before each message of a long
   // request would take longer than the request.
@@ -82,7 +88,7 @@ class HoldJudge : public TaskObserver {
   std::int64_t elements_ = 0;
   Answer answer_before_;
   std::int64_t callbacks_before_ = 0;
-  std::int64_t others_before_ = 0;
+  std::vector<std::int64_t> running_before_;
   Hold worst_;
   Hold longest_;
 };
