@@ -7,12 +7,15 @@
 //      down leaves at most 5/7 of the weight, and n entries are less than 2.06 log2(n + 1) deep.
 //  (3) The counts of the root differ by at most 1.
 //
-// An entry that comes or goes changes one count of each entry above it by one. On the way up to the
-// root an entry that breaks (2) is mended by rotation: once, or twice where its heavy side is heavy
-// on the inner side; with the factor 3/2 there, (2) always holds afterwards. A root that then
+// An entry that comes or goes changes one count of each entry above it by one. An entry that then
+// breaks (2) is mended by rotation, from the lowest up: once, or twice where its heavy side is
+// heavy on the inner side; with the factor 3/2 there, (2) always holds afterwards. A root that then
 // breaks (3) moves over to its lighter side, and its neighbour on the heavier side takes its place:
-// one entry leaves one side and one comes to the other, each with the same way up. So no operation
-// takes more than three ways up, whatever the number of entries.
+// one entry leaves one side and one comes to the other. So no operation takes more than three ways
+// through the tree, whatever the number of entries.
+//
+// Where the place of an entry is searched for, the counts change on the way down, which has read
+// them anyway. Few ways make an entry lopsided, and only these are gone back up.
 //
 // An application that calls the functions of application_tree.cc on a tree of the library's can
 // leave counts that are not true. So no count says whether a link can be followed, and such a tree
@@ -81,26 +84,67 @@ void Relieve(Entry* top) {
   LinkChild(parent, is_left, Raise<Heavy>(top));
 }
 
-// Counts what came to one side of `at` (or left it, with `change` -1) there and further up, and
-// mends each entry on the way. The root.
-Entry* CountUpwards(Entry* at, bool is_left, nc_int32 change) {
-  while (true) {
-    // One of the two summands is 0: without a branch on the side, which is as hard to predict.
-    const nc_int32 left_change = change * static_cast<nc_int32>(is_left);
-    at->left_cnt += left_change;
-    at->right_cnt += change - left_change;
+// Mends an entry below the root if it breaks (2).
+void Mend(Entry* at) {
+  if (IsLopsided(at)) at->left_cnt > at->right_cnt ? Relieve<Left>(at) : Relieve<Right>(at);
+}
+
+// Counts what came to one side of `at`; or left it, with `change` -1.
+void Count(Entry* at, bool is_left, nc_int32 change) {
+  // One of the two summands is 0: without a branch on the side, which is as hard to predict.
+  const nc_int32 left_change = change * static_cast<nc_int32>(is_left);
+  at->left_cnt += left_change;
+  at->right_cnt += change - left_change;
+}
+
+// ---- Ways down, on which the entry that comes or goes at their end is counted ----
+
+// Where a way down has come to, and the highest entry on it that its counting made lopsided; null
+// for none.
+struct Way {
+  Entry* end;
+  Entry* highest = nullptr;
+
+  void NoteIf(bool is_lopsided) {
+    if (highest == nullptr && is_lopsided) highest = end;
+  }
+};
+
+// Mends what a way made lopsided, from its end `at` up to the highest. The root is left as it is.
+void MendBack(Entry* at, const Entry* highest) {
+  if (highest == nullptr) return;
+  for (bool is_last = false; !is_last && at->parent != nullptr;) {
     Entry* parent = at->parent;
-    if (parent == nullptr) return at;
-    is_left = IsLeftChild(at);
-    if (IsLopsided(at)) at->left_cnt > at->right_cnt ? Relieve<Left>(at) : Relieve<Right>(at);
+    is_last = at == highest;
+    Mend(at);
     at = parent;
   }
 }
 
-// Hangs a single entry on an empty side. The root.
-Entry* Attach(Entry* parent, bool is_left, Entry* entry) {
-  LinkChild(parent, is_left, entry);
-  return CountUpwards(parent, is_left, +1);
+// The way along the edge on `Side` of the half `top`, to its last entry. The others are counted.
+template <typename Side>
+Way AlongEdge(Entry* top, nc_int32 change) {
+  Way way{top};
+  for (; Side::Child(way.end) != nullptr; way.end = Side::Child(way.end)) {
+    Side::Count(way.end) += change;
+    way.NoteIf(IsLopsided(way.end));
+  }
+  return way;
+}
+
+// ---- Ways up ----
+
+// Counts what left one side of `at` there and further up, and mends each entry on the way. The
+// root.
+Entry* UncountUpwards(Entry* at, bool is_left) {
+  while (true) {
+    Count(at, is_left, -1);
+    Entry* parent = at->parent;
+    if (parent == nullptr) return at;
+    is_left = IsLeftChild(at);
+    Mend(at);
+    at = parent;
+  }
 }
 
 // Takes out an entry with one child at most. The root of what is left.
@@ -113,7 +157,7 @@ Entry* Detach(Entry* entry) {
   }
   const bool is_left = IsLeftChild(entry);
   LinkChild(parent, is_left, child);
-  return CountUpwards(parent, is_left, -1);
+  return UncountUpwards(parent, is_left);
 }
 
 // Gives `entry`, which is in no tree, the links and counts of `old`, which then is in none.
@@ -137,16 +181,37 @@ Entry* Neighbour(Entry* entry) {
   return Outermost<typename Side::Opposite>(Side::Child(entry));
 }
 
+// Takes the neighbour of the root on its heavy side out of that. The root breaks no rule by it.
+template <typename Heavy>
+Entry* TakeNeighbour(Entry* root) {
+  using Light = typename Heavy::Opposite;
+  const Way way = AlongEdge<Light>(Heavy::Child(root), -1);
+  Entry* parent = way.end->parent;
+  LinkChild(parent, IsLeftChild(way.end), Heavy::Child(way.end));
+  --Heavy::Count(root);
+  MendBack(parent, way.highest);
+  return way.end;
+}
+
+// Hangs a single entry between the root and its light side.
+template <typename Heavy>
+void PutNeighbour(Entry* root, Entry* entry) {
+  using Light = typename Heavy::Opposite;
+  ++Light::Count(root);
+  Entry* light = Light::Child(root);
+  if (light == nullptr) return Link<Light>(root, entry, 1);
+  const Way way = AlongEdge<Heavy>(light, +1);
+  Link<Heavy>(way.end, entry, 1);
+  MendBack(way.end, way.highest);
+}
+
 // Moves the root to its light side. The neighbour that took its place.
 template <typename Heavy>
 Entry* MoveToLightSide(Entry* root) {
-  using Light = typename Heavy::Opposite;
-  Entry* new_root = Neighbour<Heavy>(root);
-  Detach(new_root);
+  Entry* new_root = TakeNeighbour<Heavy>(root);
   TakePlace(new_root, root);
-  Entry* light = Light::Child(new_root);
-  return light == nullptr ? Attach(new_root, Light::kIsLeft, root)
-                          : Attach(Outermost<Heavy>(light), Heavy::kIsLeft, root);
+  PutNeighbour<Heavy>(new_root, root);
+  return new_root;
 }
 
 Entry* WithEvenSides(Entry* root) {
@@ -172,20 +237,29 @@ Entry* TakeOut(Entry* entry) {
 }  // namespace
 
 bool nc::InsertInstance(nc_dm_bin_tree_t* tree, nc_dm_bin_tree_node_t* entry) {
-  if (tree->root_byid == nullptr) {
+  Entry* root = tree->root_byid;
+  if (root == nullptr) {
     tree->root_byid = entry;
     return true;
   }
-  Entry* parent = tree->root_byid;
-  while (parent->id != entry->id) {
-    const bool is_left = entry->id < parent->id;
-    Entry* child = is_left ? parent->left : parent->right;
+  Way way{root};
+  while (way.end->id != entry->id) {
+    // Both children, before it is known which, as in a search.
+    __builtin_prefetch(way.end->left);
+    __builtin_prefetch(way.end->right);
+    const bool is_left = entry->id < way.end->id;
+    Count(way.end, is_left, +1);
+    way.NoteIf(IsLopsided(way.end));
+    Entry* child = is_left ? way.end->left : way.end->right;
     if (child == nullptr) {
-      tree->root_byid = WithEvenSides(Attach(parent, is_left, entry));
+      LinkChild(way.end, is_left, entry);
+      MendBack(way.end, way.highest);
+      tree->root_byid = WithEvenSides(root);
       return true;
     }
-    parent = child;
+    way.end = child;
   }
+  if (way.end->parent != nullptr) UncountUpwards(way.end->parent, IsLeftChild(way.end));
   return false;
 }
 
