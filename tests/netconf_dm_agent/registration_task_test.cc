@@ -183,7 +183,7 @@ TEST_F(RegistrationTaskTest, AFullSocketMakesTheRunWaitAndLosesNothing) {
   EXPECT_EQ(Run(), 0);
 
   int received = 0;
-  while (PendingTexts().size() > 0) {
+  while (!PendingTexts().empty()) {
     const FakeTask* task = platform().Find(nc_dm_agent_reg_handler);
     ASSERT_NE(task, nullptr);
     ASSERT_EQ(task, tasks().tt_reg);

@@ -29,7 +29,7 @@ class RegistrationThreadsTest : public AgentTest {
   void RunUntilNothingWaits() {
     do {
       RunOnce();
-    } while (PendingTexts().size() > 0);
+    } while (!PendingTexts().empty());
   }
 
   void Take(const Frame& frame) {

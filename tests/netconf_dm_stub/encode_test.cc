@@ -297,7 +297,7 @@ TEST_F(EncodeTest, GetidAnswerTakesNoMoreIdsThanAnArrayHas) {
   EXPECT_EQ(nc_dm_agent_encode_getid_rsp(message_, &rsp), 0);
   EXPECT_EQ(message_->head.len, 8 + 4 + 16 * 8 + 4);
   EXPECT_EQ(BodyBytes().substr(16, 8), Int("10000000"));
-  EXPECT_EQ(BodyBytes().substr(2 * (8 + 4 + 16 * 8)), "00000000");
+  EXPECT_EQ(BodyBytes().substr(size_t{2} * (8 + 4 + 16 * 8)), "00000000");
 }
 
 TEST_F(EncodeTest, NullMessages) {

@@ -30,7 +30,7 @@ using testing::UnorderedElementsAre;
 class FileTest : public testing::Test {
  protected:
   std::string Write(const std::string& name, const std::string& content) const {
-    const std::string path = directory_.path() + "/" + name;
+    std::string path = directory_.path() + "/" + name;
     std::ofstream(path, std::ios::binary) << content;
     return path;
   }

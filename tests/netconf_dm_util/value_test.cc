@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/debug_mask.h"
@@ -342,7 +343,11 @@ TEST_F(ValueTest, TimeHoldsTheNumbersAsWritten) {
   expected.tm_hour = 7;
   expected.tm_min = 8;
   expected.tm_sec = 9;
-  EXPECT_EQ(memcmp(&time, &expected, sizeof(time)), 0);
+  const auto fields = [](const tm& at) {
+    return std::tie(at.tm_year, at.tm_mon, at.tm_mday, at.tm_hour, at.tm_min, at.tm_sec, at.tm_wday,
+                    at.tm_yday, at.tm_isdst);
+  };
+  EXPECT_EQ(fields(time), fields(expected));
 }
 
 // A time is accepted whatever its fields are, so it must not refuse the number behind it.

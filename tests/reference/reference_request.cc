@@ -19,7 +19,7 @@ bool IsYes(const ReferenceCall& call, nc_int64 result) {
 }  // namespace
 
 ReferenceAnswer ReferenceRequest::Call(const ReferenceCall& call) {
-  const ReferenceAnswer answer = application_(call);
+  ReferenceAnswer answer = application_(call);
   accepted_ |= IsYes(call, answer.result);
   return answer;
 }

@@ -127,6 +127,7 @@ void ReferenceTree::Remove(Node* node) {
   node->parent->children.remove_if([node](const auto& child) { return child.get() == node; });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the tree
 void ReferenceTree::AddInstance(const std::vector<std::string>& lists, const Ids& ids, int src) {
   Way way = Follow(lists, ids, false);
   for (; way.names < lists.size(); ++way.names) {

@@ -76,7 +76,7 @@ class ConsoleFixture : public testing::Test {
   }
 
   std::string WriteFile(const std::string& name, const std::string& text) {
-    const std::string path = directory_.path() + "/" + name;
+    std::string path = directory_.path() + "/" + name;
     std::ofstream(path) << text;
     return path;
   }

@@ -278,7 +278,7 @@ int ModelEdits::size() const {
   return count;
 }
 
-nc_dm_stub_edit_node_t* ModelEdits::at(int place) {
+nc_dm_stub_edit_node_t* ModelEdits::at(int place) const {
   list_head* link = list_.edit_head.next;
   for (int i = 0; i < place; ++i) link = link->next;
   return reinterpret_cast<nc_dm_stub_edit_node_t*>(link);

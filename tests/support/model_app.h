@@ -71,7 +71,7 @@ class ModelEdits {
   bool empty() const { return list_.edit_head.next == &list_.edit_head; }
   int size() const;
   // The edit at a place of the list.
-  nc_dm_stub_edit_node_t* at(int place);
+  nc_dm_stub_edit_node_t* at(int place) const;
 
  private:
   nc_dm_stub_edit_node_list_t list_;

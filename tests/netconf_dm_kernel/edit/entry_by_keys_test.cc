@@ -34,7 +34,7 @@ class Keys {
   ~Keys() { nc_dm_agent_free_key_list(&head_); }
 
   list_head* get() { return &head_; }
-  nc_dm_key_t* first() { return reinterpret_cast<nc_dm_key_t*>(head_.next); }
+  nc_dm_key_t* first() const { return reinterpret_cast<nc_dm_key_t*>(head_.next); }
   std::vector<std::string> Texts() const {
     std::vector<std::string> texts;
     for (const list_head* link = head_.next; link != &head_; link = link->next) {
@@ -383,7 +383,7 @@ class KeyLookupTest : public EditTest {
   }
 
   nc_int64 Find(const char* list, std::initializer_list<std::pair<const char*, const char*>> wanted,
-                Ids outer = {}) {
+                const Ids& outer = {}) {
     Keys keys(wanted);
     nc_dm_id_array_t ids = {};
     for (const nc_int64 id : outer) ids.id[ids.cnt++] = id;

@@ -19,7 +19,7 @@ Function Real(Function, const char* name) {
 }  // namespace
 }  // namespace ncdm_test
 
-#define NCDM_TEST_REAL(function) ncdm_test::Real(&function, #function)
+#define NCDM_TEST_REAL(function) ncdm_test::Real(&(function), #function)
 
 extern "C" {
 

@@ -16,6 +16,7 @@
 #include "netconf_dm_kernel/instances/instance_tree_fixture.h"
 
 // Hidden in the library, so it is compiled into this program.
+// NOLINTNEXTLINE(bugprone-suspicious-include)
 #include "netconf_dm_kernel/instances/instance_balance.cc"
 
 namespace ncdm_test {
@@ -47,21 +48,22 @@ class JudgedTree {
   }
   void Remove(nc_int64 id) { Remove(Find(id)); }
 
-  Entry* Find(nc_int64 id) {
+  Entry* Find(nc_int64 id) const {
     return nc_dm_agent_search_bin_tree_node_by_instid(tree_.root_byid, id);
   }
 
-  Entry* Smallest() { return nc_dm_agent_get_bin_tree_left(root(), 0); }
-  Entry* Largest() { return nc_dm_agent_get_bin_tree_right(root(), 0); }
-  Entry* Deepest() {
-    Entry* at = root();
-    while (at->left != nullptr || at->right != nullptr) {
-      at = at->right == nullptr || at->left_cnt > at->right_cnt ? at->left : at->right;
+  Entry* Smallest() const { return nc_dm_agent_get_bin_tree_left(root(), 0); }
+  Entry* Largest() const { return nc_dm_agent_get_bin_tree_right(root(), 0); }
+  Entry* Deepest() const {
+    Entry* deepest = nullptr;
+    for (Entry* at = root(); at != nullptr;) {
+      deepest = at;
+      at = at->left_cnt > at->right_cnt ? at->left : at->right;
     }
-    return at;
+    return deepest;
   }
 
-  Entry* root() { return tree_.root_byid; }
+  Entry* root() const { return tree_.root_byid; }
   nc_dm_bin_tree_t* tree() { return &tree_; }
   nc_int32 size() const { return size_; }
 

@@ -116,10 +116,11 @@ class RandomReadTest : public RandomTreeTest {
 
   void AskForASubtree() {
     Node* node = AnyNode([](const Node*) { return true; });
+    if (node == nullptr) return;
     nc_dm_path_nodes_t path{};
     std::vector<const Node*> way;
     for (const Node* at = node; at != nullptr; at = at->parent) way.insert(way.begin(), at);
-    if (way.empty() || way.size() > NC_DM_MAX_DEPTH) return;
+    if (way.size() > NC_DM_MAX_DEPTH) return;
     for (const Node* at : way) {
       AppendComponent(&path, at->node_name, IsInstance(at) ? at->instid : 0);
     }
