@@ -7,6 +7,7 @@
 
 #include "model_device.h"
 #include "random_requests.h"
+#include "support/repeats.h"
 
 namespace ncdm_test {
 namespace {
@@ -31,7 +32,7 @@ class RandomModelTest : public ModelDevice, public testing::TestWithParam<unsign
 TEST_P(RandomModelTest, AgreesWithTheModel) {
   const auto seed =
       static_cast<unsigned>(NumberFrom("NCDM_RANDOM_SEED", static_cast<int>(GetParam())));
-  const int requests = NumberFrom("NCDM_RANDOM_REQUESTS", kRequests);
+  const int requests = NumberFrom("NCDM_RANDOM_REQUESTS", Repeats(kRequests));
   SCOPED_TRACE("seed " + std::to_string(seed));
   Put();
   ASSERT_NO_FATAL_FAILURE(Start());

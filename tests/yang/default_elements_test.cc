@@ -5,7 +5,6 @@ namespace ncdm::model {
 namespace {
 
 constexpr char kMark[] = "lists.by-number.{i}.inner.{i}.mark";
-constexpr char kInnerKey[] = "lists.by-number.{i}.inner.{i}.key";
 
 class DefaultElementsTest : public ModelTest {
  protected:

@@ -5,7 +5,6 @@ namespace ncdm::model {
 namespace {
 
 constexpr char kId[] = "lists.by-number.{i}.id";
-constexpr char kInnerKey[] = "lists.by-number.{i}.inner.{i}.key";
 constexpr char kTag[] = "lists.by-number.{i}.inner.{i}.tag";
 
 TEST_F(ModelTest, ANumberAboveZeroIsTheEntrysId) {

@@ -17,6 +17,9 @@
 
 namespace ncdm::model {
 
+// The key of a list in a list.
+inline constexpr char kInnerKey[] = "lists.by-number.{i}.inner.{i}.key";
+
 inline const ncdm_path_t& PathOf(std::string_view path) {
   for (const ncdm_path_t& row : std::span(every_type_model.paths, every_type_model.path_count)) {
     if (path == row.path) return row;

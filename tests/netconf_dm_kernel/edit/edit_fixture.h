@@ -25,6 +25,13 @@ inline Answer Busy(nc_int64 result) {
   };
 }
 
+inline nc_dm_path_nodes_t ParsedPath(const char* text) {
+  nc_dm_path_nodes_t path = {};
+  std::string copy = text;
+  EXPECT_EQ(nc_dm_parse(copy.data(), &path, false), 0) << text;
+  return path;
+}
+
 class EditTest : public ModelTest {
  protected:
   ~EditTest() override { EXPECT_THAT(DataBlocks(), testing::IsEmpty()); }

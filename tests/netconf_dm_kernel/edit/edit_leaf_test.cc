@@ -17,13 +17,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-nc_dm_path_nodes_t Path(const char* text) {
-  nc_dm_path_nodes_t path = {};
-  std::string copy = text;
-  EXPECT_EQ(nc_dm_parse(copy.data(), &path, false), 0) << text;
-  return path;
-}
-
 class UpdateTest : public EditTest {
  protected:
   UpdateTest() {
@@ -40,11 +33,11 @@ class UpdateTest : public EditTest {
 
   int Update(const char* key, std::string path, std::string value,
              const char* parent = "if.port.3") {
-    nc_dm_path_nodes_t key_path = Path(key);
+    nc_dm_path_nodes_t key_path = ParsedPath(key);
     return nc_dm_agent_edit_update(NodeAt(parent), &key_path, path.data(), value.data());
   }
   static int UpdateLeaf(const char* node, const char* text, int offset, std::string value) {
-    nc_dm_path_nodes_t path = Path(text);
+    nc_dm_path_nodes_t path = ParsedPath(text);
     return nc_dm_agent_edit_update_leaf_val(NodeAt(node), &path, offset, value.data());
   }
 };
@@ -145,7 +138,7 @@ TEST_F(UpdateTest, OffsetMustBeInThePath) {
       ElementsAre("The offset input is great than or equal to total number of path nodes.\n",
                   "The offset input is great than or equal to total number of path nodes.\n"));
   LogCapture::Get().Clear();
-  nc_dm_path_nodes_t path = Path("if.port.mtu");
+  nc_dm_path_nodes_t path = ParsedPath("if.port.mtu");
   char value[] = "9";
   EXPECT_EQ(UpdateLeaf("if.port.3", "if.port.mtu", -1, "9"), -1);
   EXPECT_EQ(nc_dm_agent_edit_update_leaf_val(nullptr, &path, 2, value), -1);
@@ -170,12 +163,12 @@ TEST_F(UpdateTest, NothingIsLoggedThroughAClosedMask) {
 
 int LastCommon(std::initializer_list<const char*> texts) {
   std::vector<nc_dm_path_nodes_t> paths;
-  for (const char* text : texts) paths.push_back(Path(text));
+  for (const char* text : texts) paths.push_back(ParsedPath(text));
   return nc_dm_agent_filter_find_max_cmm_node_index(paths.data(), static_cast<int>(paths.size()));
 }
 
 TEST(LastCommonNodeTest, OfOnePathOrNone) {
-  nc_dm_path_nodes_t path = Path("a.b");
+  nc_dm_path_nodes_t path = ParsedPath("a.b");
   EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(&path, 0), 0);
   EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(&path, -1), 0);
   EXPECT_EQ(nc_dm_agent_filter_find_max_cmm_node_index(nullptr, 2), 0);

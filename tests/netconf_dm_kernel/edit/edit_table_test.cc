@@ -17,7 +17,7 @@ namespace {
 
 // The edited entry, and another one that is always there and should not notice.
 constexpr nc_int64 kEntry = 7;
-constexpr const char* kKey = "red";
+constexpr const char* kEntryKey = "red";
 constexpr nc_int64 kOther = 3;
 constexpr const char* kOtherKey = "blue";
 
@@ -225,7 +225,7 @@ void Answer(ModelApp& app, std::map<std::string, nc_int64>& entries) {
 Outcome Perform(const Case& c) {
   ModelApp app;
   std::map<std::string, nc_int64> entries = {{kOtherKey, kOther}};
-  if (c.in_app) entries[kKey] = kEntry;
+  if (c.in_app) entries[kEntryKey] = kEntry;
   Answer(app, entries);
 
   unsigned callbacks = Callback::kCreate | Callback::kDelete | Callback::kGet;
@@ -241,7 +241,7 @@ Outcome Perform(const Case& c) {
   if (c.in_tree) AddInstance("top.list.7", c.src);
 
   ModelEdits edits{
-      {.name = "top.list.id", .val = kKey, .op = c.op, .defop = c.defop, .flag = 1},
+      {.name = "top.list.id", .val = kEntryKey, .op = c.op, .defop = c.defop, .flag = 1},
       {.name = "top.list.mtu", .val = "1500", .op = c.op, .defop = c.defop},
       {.name = "top.list.descr", .val = "text", .op = c.op, .defop = c.defop},
   };
@@ -253,7 +253,7 @@ Outcome Perform(const Case& c) {
   outcome.fault_code = fault.fault_code;
   outcome.fault_path = fault.path;
   outcome.new_fault = fault.new_fault;
-  outcome.in_app = entries.contains(kKey);
+  outcome.in_app = entries.contains(kEntryKey);
   outcome.tree = TreeSources();
   EXPECT_EQ(DataBlocks(), std::vector<std::string>()) << c.ToString();
   EXPECT_EQ(entries.count(kOtherKey), 1u) << c.ToString();

@@ -309,17 +309,10 @@ TEST_F(LastNameTest, OfAListIgnoresSingleFailures) {
 
 // ---- Common ancestors ----
 
-nc_dm_path_nodes_t Path(const char* text) {
-  nc_dm_path_nodes_t path = {};
-  std::string copy = text;
-  EXPECT_EQ(nc_dm_parse(copy.data(), &path, false), 0) << text;
-  return path;
-}
-
 TEST(SameAncestorsTest, AllButTheLastNameMustAgree) {
   const auto same = [](const char* first, const char* second) {
-    nc_dm_path_nodes_t a = Path(first);
-    nc_dm_path_nodes_t b = Path(second);
+    nc_dm_path_nodes_t a = ParsedPath(first);
+    nc_dm_path_nodes_t b = ParsedPath(second);
     return nc_dm_agent_the_same_ancestors(&a, &b);
   };
   EXPECT_EQ(same("a.b.c", "a.b.d"), 2);
@@ -333,7 +326,7 @@ TEST(SameAncestorsTest, AllButTheLastNameMustAgree) {
 
 TEST(SameAncestorsTest, NoPathHasNone) {
   nc_dm_path_nodes_t empty = {};
-  nc_dm_path_nodes_t path = Path("a.b");
+  nc_dm_path_nodes_t path = ParsedPath("a.b");
   EXPECT_EQ(nc_dm_agent_the_same_ancestors(&empty, &path), 0);
   EXPECT_EQ(nc_dm_agent_the_same_ancestors(nullptr, &path), 0);
   EXPECT_EQ(nc_dm_agent_the_same_ancestors(&path, nullptr), 0);

@@ -14,6 +14,7 @@
 
 #include "netconf_dm_kernel.h"
 #include "netconf_dm_kernel/instances/instance_tree_fixture.h"
+#include "support/repeats.h"
 
 namespace ncdm_test {
 namespace {
@@ -325,7 +326,7 @@ class ModelledTreeTest : public InstanceTreeTest, public testing::WithParamInter
 
 TEST_P(ModelledTreeTest, GrowsAndShrinks) {
   IdSource source(GetParam(), 1);
-  for (int round = 0; round < 15; ++round) {
+  for (int round = 0; round < Repeats(16); ++round) {
     ASSERT_NO_FATAL_FAILURE(RunSteps(source, 300, 150, 9, 1));
     ASSERT_NO_FATAL_FAILURE(RunSteps(source, 300, 150, 3, 1));
   }
@@ -333,12 +334,12 @@ TEST_P(ModelledTreeTest, GrowsAndShrinks) {
 
 TEST_P(ModelledTreeTest, StaysSmall) {
   IdSource source(GetParam(), 2);
-  ASSERT_NO_FATAL_FAILURE(RunSteps(source, 5000, 12, 6, 1));
+  ASSERT_NO_FATAL_FAILURE(RunSteps(source, Repeats(5000), 12, 6, 1));
 }
 
 TEST_P(ModelledTreeTest, IsRebalancedFromAnyLevel) {
   IdSource source(GetParam(), 3);
-  for (int round = 0; round < 80; ++round) {
+  for (int round = 0; round < Repeats(80); ++round) {
     // Some insertions without rebalancing in between, so that there is much to do.
     const int level = round % 4 == 0 ? 0 : 19 + round % 5;
     ASSERT_NO_FATAL_FAILURE(RunSteps(source, 40, 100, 7, level));

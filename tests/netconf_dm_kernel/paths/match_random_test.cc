@@ -3,6 +3,7 @@
 
 #include "netconf_dm_kernel/paths/reference_match.h"
 #include "netconf_dm_kernel/random_tree.h"
+#include "support/repeats.h"
 
 namespace ncdm_test {
 namespace {
@@ -119,7 +120,7 @@ class RandomMatchTest : public RandomTreeTest {
 
   void Run(int changes) {
     const DebugMask mask(NC_DM_DBG_ERROR | NC_DM_DBG_INFO);
-    for (int i = 0; i < changes && !HasFailure(); ++i) {
+    for (int i = 0; i < Repeats(changes) && !HasFailure(); ++i) {
       ChangeSomething();
       ASSERT_EQ(CountersNow(), CountedNodes()) << "change " << i;
       for (int k = 0; k < 4; ++k) AskMatchers();

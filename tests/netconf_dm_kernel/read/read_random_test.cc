@@ -4,6 +4,7 @@
 #include "netconf_dm_kernel/random_tree.h"
 #include "netconf_dm_kernel/read/reference_read.h"
 #include "netconf_dm_util/intrusive_list.h"
+#include "support/repeats.h"
 
 namespace ncdm_test {
 namespace {
@@ -233,7 +234,7 @@ class RandomReadTest : public RandomTreeTest {
   }
 
   void Run(int changes) {
-    for (int i = 0; i < changes && !HasFailure(); ++i) {
+    for (int i = 0; i < Repeats(changes) && !HasFailure(); ++i) {
       // Without a trace there are shorter ways than to walk.
       const DebugMask mask(NC_DM_DBG_ERROR | (i % 2 == 0 ? NC_DM_DBG_INFO : 0));
       ChangeSomething();

@@ -12,6 +12,7 @@
 #include "netconf_dm_kernel/tree_fixture.h"
 #include "netconf_dm_util/intrusive_list.h"
 #include "support/failing_alloc.h"
+#include "support/repeats.h"
 
 namespace ncdm_test {
 namespace {
@@ -722,7 +723,7 @@ TEST_F(SiblingsTest, NoMemoryForAnotherName) {
 class RandomSiblingsTest : public RandomTreeTest {
  protected:
   void Run() {
-    for (int i = 0; i < 300 && !HasFailure(); ++i) {
+    for (int i = 0; i < Repeats(300) && !HasFailure(); ++i) {
       ChangeSomething();
       if (i % 3 == 0) ExpectAllLikeWalk();
     }
