@@ -92,13 +92,12 @@ macro(ncdm_compile_as_program)
   endif()
 endmacro()
 
-# Sources that are mostly the option parser's templates, which run once: half the time to compile.
-function(ncdm_parses_options)
-  set(options "$<${release}:-O1;-g1>")
-  if(NCDM_SANITIZE MATCHES "undefined" AND NOT NCDM_FUZZ)
-    list(APPEND options -fno-sanitize=undefined)
+# For programs with options: builds the option parser where the first one asks for it.
+function(ncdm_link_options_parser target)
+  if(NOT TARGET ncdm_options)
+    add_subdirectory(${PROJECT_SOURCE_DIR}/options ${PROJECT_BINARY_DIR}/options)
   endif()
-  set_source_files_properties(${ARGV} PROPERTIES COMPILE_OPTIONS "${options}")
+  target_link_libraries(${target} PRIVATE ncdm_options)
 endfunction()
 
 # Headers of the standard library that the programs around the library share, read once for all of them.

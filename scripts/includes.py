@@ -27,6 +27,7 @@ RULES = {
     "lib/netconf_dm_agent": (None, ["netconf_dm_agent", "netconf_dm_kernel", "netconf_dm_stub",
                                     "netconf_dm_util"]),
     "platform": (PLATFORM, []),
+    "options": (None, []),
     "server": (None, []),
     "bench": (None, []),
     "examples": (None, []),

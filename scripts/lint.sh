@@ -41,7 +41,7 @@ check_includes() { scripts/includes.py; }
 # scripts/cppcheck.suppressions says why what it names is meant so.
 check_cppcheck() {
   sed '/^#/d;/^$/d' scripts/cppcheck.suppressions >"$build/cppcheck.suppressions"
-  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'examples/*.cc' >"$build/cppcheck.files"
+  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'options/*.cc' 'examples/*.cc' >"$build/cppcheck.files"
   cppcheck --file-list="$build/cppcheck.files" --enable=warning,performance,portability,style \
     --suppressions-list="$build/cppcheck.suppressions" --suppress=missingIncludeSystem \
     --std=c++20 --language=c++ -I include -I lib -I platform/include -I . -j "$jobs" --quiet \
@@ -64,7 +64,7 @@ check_tidy() {
   ncdm_setup peers
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DNCDM_BENCH=ON -DNCDM_BENCH_PEERS=ON -DNCDM_HAS_MEMORY_STRATEGY=OFF -DNCDM_TIGHT_CODE=OFF \
     -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DNCDM_UNITY_TESTS=OFF
-  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'examples/*.cc' 'bench/*.cc' 'tests/*.cc' |
+  files 'lib/*.cc' 'platform/*.cc' 'server/*.cc' 'yang/*.cc' 'options/*.cc' 'examples/*.cc' 'bench/*.cc' 'tests/*.cc' |
     xargs -P "$jobs" -n 4 clang-tidy --quiet -p "$build"
 }
 

@@ -3,12 +3,13 @@
 // Its model is what ncdm-yang writes from demo-vlans.yang: the records, their checks, the
 // registrations. operations.cc is what the switch does itself, configuration.cc the file that the
 // configuration survives restarts in.
-#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "common/application.h"
 #include "demo-vlans.h"
+#include "options/parser.h"
 #include "vlans/configuration.h"
 #include "vlans/operations.h"
 
@@ -16,11 +17,13 @@
 int main(int argc, char** argv) {
   Application application{"vlans-demo", NCDM_YANG_FILE, &demo_vlans_model, nullptr};
   std::string config_file;
-  CLI::App options{"A small switch configuration behind a NETCONF server."};
-  options.add_option("--name", application.name, "name under which the server knows this process");
-  options.add_option("--yang", application.yang_file, "YANG module of the data model");
-  options.add_option("--config", config_file, "file that a commit writes and a start reads");
-  CLI11_PARSE(options, argc, argv);
+  ncdm::options::Parser options{"A small switch configuration behind a NETCONF server."};
+  options.Add({
+      {"--name", &application.name, "name under which the server knows this process"},
+      {"--yang", &application.yang_file, "YANG module of the data model"},
+      {"--config", &config_file, "file that a commit writes and a start reads"},
+  });
+  if (const std::optional<int> status = options.Parse(argc, argv)) return *status;
 
   vlans::SetOperations(config_file);
   std::string error;

@@ -23,8 +23,8 @@ AREAS = {
     "edit": ["lib/netconf_dm_kernel/edit/*.cc"],
     "dispatch": ["lib/netconf_dm_agent/dispatch.cc", "lib/netconf_dm_agent/handle_*.cc"],
 }
-COPIED = ["CMakeLists.txt", "cmake", "docs", "examples", "include", "lib", "packaging", "platform", "server",
-          "tests", "yang"]
+COPIED = ["CMakeLists.txt", "cmake", "docs", "examples", "include", "lib", "options", "packaging", "platform",
+          "server", "tests", "yang"]
 # The wider tests last.
 TEST_FOLDERS = ["netconf_dm_util", "netconf_dm_stub", "netconf_dm_kernel", "netconf_dm_agent",
                 "allocation", "integration"]

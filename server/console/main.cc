@@ -2,7 +2,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <clocale>
 #include <csignal>
@@ -11,9 +10,11 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "options/parser.h"
 #include "server/console/agent_notices.h"
 #include "server/console/commands.h"
 #include "server/console/line_editor.h"
@@ -254,26 +255,48 @@ class Console {
   Session session_;
 };
 
-void AddOptions(CLI::App* app, Settings* settings) {
-  app->set_version_flag("--version", "ncdm-console " NCDM_VERSION, "Print the version and end");
-  app->add_option("--root", settings->root,
-                  "Directory of the sockets: the value that the agents have in TMPDIR")
-      ->envname("TMPDIR")
-      ->required();
-  app->add_option("-e,--execute", settings->expressions, "Command to carry out; may be repeated")
-      ->allow_extra_args(false);
-  app->add_option("--script", settings->script, "File of commands, one a line")
-      ->excludes("--execute");
-  app->add_flag("--json", settings->json, "Print results as JSON, one document a command");
-  app->add_flag("--trace", settings->trace, "Print every message on standard error");
-  app->add_flag("--keep-going", settings->keep_going, "Go on after a command that failed");
-  app->add_flag("--echo", settings->echo, "Print each command before it runs");
-  app->add_option("--timeout", settings->timeout, "Seconds that a request may take")
-      ->check(CLI::Range(0.0, 1e6))
-      ->capture_default_str();
-  app->add_option("--wait", settings->wait,
-                  "Seconds that a command waits for its agent to connect; 5, and 2 at a terminal")
-      ->check(CLI::Range(0.0, 1e6));
+constexpr double kMostSeconds = 1e6;
+
+options::Parser OptionsParser(Settings* settings) {
+  options::Parser parser(
+      "The NETCONF server's end of the agents' socket.\n"
+      "Without -e and --script, commands come from standard input; help lists them.",
+      "ncdm-console");
+  parser.SetVersion("ncdm-console " NCDM_VERSION);
+  parser.Add({
+      {.names = "--root",
+       .target = &settings->root,
+       .help = "Directory of the sockets: the value that the agents have in TMPDIR",
+       .environment = "TMPDIR",
+       .required = true},
+      {.names = "-e,--execute",
+       .target = &settings->expressions,
+       .help = "Command to carry out; may be repeated"},
+      {.names = "--script",
+       .target = &settings->script,
+       .help = "File of commands, one a line",
+       .excludes = "--execute"},
+      {.names = "--json",
+       .target = &settings->json,
+       .help = "Print results as JSON, one document a command"},
+      {.names = "--trace",
+       .target = &settings->trace,
+       .help = "Print every message on standard error"},
+      {.names = "--keep-going",
+       .target = &settings->keep_going,
+       .help = "Go on after a command that failed"},
+      {.names = "--echo", .target = &settings->echo, .help = "Print each command before it runs"},
+      {.names = "--timeout",
+       .target = &settings->timeout,
+       .help = "Seconds that a request may take",
+       .most = kMostSeconds,
+       .shows_default = true},
+      {.names = "--wait",
+       .target = &settings->wait,
+       .help = "Seconds that a command waits for its agent to connect; 5, and 2 at a terminal",
+       .most = kMostSeconds},
+  });
+  return parser;
 }
 
 int Main(int argc, char** argv) {
@@ -283,15 +306,8 @@ int Main(int argc, char** argv) {
                    "C.UTF-8");  // what is typed may be UTF-8 whatever the environment says
   }
   Settings settings;
-  CLI::App app(
-      "The NETCONF server's end of the agents' socket.\n"
-      "Without -e and --script, commands come from standard input; help lists them.",
-      "ncdm-console");
-  AddOptions(&app, &settings);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kSuccess : kUsageError;
+  if (const std::optional<int> status = OptionsParser(&settings).Parse(argc, argv)) {
+    return *status == 0 ? kSuccess : kUsageError;
   }
   CatchSignals();
   server::Server::Options options;

@@ -1,11 +1,17 @@
 // ncdm-yang: from a YANG module to the source of an application.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "module.h"
+#include "options/parser.h"
 #include "version.h"
 #include "writers.h"
 
@@ -113,48 +119,51 @@ void Generate(const Request& request) {
 
 int Run(int argc, char** argv) {
   Request request;
-  CLI::App options{"From a YANG module to a running application."};
-  options.name("ncdm-yang");
-  options.set_version_flag("--version", std::string("ncdm-yang ") + kVersion);
-  options.require_subcommand(1);
-  CLI::App* generate = options.add_subcommand(
+  options::Parser options("From a YANG module to a running application.", "ncdm-yang");
+  options.SetVersion(std::string("ncdm-yang ") + kVersion,
+                     "Display program version information and exit");
+  options::Parser generate = options.AddCommand(
       "generate",
       "Writes an application around a module: its records and tables (written anew "
       "each time), a program, its test and CMake file (written once).");
-  generate->add_option("module", request.module, "the module's file")
-      ->required()
-      ->option_text("MODULE.yang");
-  generate
-      ->add_option("further", request.further,
-                   "files of further modules, whose augments, identities and deviations count")
-      ->option_text("[MODULE.yang...]");
-  generate
-      ->add_option("-p,--path", request.paths,
-                   "folder of imported modules; those in it that add to the module count")
-      ->option_text("PATH")
-      ->allow_extra_args(false);
-  generate->add_option("-o,--output", request.folder, "folder to write to")
-      ->required()
-      ->option_text("DIR");
-  generate->add_flag("--cxx", request.cxx, "C++20 instead of C11");
-  generate
-      ->add_option("--expect", request.expect,
-                   "how many entries a list will have; from 10000 on it has a hash table")
-      ->option_text("LIST=N")
-      ->allow_extra_args(false);
-  generate
-      ->add_option("--whole", request.whole,
-                   "list whose entries are applied in one operation, whatever its keys")
-      ->option_text("LIST")
-      ->allow_extra_args(false);
-  generate
-      ->add_option("--no-delete", request.no_delete, "leaf that an edit may change and not delete")
-      ->option_text("LEAF")
-      ->allow_extra_args(false);
-  generate->add_option("--time", request.times, "leaf of text that is a date and time, a struct tm")
-      ->option_text("LEAF")
-      ->allow_extra_args(false);
-  CLI11_PARSE(options, argc, argv);
+  generate.Add({
+      {.names = "module",
+       .target = &request.module,
+       .help = "the module's file",
+       .value_name = "MODULE.yang",
+       .required = true},
+      {.names = "further",
+       .target = &request.further,
+       .help = "files of further modules, whose augments, identities and deviations count",
+       .value_name = "[MODULE.yang...]"},
+      {.names = "-p,--path",
+       .target = &request.paths,
+       .help = "folder of imported modules; those in it that add to the module count",
+       .value_name = "PATH"},
+      {.names = "-o,--output",
+       .target = &request.folder,
+       .help = "folder to write to",
+       .value_name = "DIR",
+       .required = true},
+      {.names = "--cxx", .target = &request.cxx, .help = "C++20 instead of C11"},
+      {.names = "--expect",
+       .target = &request.expect,
+       .help = "how many entries a list will have; from 10000 on it has a hash table",
+       .value_name = "LIST=N"},
+      {.names = "--whole",
+       .target = &request.whole,
+       .help = "list whose entries are applied in one operation, whatever its keys",
+       .value_name = "LIST"},
+      {.names = "--no-delete",
+       .target = &request.no_delete,
+       .help = "leaf that an edit may change and not delete",
+       .value_name = "LEAF"},
+      {.names = "--time",
+       .target = &request.times,
+       .help = "leaf of text that is a date and time, a struct tm",
+       .value_name = "LEAF"},
+  });
+  if (const std::optional<int> status = options.Parse(argc, argv)) return *status;
   Generate(request);
   return 0;
 }
