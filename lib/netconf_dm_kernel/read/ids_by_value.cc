@@ -65,7 +65,7 @@ class InstanceLookup {
 
   // The schema of a list has no entry's id, so nothing is read through it.
   void VisitAll(const list_head* siblings, int at, int lists) {
-    for (auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
+    for (const auto& node : nc::SameNamed(siblings, path_->nodes[at])) {
       if (nc::IsMode(node)) continue;
       NC_DM_LOG_INFO("Match node: %s, instance: %lld, match name continue match.\n", node.node_name,
                      nc::LongLong(node.instid));
