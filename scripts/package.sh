@@ -20,6 +20,8 @@ trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || date +%s)
 export SOURCE_DATE_EPOCH
+# The second build is to be one, not the first one's objects; and a cache may name the sources in its own way.
+export CCACHE_DISABLE=1
 
 # package_in BUILD_DIR: configures, builds and packs there.
 package_in() {
